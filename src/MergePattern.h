@@ -1,0 +1,154 @@
+// Private to the unit. The two things that are done to a table, each written once: merging an
+// element update into it and deleting elements from it. The handlers give their field tables, texts
+// and codes.
+#ifndef MERGEPATTERN_H
+#define MERGEPATTERN_H
+
+#include <cstddef>
+#include <utility>
+
+#include "FieldTable.h"
+#include "SignallingCodes.h"
+#include "SignallingController.h"
+#include "StoreLock.h"
+
+/// What an update of one element type says to the outside.
+template <typename Record>
+struct UpdateRule {
+    void (*logUpdated)(int id);                                       // at level 2
+    void (*logAdded)(int id, std::size_t total);                      // at level 2; total counts the new element
+    SignallingCodes::Event event = {};                                // none for trip stops and service stops, which
+    void (PassengerInformationObserver::*updated)(Record) = nullptr;  // have no observer operation
+};
+
+/// What a deletion of one element type says to the outside.
+template <typename Record>
+struct RemovalRule {
+    void (*logDeleted)(int id);  // at level 1
+    SignallingCodes::Event event;
+    void (PassengerInformationObserver::*removed)(Record);
+};
+
+/// Posts an event item about a stored record. Called with pisMtx held.
+inline void postEvent(SignallingCodes::Event event, int id, void* record) {
+    addNewEventItem(static_cast<EventItem::EVENT_TYPE>(event), id, record);
+}
+
+/// Position of the first element with this id, or the table's size. Called with pisMtx held.
+template <typename Record>
+std::size_t positionOf(const std::vector<Record>& table, int id) {
+    std::size_t position = 0;
+    while (position < table.size() && table[position].getId() != id) ++position;
+    return position;
+}
+
+/// For handlers that complete nothing.
+struct NothingMore {
+    bool operator()(StoreLock&, std::size_t) const { return true; }
+};
+
+/// Calls an operation on every observer, those registered meanwhile included. Called with pisMtx held.
+template <typename Record>
+void PassengerInformationServer::tellObservers(void (PassengerInformationObserver::*operation)(Record),
+                                               const Record& record) {
+    for (std::size_t i = 0; i < _pisObserverList.size(); ++i) (_pisObserverList[i]->*operation)(record);
+}
+
+/// Merges an element update into its table. The list is read before the lock is taken.
+/// @param record   the record as its handler prepares it: id and defaults.
+/// @param complete called under the lock with the element's position, after the table was brought
+///                 up to date. It may open a gap in the lock and says whether the position still
+///                 lies in the table; if not, somebody deleted meanwhile and the update ends.
+template <typename Fields, typename Record, typename Completion>
+void PassengerInformationServer::merge(std::vector<Record>& table, Record record, const KEBlist* list,
+                                       const UpdateRule<Record>& rule, Completion complete) {
+    Fields::read(*list, record);
+
+    StoreLock lock(pisMtx);
+    const std::size_t position = positionOf(table, record.getId());
+    bool changed = false;
+    if (position == table.size()) {
+        table.push_back(record);
+        changed = true;
+        if (debugLevel > 1) rule.logAdded(table[position].getId(), table.size());
+    } else if (Fields::differ(table[position], record)) {
+        Fields::copy(record, table[position]);
+        changed = true;
+        if (debugLevel > 1) rule.logUpdated(table[position].getId());
+    }
+
+    if (!complete(lock, position)) return;
+    if (rule.updated == nullptr) return;
+
+    if (changed && !_pisObserverList.empty()) {
+        record = table[position];
+        tellObservers(rule.updated, record);
+    }
+    // Posted for every record received, also when nothing changed.
+    postEvent(rule.event, table[position].getId(), &table[position]);
+}
+
+/// Deletes the elements with this id, or all for id 0, one after the other: while one is told of, it
+/// and those after it are still in the table. Called with pisMtx held.
+template <typename Record>
+void PassengerInformationServer::removeMatching(std::vector<Record>& table, int id, const RemovalRule<Record>& rule) {
+    for (std::size_t position = 0; position < table.size();) {
+        if (id != 0 && table[position].getId() != id) {
+            ++position;
+            continue;
+        }
+        const Record record = table[position];
+        tellObservers(rule.removed, record);
+        postEvent(rule.event, record.getId(), &table[position]);
+        if (debugLevel > 0) rule.logDeleted(record.getId());
+        table.erase(table.begin() + static_cast<std::ptrdiff_t>(position));
+    }
+}
+
+/// Moves the elements that stay to the front and, at the end of the scope, closes the hole between
+/// them and those not yet looked at: the table is whole again even when a log call throws.
+template <typename Record>
+class Compaction {
+public:
+    explicit Compaction(std::vector<Record>& table) : _table(table) {}
+    ~Compaction() { _table.erase(at(_kept), at(_next)); }
+
+    bool done() const { return _next == _table.size(); }
+    const Record& next() const { return _table[_next]; }
+    void drop() { ++_next; }
+    void keep() {
+        if (_kept != _next) _table[_kept] = std::move(_table[_next]);
+        ++_kept;
+        ++_next;
+    }
+
+    Compaction(const Compaction&) = delete;
+    Compaction& operator=(const Compaction&) = delete;
+
+private:
+    typename std::vector<Record>::iterator at(std::size_t position) {
+        return _table.begin() + static_cast<std::ptrdiff_t>(position);
+    }
+
+    std::vector<Record>& _table;
+    std::size_t _kept = 0;
+    std::size_t _next = 0;
+};
+
+/// The same for types of which nobody is told: one linear pass, log lines in table order, so that
+/// the end of a day with its thousands of stops does not hold the lock for long.
+template <typename Record>
+void PassengerInformationServer::removeMatching(std::vector<Record>& table, int id, void (*logDeleted)(int id)) {
+    Compaction<Record> pass(table);
+    while (!pass.done()) {
+        const int candidate = pass.next().getId();
+        if (id != 0 && candidate != id) {
+            pass.keep();
+            continue;
+        }
+        if (debugLevel > 0) logDeleted(candidate);
+        pass.drop();
+    }
+}
+
+#endif
