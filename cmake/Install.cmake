@@ -24,6 +24,8 @@ install(FILES ${PROJECT_BINARY_DIR}/SignallingControllerConfig.cmake
               ${PROJECT_BINARY_DIR}/SignallingControllerConfigVersion.cmake
         DESTINATION ${PIS_PACKAGE_DIR} COMPONENT unit)
 
+# The file finds its way from where it stands, so that an installed unit may be moved.
+file(RELATIVE_PATH PIS_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/signallingcontroller.pc.in ${PROJECT_BINARY_DIR}/signallingcontroller.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/signallingcontroller.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT unit)

@@ -28,7 +28,7 @@ class qxLocalMutex : public qxMutexBase {
 public:
     /// @param reentrant true when the thread that holds the lock may enter again (each enter wants
     ///        its own leave); false when a second enter by the same thread is a fault.
-    explicit qxLocalMutex(bool reentrant) : _state(nullptr), _holder(nullptr), _reentrant(reentrant) {}
+    explicit qxLocalMutex(bool reentrant) : _words{nullptr, nullptr}, _reentrant(reentrant) {}
 
     void enter() override;
     void leave() override;
@@ -39,8 +39,7 @@ public:
     qxLocalMutex& operator=(const qxLocalMutex&) = delete;
 
 private:
-    void* _state;     // for the host
-    void* _holder;    // for the host
+    void* _words[2];  // for the host
     bool _reentrant;  // as given to the constructor
 };
 

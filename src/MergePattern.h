@@ -47,10 +47,12 @@ struct NothingMore {
     bool operator()(StoreLock&, std::size_t) const { return true; }
 };
 
-/// Calls an operation on every observer, those registered meanwhile included. Called with pisMtx held.
+/// Calls an operation on every observer. Counts instead of iterating, since an observer may register
+/// another one meanwhile, which is then called, too. Called with pisMtx held, but for the server status.
 template <typename Record>
 void PassengerInformationServer::tellObservers(void (PassengerInformationObserver::*operation)(Record),
                                                const Record& record) {
+    // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t i = 0; i < _pisObserverList.size(); ++i) (_pisObserverList[i]->*operation)(record);
 }
 

@@ -28,7 +28,7 @@ template <typename Record>
 struct RemovalRule;
 
 /// Text that names a location, in the signalling side's own terms.
-typedef std::string LocationId;
+using LocationId = std::string;
 
 // Records are plain values: a copy owns all of its texts, nothing is locked, nothing is virtual.
 // Offsets, times and delays are passed through in the unit of the signalling side (seconds in the
@@ -61,7 +61,7 @@ protected:
 };
 
 /// A line of the railway: nothing beyond id, name and abbreviation.
-typedef NamedId Line;
+using Line = NamedId;
 
 /// One timetabled call of a trip at a platform.
 class TripStop : public NamedId {

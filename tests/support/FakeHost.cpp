@@ -207,12 +207,12 @@ std::string base64_encode(const unsigned char* bytes, unsigned int length) {
 int qxLocalMutex::init() {
     auto* lock = new FakeLock;
     if (theHost != nullptr) lock->number = theHost->numberLock();
-    _state = lock;
+    _words[0] = lock;
     return 0;
 }
 
 void qxLocalMutex::enter() {
-    auto& lock = *static_cast<FakeLock*>(_state);
+    auto& lock = *static_cast<FakeLock*>(_words[0]);
     lock.mutex.lock();
     if (theHost != nullptr) {
         if (lock.depth > 0 && lock.holder == std::this_thread::get_id()) {
@@ -226,7 +226,7 @@ void qxLocalMutex::enter() {
 }
 
 void qxLocalMutex::leave() {
-    auto& lock = *static_cast<FakeLock*>(_state);
+    auto& lock = *static_cast<FakeLock*>(_words[0]);
     lock.mutex.lock();  // so that the state may be looked at whoever calls
     const bool held = lock.depth > 0 && lock.holder == std::this_thread::get_id();
     const std::string line = lock.line("leave");
@@ -244,5 +244,5 @@ void qxLocalMutex::leave() {
 }
 
 qxLocalMutex::~qxLocalMutex() {
-    delete static_cast<FakeLock*>(_state);
+    delete static_cast<FakeLock*>(_words[0]);
 }

@@ -1,0 +1,28 @@
+// make-sample-feed: writes the sample feed to standard output.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "FeedWriter.h"
+#include "HarbourMorning.h"
+
+namespace {
+
+void require(bool written) {
+    if (written) return;
+    std::fprintf(stderr, "make-sample-feed: standard output: %s\n", std::strerror(errno));
+    std::_Exit(2);
+}
+
+}  // namespace
+
+int main() {
+    harbourMorning([](const FeedRecord& record) {
+        const std::string line = toJsonLine(record) + '\n';
+        require(std::fwrite(line.data(), 1, line.size(), stdout) == line.size());
+    });
+    require(std::fclose(stdout) == 0);
+    return 0;
+}

@@ -1,0 +1,52 @@
+# Sourced by ./run and ./test: sees to it that the Debian packages they need are there.
+
+# What builds and runs the program pis.
+kRunPackages=(cmake g++ ninja-build libcli11-dev libfmt-dev libsimdjson-dev libspdlog-dev libssl-dev zlib1g-dev)
+
+# What the tests need besides.
+kTestPackages=(ccache clang-14 clang-format-14 clang-tidy-14 googletest pkg-config shellcheck)
+
+# What the 32-bit builds need, on a machine that can run them.
+k32BitPackages=(g++-multilib lib32z1-dev)
+
+# Whether this machine is one that builds and runs programs for the 32-bit host.
+can_build_32_bit() {
+    [ "$(uname -m)" = x86_64 ]
+}
+
+# require_packages NAME...: installs those that are missing; says what is needed and stops where it cannot.
+require_packages() {
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+        if [ -n "${PIS_PACKAGES_PRESENT:-}" ]; then return; fi
+        {
+            echo "This is not a Debian system. Install what these Debian 12 packages hold: $*"
+            echo "Then call again with PIS_PACKAGES_PRESENT=1 in the environment."
+        } >&2
+        exit 2
+    fi
+
+    local missing=() name
+    for name in "$@"; do
+        # shellcheck disable=SC2016  # the format is dpkg-query's own
+        case "$(dpkg-query -W -f='${Status}' "$name" 2>/dev/null)" in
+            "install ok installed") ;;
+            *) missing+=("$name") ;;
+        esac
+    done
+    if [ ${#missing[@]} -eq 0 ]; then return; fi
+
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "Missing packages; as root: apt-get install ${missing[*]}" >&2
+            exit 2
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing ${missing[*]}" >&2
+    local install=(env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends)
+    if ! { "${as_root[@]}" apt-get update -qq && "${as_root[@]}" "${install[@]}" "${missing[@]}"; } >&2; then
+        echo "These packages could not be installed: ${missing[*]}" >&2
+        exit 2
+    fi
+}

@@ -1,0 +1,12 @@
+// How a subcommand of pis ends.
+#ifndef STANDALONE_EXITSTATUS_H
+#define STANDALONE_EXITSTATUS_H
+
+enum ExitStatus : int {
+    DONE = 0,
+    FINDINGS = 1,      ///< check: something was found. replay: lines were skipped, as asked for.
+    FAILED = 2,        ///< A wrong call, a file that cannot be read, a line that is no record.
+    INTERRUPTED = 130  ///< Stopped from the terminal.
+};
+
+#endif

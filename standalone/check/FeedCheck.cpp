@@ -1,0 +1,246 @@
+#include "FeedCheck.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "ElementTypes.h"
+#include "FeedReader.h"
+#include "Numbers.h"
+
+using namespace SignallingCodes;
+
+namespace {
+
+/// True for a text that is a whole number of 32 bits and nothing else.
+bool isNumber(const char* text) {
+    char* end = nullptr;
+    errno = 0;
+    const long long number = std::strtoll(text, &end, 10);
+    return end != text && *end == '\0' && errno == 0 && number >= std::numeric_limits<int>::min() &&
+           number <= std::numeric_limits<int>::max();
+}
+
+std::vector<std::string> itemsOf(const std::string& list) {
+    std::vector<std::string> items;
+    std::size_t begin = 0;
+    while (true) {
+        const std::size_t end = list.find('!', begin);
+        items.push_back(list.substr(begin, end - begin));
+        if (end == std::string::npos) return items;
+        begin = end + 1;
+    }
+}
+
+const char* nameOf(int type) {
+    const ElementType* known = findElementType(type);
+    return known != nullptr ? known->name : "element";
+}
+
+/// Ids that records name, and whether the feed brings the elements, sooner or later.
+class References {
+public:
+    void define(int type, int id) {
+        _defined.insert({type, id});
+        _open.erase({type, id});
+    }
+
+    /// @param by where and in what the id stands.
+    void refer(int type, int id, const std::string& by) {
+        if (_defined.count({type, id}) != 0) return;
+        Mention& mention = _open[{type, id}];
+        if (mention.times++ == 0) {
+            mention.first = by;
+            mention.order = _order++;
+        }
+    }
+
+    /// A sentence for each id that names nothing, in the order of their first mention.
+    std::vector<std::string> namingNothing() const {
+        std::map<std::size_t, std::string> sentences;
+        for (const auto& [what, mention] : _open) {
+            std::string sentence =
+                fmt::format("{}: {} {} is not in the feed", mention.first, nameOf(what.first), what.second);
+            if (mention.times > 1) sentence += fmt::format(" (named {} times)", grouped(mention.times));
+            sentences[mention.order] = sentence;
+        }
+        std::vector<std::string> inOrder;
+        inOrder.reserve(sentences.size());
+        for (auto& [order, sentence] : sentences) inOrder.push_back(std::move(sentence));
+        return inOrder;
+    }
+
+private:
+    struct Mention {
+        std::string first;
+        std::size_t order = 0;
+        std::uint64_t times = 0;
+    };
+
+    std::set<std::pair<int, int>> _defined;
+    std::map<std::pair<int, int>, Mention> _open;
+    std::size_t _order = 0;
+};
+
+class FeedCheck {
+public:
+    /// False when the file cannot be read to its end.
+    bool read(const std::string& file) {
+        FeedRecord record;
+        try {
+            FeedReader reader(file);
+            while (true) {
+                switch (reader.next(record)) {
+                    case FeedReader::Next::END: return true;
+                    case FeedReader::Next::UNREADABLE: fmt::print(stderr, "pis: {}\n", reader.fault()); return false;
+                    case FeedReader::Next::MALFORMED: find(reader.fault()); break;
+                    case FeedReader::Next::RECORD:
+                        ++_records;
+                        _place = reader.place();
+                        look(record);
+                        break;
+                }
+            }
+        } catch (const std::runtime_error& error) {
+            fmt::print(stderr, "pis: {}\n", error.what());
+            return false;
+        }
+    }
+
+    /// Reports what shows only at the end of the feed. True when nothing was found at all.
+    bool finish() {
+        if (!_snapshotBegin.empty()) find(_snapshotBegin + ": the snapshot that begins here does not end");
+        for (const std::string& sentence : _references.namingNothing()) find(sentence);
+        fmt::print("{}, {}\n", counted(_records, "record"),
+                   _findings == 0 ? std::string("no findings") : counted(_findings, "finding"));
+        return _findings == 0;
+    }
+
+private:
+    void look(const FeedRecord& record) {
+        switch (record.kind) {
+            case FeedRecord::UPDATE: lookAtUpdate(record); break;
+            case FeedRecord::DELETION: lookAtDeletion(record); break;
+            case FeedRecord::SNAPSHOT_BEGIN: _snapshotBegin = _place; break;
+            case FeedRecord::SNAPSHOT_END:
+                if (_snapshotBegin.empty()) findHere("the snapshot that ends here has not begun");
+                _snapshotBegin.clear();
+                break;
+        }
+    }
+
+    void lookAtUpdate(const FeedRecord& record) {
+        const ElementType* type = findElementType(record.type);
+        if (type == nullptr) {
+            findHere(fmt::format("unknown code {}: the record is ignored", record.type));
+            return;
+        }
+        const bool status = type->table > SERVICE_STOP;
+        if (status && record.id != 1) {
+            findHere(fmt::format("{} {}: only record 1 is taken, this one is ignored", type->name, record.id));
+        } else if (record.id == 0) {
+            findHere(fmt::format("{} 0: a record with id 0 is ignored", type->name));
+        } else if (type->hasTable()) {
+            _references.define(type->code, record.id);
+        } else if (!status) {
+            _references.refer(type->table, record.id, fmt::format("{}: {}", _place, type->name));
+        }
+        lookAtFields(*type, record);
+    }
+
+    void lookAtFields(const ElementType& type, const FeedRecord& record) {
+        const FieldTexts& texts = record.fields;
+        if (texts.size() == 0) return;  // an element with nothing but its defaults
+        for (std::size_t i = 0; i < type.fields.size(); ++i) {
+            const FieldType& field = type.fields[i];
+            if (field.kind == FieldType::NOT_USED) continue;
+            const std::string what = fmt::format("{} {}: field {} ({})", type.name, record.id, i + 1, field.name);
+            if (i >= texts.size()) {
+                findHere(what + " is missing: the default is used");
+            } else {
+                lookAtField(field, texts[i], what);
+            }
+        }
+        if (texts.size() > type.fields.size()) {
+            findHere(fmt::format("{} {}: {} fields, of which {} are read", type.name, record.id, texts.size(),
+                                 type.fields.size()));
+        }
+    }
+
+    void lookAtField(const FieldType& field, const char* text, const std::string& what) {
+        if (text == nullptr) return findHere(what + " is null: the default is used");
+        if (std::strcmp(text, "(null)") == 0) return findHere(what + " is \"(null)\": the default is used");
+        if (text[0] == '\0') {
+            if (field.kind != FieldType::LIST_OF) findHere(what + " is empty: the default is used");
+            return;
+        }
+        switch (field.kind) {
+            case FieldType::TEXT:
+            case FieldType::NOT_USED: break;
+            case FieldType::FLAG: lookAtFlag(text, what); break;
+            case FieldType::INTEGER:
+                if (!isNumber(text)) findHere(fmt::format("{} is \"{}\", not a number of 32 bits", what, text));
+                break;
+            case FieldType::NUMBER_OF: lookAtId(field, text, what); break;
+            case FieldType::LIST_OF:
+                for (const std::string& item : itemsOf(text)) lookAtId(field, item.c_str(), what);
+                break;
+        }
+    }
+
+    /// Only an upper-case Y means yes; texts that look like a yes are worth a word.
+    void lookAtFlag(const char* text, const std::string& what) {
+        if (std::strchr("y1tT", text[0]) != nullptr) {
+            findHere(fmt::format("{} is \"{}\", which reads as no: only a Y at its front means yes", what, text));
+        }
+    }
+
+    void lookAtId(const FieldType& field, const char* text, const std::string& what) {
+        if (!isNumber(text)) {
+            findHere(fmt::format("{} holds \"{}\", not a number of 32 bits", what, text));
+            return;
+        }
+        const int id = std::atoi(text);
+        if (id == 0 && field.zeroMeansNone) return;
+        _references.refer(field.refersTo, id, _place + ": " + what);
+    }
+
+    void lookAtDeletion(const FeedRecord& record) {
+        const ElementType* type = findElementType(record.type);
+        if (record.type != ALL_ELEMENTS && (type == nullptr || !type->hasTable())) {
+            findHere(fmt::format("a deletion with code {} removes nothing", record.type));
+        } else if (record.id != 0 && record.type != ALL_ELEMENTS) {
+            _references.refer(record.type, record.id, _place + ": deletion");
+        }
+    }
+
+    void findHere(const std::string& what) { find(_place + ": " + what); }
+
+    void find(const std::string& sentence) {
+        ++_findings;
+        fmt::print("{}\n", sentence);
+    }
+
+    References _references;
+    std::string _place;
+    std::string _snapshotBegin;  // empty outside of a snapshot
+    std::uint64_t _records = 0;
+    std::uint64_t _findings = 0;
+};
+
+}  // namespace
+
+ExitStatus checkFeed(const std::vector<std::string>& files) {
+    FeedCheck check;
+    for (const std::string& file : files) {
+        if (!check.read(file)) return FAILED;
+    }
+    return check.finish() ? DONE : FINDINGS;
+}

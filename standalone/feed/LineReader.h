@@ -1,0 +1,62 @@
+// Reads a file, compressed or not, line by line.
+#ifndef STANDALONE_FEED_LINEREADER_H
+#define STANDALONE_FEED_LINEREADER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct gzFile_s;
+
+/// The lines of a file, of a .gz file or of standard input ("-"), one at a time, in memory that
+/// depends neither on the length of the file nor on that of its lines.
+class LineReader {
+public:
+    static constexpr std::size_t kMaxLine = std::size_t{1} << 20;  ///< Bytes of a line without its end.
+    static constexpr std::size_t kPadding = 64;                    ///< Readable bytes behind every line.
+
+    enum class Next {
+        LINE,      ///< line() is the next line.
+        TOO_LONG,  ///< The next line is longer than kMaxLine; it was passed over.
+        END,       ///< No line is left.
+        FAILED     ///< The rest cannot be read: failure() says why.
+    };
+
+    /// @throws std::runtime_error with a message for people when the file cannot be opened.
+    explicit LineReader(const std::string& path);
+    ~LineReader();
+
+    Next next();
+
+    /// The line read last, without its end. Valid until the next call of next().
+    std::string_view line() const { return _line; }
+
+    /// Number of the line read last, from 1; also of a line that was too long or could not be read.
+    std::uint64_t number() const { return _number; }
+
+    const std::string& failure() const { return _failure; }
+
+    /// Bytes of the file taken so far, before any decompression.
+    std::uint64_t consumed() const;
+
+private:
+    struct Close {
+        void operator()(gzFile_s* file) const;
+    };
+
+    bool refill();
+
+    std::unique_ptr<gzFile_s, Close> _file;
+    std::vector<char> _buffer;
+    std::size_t _begin = 0;  // of the bytes not yet handed out
+    std::size_t _end = 0;
+    bool _atEnd = false;
+    std::string_view _line;
+    std::uint64_t _number = 0;
+    std::string _failure;
+};
+
+#endif

@@ -1,0 +1,111 @@
+// The program pis: the passenger-information store at a terminal.
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <system_error>
+
+#include "ExitStatus.h"
+#include "FeedCheck.h"
+#include "HostLog.h"
+#include "Replay.h"
+
+namespace {
+
+constexpr const char* kAbout =
+    "The passenger-information store of a rail operations host, at a terminal.\n"
+    "It takes a signalling side's element records in and shows what became of them.";
+
+constexpr const char* kExitStatuses =
+    "Exit status: 0 all well, 1 findings (check) or lines skipped (replay --keep-going),\n"
+    "2 a wrong call or input that cannot be taken, 130 interrupted.";
+
+void addFiles(CLI::App& command, std::vector<std::string>& files) {
+    command.add_option("FILE", files, "Feeds, read as one in this order; .gz too; - for standard input")
+        ->required()
+        ->type_name("");
+}
+
+/// What is wrong with a text as a speed; empty when nothing is.
+std::string faultOfSpeed(const std::string& text) {
+    double speed = 0;
+    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), speed);
+    const bool whole = code == std::errc() && end == text.data() + text.size();
+    return whole && speed > 0 && std::isfinite(speed) ? "" : "must be a number above 0, not " + text;
+}
+
+/// Writes out what standard output still holds. False, with a message, when that fails.
+bool flushed() {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+    std::fprintf(stderr, "pis: cannot write to standard output: %s\n", std::generic_category().message(errno).c_str());
+    return false;
+}
+
+int run(int argc, char** argv) {
+    CLI::App app(kAbout, "pis");
+    app.set_version_flag("--version", std::string("pis ") + PIS_VERSION);
+    app.require_subcommand(1);
+    app.footer(kExitStatuses);
+
+    ReplayOptions options;
+    bool json = false;
+    bool dump = false;
+    bool trace = false;
+    long debugLevelWanted = -1;
+    std::string logFile;
+    CLI::App& replayCommand = *app.add_subcommand("replay", "Deliver recorded feeds to the store and sum up");
+    addFiles(replayCommand, options.files);
+    replayCommand.add_option("--speed", options.speed, "Times the recorded pace; without it, as fast as possible")
+        ->type_name("X")
+        ->check(faultOfSpeed, "", "speed");
+    replayCommand.add_flag("--keep-going", options.keepGoing, "Count and skip faulty lines instead of stopping there");
+    CLI::Option* jsonFlag = replayCommand.add_flag("--json", json, "Print the summary as one JSON object");
+    CLI::Option* dumpFlag = replayCommand.add_flag(
+        "--dump", dump, "Print every table afterwards, a JSON object a line; the summary goes to standard error");
+    CLI::Option* traceFlag = replayCommand.add_flag(
+        "--trace", trace, "Print every host and observer call, a line each; the summary goes to standard error");
+    jsonFlag->excludes(dumpFlag)->excludes(traceFlag);
+    dumpFlag->excludes(traceFlag);
+    replayCommand
+        .add_option("--debug-level", debugLevelWanted,
+                    "What the store logs: 0 registrations, 1 deletions too, 2 every change; -1 nothing")
+        ->type_name("N")
+        ->capture_default_str();
+    replayCommand.add_option("--log-file", logFile, "Append log lines to a file instead of standard error")
+        ->type_name("FILE");
+    replayCommand.footer(kExitStatuses);
+
+    std::vector<std::string> checkedFiles;
+    CLI::App& checkCommand = *app.add_subcommand("check", "Look a feed over and report what is wrong with it");
+    addFiles(checkCommand, checkedFiles);
+    checkCommand.footer(kExitStatuses);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? DONE : FAILED;
+    }
+
+    if (checkCommand.parsed()) return checkFeed(checkedFiles);
+    options.output = json    ? ReplayOptions::JSON_SUMMARY
+                     : dump  ? ReplayOptions::DUMP
+                     : trace ? ReplayOptions::TRACE
+                             : ReplayOptions::SUMMARY;
+    HostLog::setLevel(debugLevelWanted);
+    if (!logFile.empty()) HostLog::writeTo(logFile);
+    return replay(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int status = FAILED;
+    try {
+        status = run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "pis: %s\n", error.what());
+    }
+    return flushed() ? status : FAILED;
+}

@@ -1,0 +1,24 @@
+// Lets one listener hear every call that the store makes of this host, in the order of the calls.
+#ifndef STANDALONE_PLATFORM_HOSTCALLS_H
+#define STANDALONE_PLATFORM_HOSTCALLS_H
+
+#include <string>
+
+/// Hears the host calls on the thread that makes them, many of them under the store's lock: it must
+/// not call back into the store. All operations do nothing here.
+class HostCallListener {
+public:
+    virtual void onDebug(int /*level*/, const std::string& /*text*/) {}
+    virtual void onError(int /*severity*/, const std::string& /*text*/) {}
+    virtual void onEvent(int /*code*/, int /*id*/) {}
+    virtual void onOperation(int /*operation*/, const std::string& /*text*/) {}
+    virtual ~HostCallListener() = default;
+};
+
+/// Sets the listener, null for none. It must outlive the calls that it hears.
+void listenToHostCalls(HostCallListener* listener);
+
+/// The listener, null when there is none. May be called from any thread.
+HostCallListener* hostCallListener();
+
+#endif

@@ -1,0 +1,82 @@
+#include "HostLog.h"
+
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+#include "HostCalls.h"
+#include "debug.h"
+
+long debugLevel = 0;
+
+namespace {
+
+std::atomic<long> theLogLevel{0};
+
+std::shared_ptr<spdlog::logger> loggerTo(spdlog::sink_ptr sink) {
+    auto logger = std::make_shared<spdlog::logger>("host", std::move(sink));
+    logger->set_pattern("%Y-%m-%d %H:%M:%S.%e %v");
+    logger->flush_on(spdlog::level::err);
+    return logger;
+}
+
+/// The logger; made when it is first asked for, since a store in static storage may log early.
+std::shared_ptr<spdlog::logger>& theLogger() {
+    static std::shared_ptr<spdlog::logger> logger = loggerTo(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    return logger;
+}
+
+std::string formatted(const char* format, std::va_list arguments) {
+    std::va_list forLength;
+    va_copy(forLength, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, forLength);
+    va_end(forLength);
+    if (length < 0) return format;  // not a format that can be filled; it still says something
+    std::string text(static_cast<std::size_t>(length), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
+}
+
+}  // namespace
+
+void HostLog::writeTo(const std::string& path) {
+    try {
+        theLogger() = loggerTo(std::make_shared<spdlog::sinks::basic_file_sink_mt>(path));
+    } catch (const spdlog::spdlog_ex& error) {
+        throw std::runtime_error("cannot write the log: " + std::string(error.what()));
+    }
+}
+
+void HostLog::setLevel(long level) {
+    theLogLevel = level;
+    debugLevel = level;
+}
+
+void HostLog::tellListenersUpTo(long level) {
+    debugLevel = std::max(debugLevel, level);
+}
+
+void debug(int level, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string text = formatted(format, arguments);
+    va_end(arguments);
+    if (level <= theLogLevel) theLogger()->info("[debug {}] {}", level, text);
+    if (HostCallListener* listener = hostCallListener()) listener->onDebug(level, text);
+}
+
+void handleError(int severity, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string text = formatted(format, arguments);
+    va_end(arguments);
+    theLogger()->error("[error {}] {}", severity, text);
+    if (HostCallListener* listener = hostCallListener()) listener->onError(severity, text);
+}

@@ -1,0 +1,67 @@
+#include "SendQueue.h"
+
+#include <iostream>
+#include <utility>
+
+#include "HostCalls.h"
+#include "JsonText.h"
+#include "QXReceiver.h"
+
+QXReceiver gQXReceiver;
+
+std::string toJsonLine(const SendOperation& operation) {
+    JsonText line;
+    line.beginObject().key("operation").number(operation.operation).key("text").text(operation.text).endObject();
+    return line.str();
+}
+
+SendQueue::SendQueue() : _sink(lineWriter(std::cout)) {
+}
+
+SendQueue& SendQueue::instance() {
+    static SendQueue queue;
+    return queue;
+}
+
+SendQueue::Sink SendQueue::lineWriter(std::ostream& to) {
+    return [&to](const SendOperation& operation) { to << toJsonLine(operation) << std::endl; };
+}
+
+void SendQueue::setSink(Sink sink) {
+    const std::lock_guard<std::mutex> guard(_mutex);
+    _sink = std::move(sink);
+}
+
+void SendQueue::add(SendOperation operation) {
+    {
+        const std::lock_guard<std::mutex> guard(_mutex);
+        _waiting.push_back(std::move(operation));
+        if (_handingOver) return;
+        _handingOver = true;
+    }
+    handOver();
+}
+
+void SendQueue::handOver() {
+    std::unique_lock<std::mutex> lock(_mutex);
+    while (!_waiting.empty()) {
+        const SendOperation operation = _waiting.front();
+        const Sink sink = _sink;
+        lock.unlock();
+        try {
+            sink(operation);
+        } catch (...) {
+            lock.lock();
+            _handingOver = false;
+            throw;
+        }
+        lock.lock();
+        _waiting.pop_front();
+    }
+    _handingOver = false;
+}
+
+void QXReceiver::addOperationToSendQueue(int, int, int operation, int, const std::string& text) {
+    if (HostCallListener* listener = hostCallListener()) listener->onOperation(operation, text);
+    SendQueue::instance().add({operation, text});
+}

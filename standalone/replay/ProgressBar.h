@@ -1,0 +1,35 @@
+// Shows on a terminal how far a replay has come.
+#ifndef STANDALONE_REPLAY_PROGRESSBAR_H
+#define STANDALONE_REPLAY_PROGRESSBAR_H
+
+#include <chrono>
+#include <cstdint>
+
+/// A line on standard error that is drawn anew some ten times a second; nothing where standard error
+/// is no terminal. Wiped off at the end.
+class ProgressBar {
+public:
+    /// @param totalBytes size of everything to be read; 0 when it is not known, for a rate without a
+    ///        remaining time.
+    explicit ProgressBar(std::uint64_t totalBytes);
+    ~ProgressBar();
+
+    void show(std::uint64_t records, std::uint64_t bytes);
+
+    /// Takes the bar away, so that a message can be written; it comes back with the next show().
+    void hide();
+
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    const std::uint64_t _totalBytes;
+    const bool _onTerminal;
+    const Clock::time_point _start = Clock::now();
+    Clock::time_point _shownLast;
+    bool _visible = false;
+};
+
+#endif

@@ -1,0 +1,242 @@
+#include "Replay.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+#include "EventQueue.h"
+#include "FeedReader.h"
+#include "HostCalls.h"
+#include "HostLog.h"
+#include "Interrupt.h"
+#include "Pace.h"
+#include "ProgressBar.h"
+#include "ReplayObserver.h"
+#include "ReplaySummary.h"
+#include "SignallingCodes.h"
+#include "TableDump.h"
+
+namespace {
+
+/// Control characters as escapes, so that whatever a text holds stays on its line.
+std::string onOneLine(const std::string& text) {
+    std::string line;
+    for (const char character : text) {
+        if (static_cast<unsigned char>(character) < 0x20) {
+            line += fmt::format("\\x{:02x}", static_cast<unsigned>(character));
+        } else {
+            line += character;
+        }
+    }
+    return line;
+}
+
+void printLine(const std::string& line) {
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
+/// Writes every host call and observer call to standard output, a line each, while it lives.
+class TracePrinter : public HostCallListener {
+public:
+    TracePrinter() {
+        HostLog::tellListenersUpTo(2);
+        listenToHostCalls(this);
+    }
+    ~TracePrinter() override { listenToHostCalls(nullptr); }
+
+    void onDebug(int level, const std::string& text) override { print("debug", level, text); }
+    void onError(int severity, const std::string& text) override { print("error", severity, text); }
+    void onEvent(int code, int id) override { printLine(fmt::format("event {} {}", code, id)); }
+    void onOperation(int operation, const std::string& text) override { print("operation", operation, text); }
+
+    TracePrinter(const TracePrinter&) = delete;
+    TracePrinter& operator=(const TracePrinter&) = delete;
+
+private:
+    static void print(const char* call, int number, const std::string& text) {
+        printLine(fmt::format("{} {} {}", call, number, onOneLine(text)));
+    }
+};
+
+std::uint64_t sizeOf(const std::vector<std::string>& files) {
+    std::uint64_t total = 0;
+    for (const std::string& file : files) {
+        struct stat status {};
+        const bool known = file == "-" ? fstat(STDIN_FILENO, &status) == 0 : stat(file.c_str(), &status) == 0;
+        if (!known || !S_ISREG(status.st_mode)) return 0;
+        total += static_cast<std::uint64_t>(status.st_size);
+    }
+    return total;
+}
+
+/// One run of the feeds through the store.
+class ReplayRun {
+public:
+    ReplayRun(const ReplayOptions& options, ReplayObserver& observer)
+        : _options(options),
+          _observer(observer),
+          _delivery(gPassengerInformationServer),
+          _pace(options.speed),
+          _bar(sizeOf(options.files)) {}
+
+    ExitStatus deliverAll() {
+        ExitStatus status = DONE;
+        for (const std::string& file : _options.files) {
+            if (!deliverFile(file)) status = FAILED;
+            if (Interrupt::requested()) return INTERRUPTED;
+            if (status == FAILED && !_options.keepGoing) return FAILED;
+        }
+        if (_delivery.inSnapshot()) {
+            fault(_snapshotBegin +
+                  ": the snapshot that begins here does not end: nothing that it leaves out was deleted");
+            return FAILED;
+        }
+        return status == DONE && _skippedLines > 0 ? FINDINGS : status;
+    }
+
+    const FeedDelivery& delivery() const { return _delivery; }
+
+    void addTo(ReplaySummary& summary) const {
+        summary.records = _records;
+        summary.skippedLines = _skippedLines;
+        summary.snapshots = _delivery.snapshots();
+        summary.counts = _delivery.counts();
+        summary.told = _told;
+        summary.events = _events;
+    }
+
+private:
+    /// False when the file is not delivered to its end.
+    bool deliverFile(const std::string& file) {
+        try {
+            FeedReader reader(file);
+            while (!Interrupt::requested()) {
+                switch (reader.next(_record)) {
+                    case FeedReader::Next::END: _bytesBefore += reader.consumed(); return true;
+                    case FeedReader::Next::UNREADABLE: fault(reader.fault()); return false;
+                    case FeedReader::Next::MALFORMED:
+                        if (!skip(reader.fault())) return false;
+                        break;
+                    case FeedReader::Next::RECORD:
+                        if (!deliver(reader.place())) return false;
+                        _bar.show(_records, _bytesBefore + reader.consumed());
+                        break;
+                }
+            }
+            return true;
+        } catch (const std::runtime_error& error) {
+            fault(error.what());
+            return false;
+        }
+    }
+
+    /// False when the record cannot be delivered and the run is to stop.
+    bool deliver(const std::string& place) {
+        if (_record.kind == FeedRecord::SNAPSHOT_END && !_delivery.inSnapshot()) {
+            return skip(place + ": the snapshot that ends here has not begun");
+        }
+        if (_record.kind == FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = place;
+        _pace.waitFor(_record.at);
+        if (Interrupt::requested()) return true;
+
+        const std::uint64_t toldBefore = _observer.updatesTold();
+        _delivery.deliver(_record);
+        ++_records;
+        if (_observer.updatesTold() != toldBefore) ++_told[_record.type];
+        while (const auto event = EventQueue::instance().take()) ++_events[event->code];
+        return true;
+    }
+
+    /// A line that cannot be delivered: false when the run is to stop there.
+    bool skip(const std::string& what) {
+        fault(what);
+        if (_options.keepGoing) ++_skippedLines;
+        return _options.keepGoing;
+    }
+
+    void fault(const std::string& what) {
+        _bar.hide();
+        std::fflush(stdout);
+        fmt::print(stderr, "pis: {}\n", what);
+    }
+
+    const ReplayOptions& _options;
+    ReplayObserver& _observer;
+    FeedDelivery _delivery;
+    Pace _pace;
+    ProgressBar _bar;
+    FeedRecord _record;
+    std::string _snapshotBegin;
+    std::uint64_t _records = 0;
+    std::uint64_t _skippedLines = 0;
+    std::uint64_t _bytesBefore = 0;  // of the files before this one
+    std::map<int, std::uint64_t> _told;
+    std::map<int, std::uint64_t> _events;
+};
+
+/// What the store holds at the end.
+void addTables(ReplaySummary& summary, const FeedDelivery& delivery) {
+    PassengerInformationServer& store = gPassengerInformationServer;
+    summary.tables = {{"lines", store.getLines().size()},
+                      {"vehicles", store.getVehicles().size()},
+                      {"stations", store.getStations().size()},
+                      {"platforms", store.getPlatforms().size()},
+                      {"trips", store.getTrips().size()},
+                      {"trip_stops", store.getTripStops().size()},
+                      {"services", store.getServices().size()},
+                      // The store hands these out to nobody: they are counted as they are delivered.
+                      {"service_stops", delivery.elements(SignallingCodes::SERVICE_STOP)}};
+    summary.serverOnline = store.getServerStatus();
+    summary.automaticMessages = store.isAutomaticMessageGenerationEnabled();
+    summary.hash = hashTables(store);
+}
+
+/// Prints what the options ask for.
+void print(const ReplaySummary& summary, ReplayOptions::Output output) {
+    switch (output) {
+        case ReplayOptions::SUMMARY: fmt::print("{}", forPeople(summary)); break;
+        case ReplayOptions::JSON_SUMMARY: printLine(asJson(summary)); break;
+        case ReplayOptions::DUMP:
+            dumpTables(gPassengerInformationServer, printLine);
+            fmt::print(stderr, "{}", forPeople(summary));
+            break;
+        case ReplayOptions::TRACE: fmt::print(stderr, "{}", forPeople(summary)); break;
+    }
+}
+
+}  // namespace
+
+ExitStatus replay(const ReplayOptions& options) {
+    Interrupt::watch();
+    ReplaySummary summary;
+    summary.files = options.files;
+
+    std::unique_ptr<TracePrinter> trace;
+    ReplayObserver::Trace traceObserver;
+    if (options.output == ReplayOptions::TRACE) {
+        trace = std::make_unique<TracePrinter>();
+        traceObserver = [](const std::string& call) { printLine("observer " + call); };
+    }
+    // The store cannot forget an observer: this one lives as long as the program.
+    static ReplayObserver observer(traceObserver);
+    gPassengerInformationServer.registerObserver(&observer);
+
+    const auto start = std::chrono::steady_clock::now();
+    ReplayRun run(options, observer);
+    const ExitStatus status = run.deliverAll();
+    summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+
+    run.addTo(summary);
+    if (status == FAILED && summary.records == 0) return status;  // there is nothing to sum up
+    summary.observerCalls = observer.calls();
+    addTables(summary, run.delivery());
+    print(summary, options.output);
+    return status;
+}

@@ -1,0 +1,23 @@
+// `pis replay`: recorded feeds go through the store, and what came of it is printed.
+#ifndef STANDALONE_REPLAY_REPLAY_H
+#define STANDALONE_REPLAY_REPLAY_H
+
+#include <string>
+#include <vector>
+
+#include "ExitStatus.h"
+
+struct ReplayOptions {
+    enum Output { SUMMARY, JSON_SUMMARY, DUMP, TRACE };
+
+    std::vector<std::string> files;  ///< "-" for standard input. One feed, in this order.
+    double speed = 0;                ///< Times the recorded pace; 0 for as fast as possible.
+    bool keepGoing = false;          ///< Count and skip lines that are no records.
+    Output output = SUMMARY;         ///< What standard output carries. With DUMP and TRACE the summary
+                                     ///< goes to standard error.
+};
+
+/// Replays the feeds through `gPassengerInformationServer`. Faults go to standard error.
+ExitStatus replay(const ReplayOptions& options);
+
+#endif
