@@ -4,6 +4,7 @@
 #ifndef MERGEPATTERN_H
 #define MERGEPATTERN_H
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -37,9 +38,9 @@ inline void postEvent(SignallingCodes::Event event, int id, void* record) {
 /// Position of the first element with this id, or the table's size. Called with pisMtx held.
 template <typename Record>
 std::size_t positionOf(const std::vector<Record>& table, int id) {
-    std::size_t position = 0;
-    while (position < table.size() && table[position].getId() != id) ++position;
-    return position;
+    const auto found =
+        std::find_if(table.begin(), table.end(), [id](const Record& record) { return record.getId() == id; });
+    return static_cast<std::size_t>(found - table.begin());
 }
 
 /// For handlers that complete nothing.
@@ -107,50 +108,25 @@ void PassengerInformationServer::removeMatching(std::vector<Record>& table, int 
     }
 }
 
-/// Moves the elements that stay to the front and, at the end of the scope, closes the hole between
-/// them and those not yet looked at: the table is whole again even when a log call throws.
-template <typename Record>
-class Compaction {
-public:
-    explicit Compaction(std::vector<Record>& table) : _table(table) {}
-    ~Compaction() { _table.erase(at(_kept), at(_next)); }
-
-    bool done() const { return _next == _table.size(); }
-    const Record& next() const { return _table[_next]; }
-    void drop() { ++_next; }
-    void keep() {
-        if (_kept != _next) _table[_kept] = std::move(_table[_next]);
-        ++_kept;
-        ++_next;
-    }
-
-    Compaction(const Compaction&) = delete;
-    Compaction& operator=(const Compaction&) = delete;
-
-private:
-    typename std::vector<Record>::iterator at(std::size_t position) {
-        return _table.begin() + static_cast<std::ptrdiff_t>(position);
-    }
-
-    std::vector<Record>& _table;
-    std::size_t _kept = 0;
-    std::size_t _next = 0;
-};
-
-/// The same for types of which nobody is told: one linear pass, log lines in table order, so that
-/// the end of a day with its thousands of stops does not hold the lock for long.
+/// The same for types of which nobody is told: one linear pass, log lines in table order, so that the
+/// end of a day with its thousands of stops does not hold the lock for long.
 template <typename Record>
 void PassengerInformationServer::removeMatching(std::vector<Record>& table, int id, void (*logDeleted)(int id)) {
-    Compaction<Record> pass(table);
-    while (!pass.done()) {
-        const int candidate = pass.next().getId();
-        if (id != 0 && candidate != id) {
-            pass.keep();
-            continue;
+    const auto matches = [id](const Record& record) { return id == 0 || record.getId() == id; };
+    auto kept = std::find_if(table.begin(), table.end(), matches);  // behind the last element that stays
+    for (auto next = kept; next != table.end(); ++next) {
+        if (!matches(*next)) {
+            *kept++ = std::move(*next);
+        } else if (debugLevel > 0) {
+            try {
+                logDeleted(next->getId());
+            } catch (...) {
+                table.erase(kept, next);  // those logged so far are gone, the others whole
+                throw;
+            }
         }
-        if (debugLevel > 0) logDeleted(candidate);
-        pass.drop();
     }
+    table.erase(kept, table.end());
 }
 
 #endif

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "EventItem.h"
@@ -43,6 +44,12 @@ public:
     /// Name and abbreviation are empty.
     explicit NamedId(int id);
 
+    NamedId(const NamedId&) = default;
+    NamedId(NamedId&&) = default;
+    NamedId& operator=(const NamedId&) = default;
+    NamedId& operator=(NamedId&& other) noexcept;
+    ~NamedId() = default;
+
     /// The element's id, unique within its table; fixed at construction.
     int getId() const { return _id; }
 
@@ -59,6 +66,15 @@ protected:
 
     friend class PassengerInformationServer;
 };
+
+// Stops bear no names. Passing over empty texts makes a stop some bytes to move, and a deletion moves
+// every stop behind it.
+inline NamedId& NamedId::operator=(NamedId&& other) noexcept {
+    _id = other._id;
+    if (!_name.empty() || !other._name.empty()) _name = std::move(other._name);
+    if (!_abrv.empty() || !other._abrv.empty()) _abrv = std::move(other._abrv);
+    return *this;
+}
 
 /// A line of the railway: nothing beyond id, name and abbreviation.
 using Line = NamedId;

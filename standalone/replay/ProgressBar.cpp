@@ -22,8 +22,7 @@ std::string minutes(double seconds) {
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::uint64_t totalBytes)
-    : _totalBytes(totalBytes), _onTerminal(isatty(STDERR_FILENO) == 1), _shownLast(_start) {
+ProgressBar::ProgressBar(std::uint64_t totalBytes) : _totalBytes(totalBytes), _onTerminal(isatty(STDERR_FILENO) == 1) {
 }
 
 ProgressBar::~ProgressBar() {
@@ -31,10 +30,8 @@ ProgressBar::~ProgressBar() {
 }
 
 void ProgressBar::show(std::uint64_t records, std::uint64_t bytes) {
-    if (!_onTerminal) return;
     const Clock::time_point now = Clock::now();
-    if (now - _shownLast < std::chrono::milliseconds(100)) return;
-    _shownLast = now;
+    _due = now + std::chrono::milliseconds(100);
 
     const double passed = std::chrono::duration<double>(now - _start).count();
     std::string line = fmt::format("{} records, {}/s", grouped(records),

@@ -14,6 +14,10 @@ public:
     explicit ProgressBar(std::uint64_t totalBytes);
     ~ProgressBar();
 
+    /// True when it is time to draw the line anew.
+    bool isDue() const { return _onTerminal && Clock::now() >= _due; }
+
+    /// @param bytes of the files read so far.
     void show(std::uint64_t records, std::uint64_t bytes);
 
     /// Takes the bar away, so that a message can be written; it comes back with the next show().
@@ -28,7 +32,7 @@ private:
     const std::uint64_t _totalBytes;
     const bool _onTerminal;
     const Clock::time_point _start = Clock::now();
-    Clock::time_point _shownLast;
+    Clock::time_point _due = _start;
     bool _visible = false;
 };
 

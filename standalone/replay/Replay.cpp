@@ -125,8 +125,8 @@ private:
                         if (!skip(reader.fault())) return false;
                         break;
                     case FeedReader::Next::RECORD:
-                        if (!deliver(reader.place())) return false;
-                        _bar.show(_records, _bytesBefore + reader.consumed());
+                        if (!deliver(reader)) return false;
+                        if (_bar.isDue()) _bar.show(_records, _bytesBefore + reader.consumed());
                         break;
                 }
             }
@@ -138,11 +138,11 @@ private:
     }
 
     /// False when the record cannot be delivered and the run is to stop.
-    bool deliver(const std::string& place) {
+    bool deliver(const FeedReader& reader) {
         if (_record.kind == FeedRecord::SNAPSHOT_END && !_delivery.inSnapshot()) {
-            return skip(place + ": the snapshot that ends here has not begun");
+            return skip(reader.place() + ": the snapshot that ends here has not begun");
         }
-        if (_record.kind == FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = place;
+        if (_record.kind == FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = reader.place();
         _pace.waitFor(_record.at);
         if (Interrupt::requested()) return true;
 

@@ -184,7 +184,7 @@ TEST_F(Session, ServicesKeepTheNameOfAChangedTrip) {
     say("--- From now on that record disagrees with the trip, and is news each time.");
     update(8, 12, "40", "21600", "9", "401!402", "0", "11", "0", "1");
     update(8, 12, "40", "21600", "9", "401!402", "0", "11", "0", "1");
-    say("--- One that agrees is none, and takes the trip's next name over in silence.");
+    say("--- One that agrees is no news, and takes the trip's next name over in silence.");
     update(8, 12, "40", "21600", "9", "402", "0", "11", "0", "3");
     update(6, 40, "Faster", "3", "1", "2", "Express", "402");
     update(8, 12, "40", "21600", "9", "402", "0", "11", "0", "3");
