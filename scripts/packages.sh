@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # sourced; the lists are used there
 # Sourced by ./run and ./test: sees to it that the Debian packages they need are there.
 
 # What builds and runs the program pis.
@@ -8,6 +9,9 @@ kTestPackages=(ccache clang-14 clang-format-14 clang-tidy-14 googletest pkg-conf
 
 # What the 32-bit builds need, on a machine that can run them.
 k32BitPackages=(g++-multilib lib32z1-dev)
+
+# What the benchmarks need besides.
+kBenchPackages=(libbenchmark-dev libboost1.81-dev libsqlite3-dev)
 
 # Whether this machine is one that builds and runs programs for the 32-bit host.
 can_build_32_bit() {

@@ -10,26 +10,21 @@
 
 using namespace SignallingCodes;
 
-NamedId::NamedId(int id) : _id(id) {
-}
+NamedId::NamedId(int id) : _id(id) {}
 
-TripStop::TripStop(int id) : TripStop(id, 0, false, 0, 0) {
-}
+TripStop::TripStop(int id) : TripStop(id, 0, false, 0, 0) {}
 
 TripStop::TripStop(int id, int platformId, bool isStopping, long schArvOffset, long schDepOffset)
     : NamedId(id),
       _platformId(platformId),
       _isStopping(isStopping),
       _schArvOffset(static_cast<std::uint32_t>(schArvOffset)),
-      _schDepOffset(static_cast<std::uint32_t>(schDepOffset)) {
-}
+      _schDepOffset(static_cast<std::uint32_t>(schDepOffset)) {}
 
-ServiceStop::ServiceStop(int id) : ServiceStop(id, 0, 0) {
-}
+ServiceStop::ServiceStop(int id) : ServiceStop(id, 0, 0) {}
 
 ServiceStop::ServiceStop(int id, int serviceId, int tripStopId)
-    : TripStop(id), _serviceId(serviceId), _tripStopId(tripStopId), _serviceStartTime(0), _arvDelay(0), _depDelay(0) {
-}
+    : TripStop(id), _serviceId(serviceId), _tripStopId(tripStopId), _serviceStartTime(0), _arvDelay(0), _depDelay(0) {}
 
 Trip::Trip(int id) : Trip(id, ASCENDING, ALL_STOPS) {
     _priorityText = "ALL_STOPS";
@@ -40,11 +35,9 @@ Trip::Trip(int id, Direction direction, Priority priority)
     _name = "Unknown Trip";
 }
 
-void Trip::setStops(const std::vector<int>&) {
-}
+void Trip::setStops(const std::vector<int>&) {}
 
-Service::Service(int id) : Service(id, 0, 0) {
-}
+Service::Service(int id) : Service(id, 0, 0) {}
 
 Service::Service(int id, int tripId, long startTime)
     : Trip(id),
@@ -107,19 +100,16 @@ Service Vehicle::getCurrentService() const {
     throw new std::out_of_range("No Service");  // NOLINT(misc-throw-by-value-catch-by-reference)
 }
 
-Station::Station(int id) : Station(id, "Unknown Station", false, false) {
-}
+Station::Station(int id) : Station(id, "Unknown Station", false, false) {}
 
 Station::Station(int id, const std::string& name, bool isMajor, bool isClosed)
     : NamedId(id), _isMajor(isMajor), _isClosed(isClosed) {
     _name = name;
 }
 
-void Station::setListOfPlatforms(const std::map<int, PlatformInfo>&) {
-}
+void Station::setListOfPlatforms(const std::map<int, PlatformInfo>&) {}
 
-void Station::setPlatform(int, const PlatformInfo&) {
-}
+void Station::setPlatform(int, const PlatformInfo&) {}
 
 namespace {
 
@@ -166,11 +156,9 @@ PlatformInfo::PlatformInfo(int id)
     _name = "Unknown Platform";
 }
 
-void PlatformInfo::setPassers(const std::vector<ServiceStop>&) {
-}
+void PlatformInfo::setPassers(const std::vector<ServiceStop>&) {}
 
-void PlatformInfo::setPassers(const std::vector<Service>&) {
-}
+void PlatformInfo::setPassers(const std::vector<Service>&) {}
 
 std::vector<ServiceStop> PlatformInfo::getPassers() const {
     // Kept: the store holds no service stops for platforms, so there is nothing to resolve against.

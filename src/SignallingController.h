@@ -31,7 +31,9 @@ struct RemovalRule;
 /// Text that names a location, in the signalling side's own terms.
 using LocationId = std::string;
 
-// Records are plain values: a copy owns all of its texts, nothing is locked, nothing is virtual.
+// Records are plain values: a copy owns all of its texts, nothing is locked, nothing is virtual. A pair
+// of set and get operations shares one comment; it sets and reads one member and cannot fail but for
+// memory. The values come from the signalling side's element records unless the comment says otherwise.
 // Offsets, times and delays are passed through in the unit of the signalling side (seconds in the
 // feeds seen so far). An enumerated member and its text are independent: each shows what the
 // signalling side sent for it, and a code without an enumerator is kept as it came.
@@ -53,9 +55,11 @@ public:
     /// The element's id, unique within its table; fixed at construction.
     int getId() const { return _id; }
 
+    /// Display name.
     void setName(const std::string& name) { _name = name; }
     std::string getName() const { return _name; }
 
+    /// Abbreviation.
     void setAbrv(const std::string& abrv) { _abrv = abrv; }
     std::string getAbrv() const { return _abrv; }
 
@@ -173,7 +177,9 @@ protected:
 /// A timetabled run of a line in one direction with a stopping pattern.
 class Trip : public NamedId {
 public:
+    /// Direction of travel along the line.
     enum Direction : int { DESCENDING = 0, ASCENDING = 1 };
+    /// Stopping pattern.
     enum Priority : int { ALL_STOPS = 0, LIMITED_STOPS = 1, EXPRESS = 2 };
 
     Trip() : Trip(0) {}
@@ -189,6 +195,7 @@ public:
     void setLineId(int lineId) { _lineId = lineId; }
     int getLineId() const { return _lineId; }
 
+    /// Direction of travel.
     void setDirection(Direction direction) { _direction = direction; }
     Direction getDirection() const { return _direction; }
 
@@ -224,6 +231,7 @@ protected:
 /// be called from any thread.
 class Service : public Trip {
 public:
+    /// Running state of a service.
     enum State : int {
         NOT_STARTED = 0,
         RUNNING = 1,
@@ -266,6 +274,7 @@ public:
     void setState(State state) { _state = state; }
     State getState() const { return _state; }
 
+    /// Running state as text.
     void setStateText(const std::string& text) { _stateText = text; }
     std::string getStateText() const { return _stateText; }
 
@@ -323,8 +332,11 @@ protected:
 /// A train: its cars, where it is, which service it runs and which doors open.
 class Vehicle : public NamedId {
 public:
+    /// Direction of travel along the line.
     enum Direction : int { DESCENDING = 0, ASCENDING = 1 };
+    /// Whether the vehicle runs services.
     enum State : int { OUT_OF_SERVICE = 0, IN_SERVICE = 1, SWITCHING_SERVICE = 2 };
+    /// Side of the vehicle.
     enum DoorSide : int { NONE = 0, SIDE_1 = 1, SIDE_2 = 2, BOTH = 3 };
 
     Vehicle() : Vehicle(0) {}
@@ -337,15 +349,19 @@ public:
     void setNumCars(int numCars) { _numCars = numCars; }
     int getNumCars() const { return _numCars; }
 
+    /// Where the vehicle is.
     void setCurrentLocation(const LocationId& location) { _currentLocation = location; }
     LocationId getCurrentLocation() const { return _currentLocation; }
 
+    /// Direction of travel.
     void setDirection(Direction direction) { _direction = direction; }
     Direction getDirection() const { return _direction; }
 
+    /// Whether the vehicle runs services.
     void setState(State state) { _state = state; }
     State getState() const { return _state; }
 
+    /// The state as text.
     void setStateText(const std::string& text) { _stateText = text; }
     std::string getStateText() const { return _stateText; }
 
@@ -357,6 +373,7 @@ public:
     void setOpeningDoors(DoorSide side) { _openingDoors = side; }
     DoorSide getOpeningDoors() const { return _openingDoors; }
 
+    /// The opening side as text.
     void setOpeningDoorsText(const std::string& text) { _openingDoorsText = text; }
     std::string getOpeningDoorsText() const { return _openingDoorsText; }
 
@@ -364,6 +381,7 @@ public:
     void setOpenedDoors(DoorSide side) { _openedDoors = side; }
     DoorSide getOpenedDoors() const { return _openedDoors; }
 
+    /// The opened side as text.
     void setOpenedDoorsText(const std::string& text) { _openedDoorsText = text; }
     std::string getOpenedDoorsText() const { return _openedDoorsText; }
 
@@ -406,8 +424,10 @@ public:
     /// until then it reads false.
     explicit Station(int id);
 
+    /// As above with name and flags given.
     Station(int id, const std::string& name, bool isMajor, bool isClosed);
 
+    /// True for a major station.
     void setIsMajor(bool isMajor) { _isMajor = isMajor; }
     bool isMajor() const { return _isMajor; }
 
@@ -446,6 +466,7 @@ private:
 /// One platform of a station and what the next vehicle does there.
 class PlatformInfo : public NamedId {
 public:
+    /// What the next vehicle does at a platform.
     enum State : int {
         NO_VEHICLE_SCHEDULED = 0,
         VEHICLE_APPROACHING = 1,
@@ -467,12 +488,15 @@ public:
     void setStationId(int stationId) { _stationId = stationId; }
     int getStationId() const { return _stationId; }
 
+    /// Where the platform is.
     void setLocation(const std::string& location) { _location = location; }
     LocationId getLocation() const { return _location; }
 
+    /// What the next vehicle does at the platform.
     void setState(State state) { _state = state; }
     State getState() const { return _state; }
 
+    /// The state as text.
     void setStateText(const std::string& text) { _stateText = text; }
     std::string getStateText() const { return _stateText; }
 
@@ -513,18 +537,31 @@ enum PositioningProtocol : int { PP_NONE = 0, PP_KELT_CBTC = 1 };
 /// with the lock free; the observers after it and the event item of that element are left out.
 class PassengerInformationObserver {
 public:
+    /// The signalling server reported its status, whether or not it changed; called without the lock.
     virtual void onServerStatusUpdated(bool online) = 0;
+    /// A line was added or changed.
     virtual void onLineUpdated(Line line) = 0;
+    /// A line is being deleted.
     virtual void onLineRemoved(Line line) = 0;
+    /// A vehicle or its state was added or changed.
     virtual void onVehicleUpdated(Vehicle vehicle) = 0;
+    /// A vehicle is being deleted.
     virtual void onVehicleRemoved(Vehicle vehicle) = 0;
+    /// A station was added or changed.
     virtual void onStationUpdated(Station station) = 0;
+    /// A station is being deleted.
     virtual void onStationRemoved(Station station) = 0;
+    /// A platform or its state was added or changed.
     virtual void onPlatformInfoUpdated(PlatformInfo platform) = 0;
+    /// A platform is being deleted.
     virtual void onPlatformInfoRemoved(PlatformInfo platform) = 0;
+    /// A service or its state was added or changed. What it takes over from its trip alone is not told.
     virtual void onServiceUpdated(Service service) = 0;
+    /// A service is being deleted.
     virtual void onServiceRemoved(Service service) = 0;
+    /// A trip was added or changed.
     virtual void onTripUpdated(Trip trip) = 0;
+    /// A trip is being deleted.
     virtual void onTripRemoved(Trip trip) = 0;
     virtual ~PassengerInformationObserver() {}
 };
@@ -598,12 +635,19 @@ public:
     // server is online, takes the lock, logs or reports failure. An id below 1 deletes every
     // element of that kind.
 
+    /// Sends id, name and abbreviation.
     void addLine(const Line& line);
     void deleteLine(int lineId);
+
+    /// Sends id, state and current service.
     void addVehicle(const Vehicle& vehicle);
     void deleteVehicle(int vehicleId);
+
+    /// Sends id, name, abbreviation and the major flag.
     void addStation(const Station& station);
     void deleteStation(int stationId);
+
+    /// Sends id, trip, start time, vehicle, loading flag, destination and last-train flag.
     void addService(const Service& service);
     void deleteService(int serviceId);
 

@@ -1,15 +1,17 @@
 // The program pis: the passenger-information store at a terminal.
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <exception>
+#include <sstream>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "ExitStatus.h"
 #include "FeedCheck.h"
 #include "HostLog.h"
+#include "Output.h"
 #include "Replay.h"
 
 namespace {
@@ -36,17 +38,10 @@ std::string faultOfSpeed(const std::string& text) {
     return whole && speed > 0 && std::isfinite(speed) ? "" : "must be a number above 0, not " + text;
 }
 
-/// Writes out what standard output still holds. False, with a message, when that fails.
-bool flushed() {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
-    std::fprintf(stderr, "pis: cannot write to standard output: %s\n", std::generic_category().message(errno).c_str());
-    return false;
-}
-
 int run(int argc, char** argv) {
     CLI::App app(kAbout, "pis");
     app.set_version_flag("--version", std::string("pis ") + PIS_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     app.footer(kExitStatuses);
 
     ReplayOptions options;
@@ -85,17 +80,28 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? DONE : FAILED;
+        std::ostringstream result;
+        std::ostringstream complaint;
+        const bool done = app.exit(error, result, complaint) == 0;
+        print(result.str());
+        remark(complaint.str());
+        return done ? DONE : FAILED;
     }
 
     if (checkCommand.parsed()) return checkFeed(checkedFiles);
+    if (!replayCommand.parsed()) {
+        remark(app.help());
+        return FAILED;
+    }
     options.output = json    ? ReplayOptions::JSON_SUMMARY
                      : dump  ? ReplayOptions::DUMP
                      : trace ? ReplayOptions::TRACE
                              : ReplayOptions::SUMMARY;
     HostLog::setLevel(debugLevelWanted);
     if (!logFile.empty()) HostLog::writeTo(logFile);
-    return replay(options);
+    const ExitStatus status = replay(options);
+    HostLog::finish();
+    return status;
 }
 
 }  // namespace
@@ -105,7 +111,7 @@ int main(int argc, char** argv) {
     try {
         status = run(argc, argv);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "pis: %s\n", error.what());
+        complain(error.what());
     }
-    return flushed() ? status : FAILED;
+    return finishOutput() ? status : FAILED;
 }

@@ -2,8 +2,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
+#include <system_error>
 
 #include "FeedWriter.h"
 #include "HarbourMorning.h"
@@ -12,7 +12,7 @@ namespace {
 
 void require(bool written) {
     if (written) return;
-    std::fprintf(stderr, "make-sample-feed: standard output: %s\n", std::strerror(errno));
+    std::fprintf(stderr, "make-sample-feed: standard output: %s\n", std::generic_category().message(errno).c_str());
     std::_Exit(2);
 }
 

@@ -14,6 +14,7 @@
 #include "ElementTypes.h"
 #include "FeedReader.h"
 #include "Numbers.h"
+#include "Output.h"
 
 using namespace SignallingCodes;
 
@@ -99,7 +100,7 @@ public:
             while (true) {
                 switch (reader.next(record)) {
                     case FeedReader::Next::END: return true;
-                    case FeedReader::Next::UNREADABLE: fmt::print(stderr, "pis: {}\n", reader.fault()); return false;
+                    case FeedReader::Next::UNREADABLE: complain(reader.fault()); return false;
                     case FeedReader::Next::MALFORMED: find(reader.fault()); break;
                     case FeedReader::Next::RECORD:
                         ++_records;
@@ -109,7 +110,7 @@ public:
                 }
             }
         } catch (const std::runtime_error& error) {
-            fmt::print(stderr, "pis: {}\n", error.what());
+            complain(error.what());
             return false;
         }
     }
@@ -118,8 +119,8 @@ public:
     bool finish() {
         if (!_snapshotBegin.empty()) find(_snapshotBegin + ": the snapshot that begins here does not end");
         for (const std::string& sentence : _references.namingNothing()) find(sentence);
-        fmt::print("{}, {}\n", counted(_records, "record"),
-                   _findings == 0 ? std::string("no findings") : counted(_findings, "finding"));
+        printLine(counted(_records, "record") + ", " +
+                  (_findings == 0 ? std::string("no findings") : counted(_findings, "finding")));
         return _findings == 0;
     }
 
@@ -186,7 +187,7 @@ private:
             case FieldType::NOT_USED: break;
             case FieldType::FLAG: lookAtFlag(text, what); break;
             case FieldType::INTEGER:
-                if (!isNumber(text)) findHere(fmt::format("{} is \"{}\", not a number of 32 bits", what, text));
+                if (!isNumber(text)) findHere(what + " is " + quoted(text) + ", not a number of 32 bits");
                 break;
             case FieldType::NUMBER_OF: lookAtId(field, text, what); break;
             case FieldType::LIST_OF:
@@ -198,13 +199,13 @@ private:
     /// Only an upper-case Y means yes; texts that look like a yes are worth a word.
     void lookAtFlag(const char* text, const std::string& what) {
         if (std::strchr("y1tT", text[0]) != nullptr) {
-            findHere(fmt::format("{} is \"{}\", which reads as no: only a Y at its front means yes", what, text));
+            findHere(what + " is " + quoted(text) + ", which reads as no: only a Y at its front means yes");
         }
     }
 
     void lookAtId(const FieldType& field, const char* text, const std::string& what) {
         if (!isNumber(text)) {
-            findHere(fmt::format("{} holds \"{}\", not a number of 32 bits", what, text));
+            findHere(what + " holds " + quoted(text) + ", not a number of 32 bits");
             return;
         }
         const int id = std::atoi(text);
@@ -225,7 +226,7 @@ private:
 
     void find(const std::string& sentence) {
         ++_findings;
-        fmt::print("{}\n", sentence);
+        printLine(onOneLine(sentence));
     }
 
     References _references;

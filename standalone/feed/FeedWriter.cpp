@@ -1,24 +1,17 @@
 #include "FeedWriter.h"
 
-#include <cmath>
-#include <cstdio>
+#include <array>
+#include <charconv>
 
 #include "JsonText.h"
 
 namespace {
 
-/// Seconds, to the millisecond, without needless zeros.
+/// Seconds in the fewest digits that read back as the same number.
 std::string seconds(double value) {
-    const long long milliseconds = std::llround(value * 1000);
-    const long long whole = milliseconds / 1000;
-    const long long rest = std::llabs(milliseconds % 1000);
-    std::string text = (milliseconds < 0 && whole == 0 ? "-" : "") + std::to_string(whole);
-    if (rest == 0) return text;
-    char fraction[8];
-    std::snprintf(fraction, sizeof fraction, ".%03d", static_cast<int>(rest));
-    text += fraction;
-    while (text.back() == '0') text.pop_back();
-    return text;
+    std::array<char, 32> digits{};
+    const auto [end, code] = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+    return std::string(digits.data(), end);
 }
 
 }  // namespace

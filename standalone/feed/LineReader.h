@@ -4,12 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-struct gzFile_s;
+#include "ByteReader.h"
 
 /// The lines of a file, of a .gz file or of standard input ("-"), one at a time, in memory that
 /// depends neither on the length of the file nor on that of its lines.
@@ -27,7 +26,6 @@ public:
 
     /// @throws std::runtime_error with a message for people when the file cannot be opened.
     explicit LineReader(const std::string& path);
-    ~LineReader();
 
     Next next();
 
@@ -37,26 +35,23 @@ public:
     /// Number of the line read last, from 1; also of a line that was too long or could not be read.
     std::uint64_t number() const { return _number; }
 
-    const std::string& failure() const { return _failure; }
+    const std::string& failure() const { return _bytes.failure(); }
 
-    /// Bytes of the file taken so far, before any decompression.
+    /// Bytes of the file that the lines handed out so far make up, before any decompression; for a
+    /// compressed file an estimate.
     std::uint64_t consumed() const;
 
 private:
-    struct Close {
-        void operator()(gzFile_s* file) const;
-    };
-
     bool refill();
 
-    std::unique_ptr<gzFile_s, Close> _file;
+    ByteReader _bytes;
+    std::uint64_t _delivered = 0;  // bytes that came out of _bytes
     std::vector<char> _buffer;
     std::size_t _begin = 0;  // of the bytes not yet handed out
     std::size_t _end = 0;
     bool _atEnd = false;
     std::string_view _line;
     std::uint64_t _number = 0;
-    std::string _failure;
 };
 
 #endif

@@ -9,7 +9,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include "HostCalls.h"
 #include "debug.h"
@@ -20,10 +22,19 @@ namespace {
 
 std::atomic<long> theLogLevel{0};
 
+std::mutex theFailureMutex;
+std::string theFailure;  // the first one; guarded by theFailureMutex
+
+void rememberFailure(const std::string& message) {
+    const std::lock_guard<std::mutex> guard(theFailureMutex);
+    if (theFailure.empty()) theFailure = message;
+}
+
 std::shared_ptr<spdlog::logger> loggerTo(spdlog::sink_ptr sink) {
     auto logger = std::make_shared<spdlog::logger>("host", std::move(sink));
     logger->set_pattern("%Y-%m-%d %H:%M:%S.%e %v");
     logger->flush_on(spdlog::level::err);
+    logger->set_error_handler(rememberFailure);
     return logger;
 }
 
@@ -52,6 +63,13 @@ void HostLog::writeTo(const std::string& path) {
     } catch (const spdlog::spdlog_ex& error) {
         throw std::runtime_error("cannot write the log: " + std::string(error.what()));
     }
+}
+
+void HostLog::finish() {
+    theLogger()->flush();
+    const std::lock_guard<std::mutex> guard(theFailureMutex);
+    const std::string failure = std::exchange(theFailure, std::string());
+    if (!failure.empty()) throw std::runtime_error("cannot write the log: " + failure);
 }
 
 void HostLog::setLevel(long level) {

@@ -13,6 +13,10 @@ namespace HostLog {
 /// @throws std::runtime_error with a message for people when it cannot be opened.
 void writeTo(const std::string& path);
 
+/// Writes out what the log still holds.
+/// @throws std::runtime_error with a message for people when a line was lost since the last call.
+void finish();
+
 /// Writes lines up to this level, none below 0, and makes the store say that much. Errors are always
 /// written.
 void setLevel(long level);

@@ -15,8 +15,7 @@ std::string toJsonLine(const SendOperation& operation) {
     return line.str();
 }
 
-SendQueue::SendQueue() : _sink(lineWriter(std::cout)) {
-}
+SendQueue::SendQueue() : _sink(lineWriter(std::cout)) {}
 
 SendQueue& SendQueue::instance() {
     static SendQueue queue;
@@ -44,19 +43,19 @@ void SendQueue::add(SendOperation operation) {
 
 void SendQueue::handOver() {
     std::unique_lock<std::mutex> lock(_mutex);
-    while (!_waiting.empty()) {
-        const SendOperation operation = _waiting.front();
-        const Sink sink = _sink;
-        lock.unlock();
-        try {
+    try {
+        while (!_waiting.empty()) {
+            const SendOperation operation = _waiting.front();
+            const Sink sink = _sink;
+            lock.unlock();
             sink(operation);
-        } catch (...) {
             lock.lock();
-            _handingOver = false;
-            throw;
+            _waiting.pop_front();
         }
-        lock.lock();
-        _waiting.pop_front();
+    } catch (...) {
+        if (!lock.owns_lock()) lock.lock();
+        _handingOver = false;
+        throw;
     }
     _handingOver = false;
 }

@@ -22,8 +22,7 @@ std::string minutes(double seconds) {
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::uint64_t totalBytes) : _totalBytes(totalBytes), _onTerminal(isatty(STDERR_FILENO) == 1) {
-}
+ProgressBar::ProgressBar(std::uint64_t totalBytes) : _totalBytes(totalBytes), _onTerminal(isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
     hide();

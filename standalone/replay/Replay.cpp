@@ -4,10 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <cstring>
+#include <map>
+#include <memory>
 #include <stdexcept>
 
 #include "EventQueue.h"
@@ -15,6 +14,7 @@
 #include "HostCalls.h"
 #include "HostLog.h"
 #include "Interrupt.h"
+#include "Output.h"
 #include "Pace.h"
 #include "ProgressBar.h"
 #include "ReplayObserver.h"
@@ -23,24 +23,6 @@
 #include "TableDump.h"
 
 namespace {
-
-/// Control characters as escapes, so that whatever a text holds stays on its line.
-std::string onOneLine(const std::string& text) {
-    std::string line;
-    for (const char character : text) {
-        if (static_cast<unsigned char>(character) < 0x20) {
-            line += fmt::format("\\x{:02x}", static_cast<unsigned>(character));
-        } else {
-            line += character;
-        }
-    }
-    return line;
-}
-
-void printLine(const std::string& line) {
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fputc('\n', stdout);
-}
 
 /// Writes every host call and observer call to standard output, a line each, while it lives.
 class TracePrinter : public HostCallListener {
@@ -118,7 +100,9 @@ private:
         try {
             FeedReader reader(file);
             while (!Interrupt::requested()) {
-                switch (reader.next(_record)) {
+                const FeedReader::Next next = reader.next(_record);
+                if (Interrupt::requested()) return true;
+                switch (next) {
                     case FeedReader::Next::END: _bytesBefore += reader.consumed(); return true;
                     case FeedReader::Next::UNREADABLE: fault(reader.fault()); return false;
                     case FeedReader::Next::MALFORMED:
@@ -163,8 +147,7 @@ private:
 
     void fault(const std::string& what) {
         _bar.hide();
-        std::fflush(stdout);
-        fmt::print(stderr, "pis: {}\n", what);
+        complain(what);
     }
 
     const ReplayOptions& _options;
@@ -199,16 +182,14 @@ void addTables(ReplaySummary& summary, const FeedDelivery& delivery) {
 }
 
 /// Prints what the options ask for.
-void print(const ReplaySummary& summary, ReplayOptions::Output output) {
+void printResult(const ReplaySummary& summary, ReplayOptions::Output output) {
     switch (output) {
-        case ReplayOptions::SUMMARY: fmt::print("{}", forPeople(summary)); break;
-        case ReplayOptions::JSON_SUMMARY: printLine(asJson(summary)); break;
-        case ReplayOptions::DUMP:
-            dumpTables(gPassengerInformationServer, printLine);
-            fmt::print(stderr, "{}", forPeople(summary));
-            break;
-        case ReplayOptions::TRACE: fmt::print(stderr, "{}", forPeople(summary)); break;
+        case ReplayOptions::SUMMARY: print(forPeople(summary)); return;
+        case ReplayOptions::JSON_SUMMARY: printLine(asJson(summary)); return;
+        case ReplayOptions::DUMP: dumpTables(gPassengerInformationServer, printLine); break;
+        case ReplayOptions::TRACE: break;
     }
+    remark(forPeople(summary));
 }
 
 }  // namespace
@@ -237,6 +218,6 @@ ExitStatus replay(const ReplayOptions& options) {
     if (status == FAILED && summary.records == 0) return status;  // there is nothing to sum up
     summary.observerCalls = observer.calls();
     addTables(summary, run.delivery());
-    print(summary, options.output);
+    printResult(summary, options.output);
     return status;
 }

@@ -37,8 +37,7 @@ ReplayObserver::ReplayObserver(Trace trace)
                                        {"onStationRemoved", 0},      {"onPlatformInfoUpdated", 0},
                                        {"onPlatformInfoRemoved", 0}, {"onServiceUpdated", 0},
                                        {"onServiceRemoved", 0},      {"onTripUpdated", 0},
-                                       {"onTripRemoved", 0}} {
-}
+                                       {"onTripRemoved", 0}} {}
 
 template <typename Record>
 void ReplayObserver::told(std::size_t operation, const Record& record) {

@@ -7,6 +7,7 @@
 #include "ElementTypes.h"
 #include "JsonText.h"
 #include "Numbers.h"
+#include "Output.h"
 
 using namespace SignallingCodes;
 
@@ -74,7 +75,7 @@ std::string joined(const std::vector<std::string>& texts) {
 std::string forPeople(const ReplaySummary& summary) {
     fmt::memory_buffer text;
     const auto out = std::back_inserter(text);
-    fmt::format_to(out, "{}\n", joined(summary.files));
+    fmt::format_to(out, "{}\n", onOneLine(joined(summary.files)));
     fmt::format_to(out, "{} in {:.2f} s, {} a second\n\n", counted(summary.records, "record"), summary.seconds,
                    grouped(static_cast<std::uint64_t>(summary.recordsPerSecond())));
 

@@ -95,8 +95,9 @@ TEST_F(FeedDeliveryTest, AnUpdateIsAnUpdateOfTheStore) {
 
 TEST_F(FeedDeliveryTest, ADeletionIsADeletionInTheStore) {
     deliver(2, 7, "North Line", "N");
-    EXPECT_EQ(host.during([this] { deliverDeletion(2, 7); }),
-              "enter\nevent 27 7\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >7< deleted\nleave\n");
+    EXPECT_EQ(
+        host.during([this] { deliverDeletion(2, 7); }),
+        "enter\nevent 27 7\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >7< deleted\nleave\n");
     EXPECT_EQ(contents(), "");
 }
 
@@ -163,8 +164,9 @@ TEST_F(FeedDeliveryTest, TheEndOfASnapshotDeletesWhatItLeavesOut) {
     EXPECT_TRUE(delivery.inSnapshot());
     deliver(2, 8, "South", "S");
     EXPECT_EQ(contents(), "line 7\nline 8\n") << "nothing goes before the end";
-    EXPECT_EQ(host.during([this] { end(); }),
-              "enter\nevent 27 7\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >7< deleted\nleave\n");
+    EXPECT_EQ(
+        host.during([this] { end(); }),
+        "enter\nevent 27 7\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >7< deleted\nleave\n");
     EXPECT_FALSE(delivery.inSnapshot());
     EXPECT_EQ(delivery.snapshots(), 1U);
     EXPECT_EQ(contents(), "line 8\n");
@@ -297,12 +299,13 @@ TEST_F(FeedDeliveryTest, ADeletionOfOneIdInEveryTypeIsRemembered) {
     EXPECT_EQ(delivery.elements(3), 1U);
     EXPECT_EQ(delivery.elements(9), 1U);
     begin();
-    EXPECT_EQ(transcriptOfEnd(), "event 27 2\n"
-                                 "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >2< deleted\n"
-                                 "event 29 2\n"
-                                 "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_VEHICLE vehicleId >2< deleted\n"
-                                 "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE_STOP serviceStopId >2< "
-                                 "deleted\n");
+    EXPECT_EQ(transcriptOfEnd(),
+              "event 27 2\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >2< deleted\n"
+              "event 29 2\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_VEHICLE vehicleId >2< deleted\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE_STOP serviceStopId >2< "
+              "deleted\n");
 }
 
 TEST_F(FeedDeliveryTest, ADeletionOfAStateRemovesNothingAndForgetsNothing) {

@@ -70,35 +70,27 @@ TEST(FeedWriterTest, KeepsARecordOnItsLineWhateverItsTextsHold) {
     record.fields.append("a\nb\r\"c\\");
     record.fields.append("\x80");
     record.fields.append("\xc3\xb8");
-    EXPECT_EQ(toJsonLine(record), "{\"update\":2,\"id\":7,\"fields\":[\"a\\u000ab\\u000d\\\"c\\\\\",\"\xef\xbf\xbd\","
-                                  "\"\xc3\xb8\"]}");
+    EXPECT_EQ(toJsonLine(record),
+              "{\"update\":2,\"id\":7,\"fields\":[\"a\\u000ab\\u000d\\\"c\\\\\",\"\xef\xbf\xbd\","
+              "\"\xc3\xb8\"]}");
 }
 
-TEST(FeedWriterTest, WritesTimesToTheMillisecondWithoutNeedlessZeros) {
+TEST(FeedWriterTest, WritesTimesInTheFewestDigitsThatReadBackTheSame) {
     EXPECT_EQ(timeOf(0), "0");
-    EXPECT_EQ(timeOf(-0.0), "0");
     EXPECT_EQ(timeOf(100), "100");
+    EXPECT_EQ(timeOf(79200), "79200");
     EXPECT_EQ(timeOf(0.5), "0.5");
-    EXPECT_EQ(timeOf(0.25), "0.25");
     EXPECT_EQ(timeOf(0.001), "0.001");
-    EXPECT_EQ(timeOf(0.01), "0.01");
     EXPECT_EQ(timeOf(10.1), "10.1");
     EXPECT_EQ(timeOf(1514764800.123), "1514764800.123");
     EXPECT_EQ(timeOf(253402300799.999), "253402300799.999");
-}
-
-TEST(FeedWriterTest, RoundsTimesToTheNearestMillisecond) {
-    EXPECT_EQ(timeOf(0.0004), "0");
-    EXPECT_EQ(timeOf(0.0006), "0.001");
-    EXPECT_EQ(timeOf(1.9996), "2");
-    EXPECT_EQ(timeOf(0.1 + 0.2), "0.3");
+    EXPECT_EQ(timeOf(0.30000000000000004), "0.30000000000000004");
 }
 
 TEST(FeedWriterTest, WritesTimesBeforeTheEpochWithTheirSign) {
     EXPECT_EQ(timeOf(-1), "-1");
     EXPECT_EQ(timeOf(-0.5), "-0.5");
     EXPECT_EQ(timeOf(-1.25), "-1.25");
-    EXPECT_EQ(timeOf(-0.0004), "0");
 }
 
 TEST(FeedWriterTest, TimesBeyondEveryEpochStayWhatTheyAre) {

@@ -86,11 +86,15 @@ void FakeHost::note(const std::string& line) {
     {
         const std::lock_guard<std::mutex> guard(_mutex);
         _lines.push_back(line);
-        for (auto waiting = _waiting.begin(); waiting != _waiting.end(); ++waiting) {
-            if (line.rfind(waiting->prefix, 0) != 0 || --waiting->remaining > 0) continue;
-            due = std::move(waiting->action);
-            _waiting.erase(waiting);
-            break;
+        // Every action counts this line; one that is due is run.
+        for (auto waiting = _waiting.begin(); waiting != _waiting.end();) {
+            const bool counts = line.rfind(waiting->prefix, 0) == 0;
+            if (counts && --waiting->remaining <= 0 && !due) {
+                due = std::move(waiting->action);
+                waiting = _waiting.erase(waiting);
+            } else {
+                ++waiting;
+            }
         }
     }
     if (due) due();

@@ -74,7 +74,7 @@ extern "C" int deflateEnd(z_streamp stream) {
 
 namespace {
 
-// --- Helpers --------------------------------------------------------------------------------------
+// --- What goes in and what came out ---------------------------------------------------------------
 
 /// The text and its terminating zero byte, compressed whole.
 std::string streamOf(const std::string& text) {
@@ -117,7 +117,7 @@ std::string decoded(const std::string& base64) {
     return bytes;
 }
 
-/// Letters without a pattern. They are few, since the streams of many more begin with a zero byte soon.
+/// Letters without a pattern; sixteen of them, since more would nearly always put a zero byte early in the stream.
 std::string randomText(std::size_t length, unsigned int seed) {
     std::mt19937 random(seed);
     std::string text(length, ' ');

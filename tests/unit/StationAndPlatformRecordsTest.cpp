@@ -202,7 +202,7 @@ TEST_F(StationPlatforms, ItemThatIsNoNumberMatchesPlatformZero) {
     EXPECT_EQ(namesOf("x!11"), "[Unknown Platform][Track 1]");
 }
 
-TEST_F(StationPlatforms, EmptyItemsMatchPlatformZeroAndNoMarkerIsMade) {
+TEST_F(StationPlatforms, EmptyItemsMatchPlatformZero) {
     platformsOf(store).emplace_back(0);
     EXPECT_EQ(namesOf("11!"), "[Track 1][Unknown Platform]");
     EXPECT_EQ(namesOf("!"), "[Unknown Platform][Unknown Platform]");

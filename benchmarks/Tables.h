@@ -1,0 +1,33 @@
+// The store's tables by element type code, and what a scene does to them by hand.
+#ifndef BENCHMARKS_TABLES_H
+#define BENCHMARKS_TABLES_H
+
+#include <cstdlib>
+
+#include "SignallingCodes.h"
+#include "StoreAccess.h"
+
+/// Calls the visitor with the table of this type, which must be one with a table of its own.
+template <typename Visitor>
+decltype(auto) withTable(int type, Visitor&& visit) {
+    PassengerInformationServer& store = gPassengerInformationServer;
+    switch (type) {
+        case SignallingCodes::LINE: return visit(linesOf(store));
+        case SignallingCodes::VEHICLE: return visit(vehiclesOf(store));
+        case SignallingCodes::STATION: return visit(stationsOf(store));
+        case SignallingCodes::PLATFORM: return visit(platformsOf(store));
+        case SignallingCodes::TRIP: return visit(tripsOf(store));
+        case SignallingCodes::TRIP_STOP: return visit(tripStopsOf(store));
+        case SignallingCodes::SERVICE: return visit(servicesOf(store));
+        case SignallingCodes::SERVICE_STOP: return visit(serviceStopsOf(store));
+        default: std::abort();
+    }
+}
+
+/// Calls the visitor with each of the eight tables.
+template <typename Visitor>
+void withEveryTable(Visitor&& visit) {
+    for (int type = SignallingCodes::LINE; type <= SignallingCodes::SERVICE_STOP; ++type) withTable(type, visit);
+}
+
+#endif

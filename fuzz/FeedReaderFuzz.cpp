@@ -1,0 +1,172 @@
+// In goes a file. Every line of it must come out as a record, be blank, or be named by its number in a
+// fault, one after the other; and the records written as lines must read back equal. Of a compressed
+// file that is damaged, what came out before must still be in order.
+#include <sys/mman.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+#include "FeedReader.h"
+#include "FeedWriter.h"
+#include "FuzzCheck.h"
+
+namespace {
+
+constexpr std::size_t kMaxLine = std::size_t{1} << 20;
+
+/// A file that stands in memory alone.
+class MemoryFile {
+public:
+    explicit MemoryFile(const std::string& contents) : _descriptor(memfd_create("feed", MFD_CLOEXEC)) {
+        std::size_t written = 0;
+        while (written < contents.size()) {
+            const ssize_t more = write(_descriptor, &contents[written], contents.size() - written);
+            if (more <= 0) throw std::runtime_error("no memory for a file");
+            written += static_cast<std::size_t>(more);
+        }
+    }
+    ~MemoryFile() { close(_descriptor); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(_descriptor); }
+
+    /// Its bytes, unpacked where they are compressed, as far as that goes.
+    std::string contents() const {
+        std::string all;
+        gzFile file = gzopen(path().c_str(), "rb");
+        std::vector<char> bytes(1 << 16);
+        for (int got = 0; (got = gzread(file, bytes.data(), static_cast<unsigned>(bytes.size()))) > 0;) {
+            all.append(bytes.data(), static_cast<std::size_t>(got));
+        }
+        gzclose_r(file);
+        return all;
+    }
+
+private:
+    int _descriptor;
+};
+
+/// What the reader makes of a file.
+struct Reading {
+    struct Step {
+        std::size_t line;  // as the reader names it
+        bool isRecord;
+        FeedRecord record;
+    };
+    std::vector<Step> steps;
+    bool whole = false;  // read to its end
+};
+
+/// The line number in a text that must begin with "PATH:LINE" and go on with `behind`.
+std::size_t lineNamed(const std::string& text, const std::string& path, const char* behind) {
+    require(text.compare(0, path.size() + 1, path + ":") == 0, "the file is not named: " + text);
+    char* end = nullptr;
+    const std::size_t line = std::strtoul(&text[path.size() + 1], &end, 10);
+    require(std::strncmp(end, behind, std::strlen(behind)) == 0, "the line is not named: " + text);
+    return line;
+}
+
+std::size_t lineOfFault(const FeedReader& reader, const std::string& path) {
+    const std::size_t line = lineNamed(reader.fault(), path, ": ");
+    require(reader.fault().back() != ' ', "the fault says nothing: " + reader.fault());
+    return line;
+}
+
+Reading readingOf(const MemoryFile& file) {
+    Reading reading;
+    FeedReader reader(file.path());
+    FeedRecord record;
+    std::size_t line = 0;
+    while (true) {
+        const FeedReader::Next next = reader.next(record);
+        if (next == FeedReader::Next::END) {
+            reading.whole = true;
+            return reading;
+        }
+        const bool isRecord = next == FeedReader::Next::RECORD;
+        const std::size_t named =
+            isRecord ? lineNamed(reader.place(), file.path(), "") : lineOfFault(reader, file.path());
+        require(named > line, "line " + std::to_string(named) + " comes behind line " + std::to_string(line));
+        if (next == FeedReader::Next::UNREADABLE) return reading;
+        line = named;
+        reading.steps.push_back({line, isRecord, record});
+    }
+}
+
+/// Compares a reading with the file's lines as they are cut here.
+void checkLines(const Reading& reading, std::string contents) {
+    if (contents.compare(0, 3, "\xef\xbb\xbf") == 0) contents.erase(0, 3);
+    auto step = reading.steps.begin();
+    std::size_t number = 0;
+    for (std::size_t begin = 0; begin < contents.size();) {
+        const std::size_t end = std::min(contents.find('\n', begin), contents.size());
+        const std::string line = contents.substr(begin, end - begin);
+        begin = end + 1;
+        ++number;
+
+        const bool isLong = line.size() > kMaxLine;
+        const std::string where = "line " + std::to_string(number) + ": " + line.substr(0, 200);
+        if (!isLong && line.find_first_not_of(" \t\r") == std::string::npos) continue;
+        require(step != reading.steps.end(), "neither record nor fault for " + where);
+        require(step->line == number, "line " + std::to_string(step->line) + " is named and not " + where);
+        require(!step->isRecord || !isLong, "too long and yet a record: " + where);
+        require(!step->isRecord || line.find('{') != std::string::npos, "a record out of " + where);
+        ++step;
+    }
+    require(step == reading.steps.end(), "more records or faults than lines");
+}
+
+bool sameFields(const FieldTexts& one, const FieldTexts& other) {
+    if (one.size() != other.size()) return false;
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        if ((one[i] == nullptr) != (other[i] == nullptr)) return false;
+        if (one[i] != nullptr && std::strcmp(one[i], other[i]) != 0) return false;
+    }
+    return true;
+}
+
+bool same(const FeedRecord& one, const FeedRecord& other) {
+    if (one.kind != other.kind || one.at != other.at) return false;
+    const bool isMark = one.kind == FeedRecord::SNAPSHOT_BEGIN || one.kind == FeedRecord::SNAPSHOT_END;
+    if (!isMark && (one.type != other.type || one.id != other.id)) return false;
+    return one.kind != FeedRecord::UPDATE || sameFields(one.fields, other.fields);
+}
+
+/// Writes the records as lines and reads them again.
+void checkThereAndBack(const Reading& reading) {
+    std::vector<const FeedRecord*> records;
+    std::vector<std::string> lines;
+    std::string contents;
+    for (const Reading::Step& step : reading.steps) {
+        if (!step.isRecord) continue;
+        records.push_back(&step.record);
+        lines.push_back(toJsonLine(step.record));
+        require(lines.back().find('\n') == std::string::npos, "a record on several lines: " + lines.back());
+        contents += lines.back() + "\n";
+    }
+    if (records.empty()) return;
+
+    const Reading again = readingOf(MemoryFile(contents));
+    require(again.whole && again.steps.size() == records.size(), "as many records as were written: " + contents);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const std::string line = lines[i].substr(0, 1000);
+        require(again.steps[i].isRecord, "written and not read: " + line);
+        require(same(again.steps[i].record, *records[i]), "written as " + line + " and read otherwise");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const MemoryFile file(textOf(data, size));
+    const Reading reading = readingOf(file);
+    const bool isCompressed = size >= 2 && data[0] == 0x1f && data[1] == 0x8b;
+    require(reading.whole || isCompressed, "a file that is not compressed cannot be read");
+    if (reading.whole) checkLines(reading, file.contents());
+    checkThereAndBack(reading);
+    return 0;
+}
