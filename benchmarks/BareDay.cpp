@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <tuple>
@@ -24,18 +25,16 @@ struct Step {
 
 template <typename Record>
 Record& update(std::vector<Record>& table, int id) {
-    for (Record& record : table) {
-        if (record.getId() == id) return record;
-    }
+    const auto found =
+        std::find_if(table.begin(), table.end(), [id](const Record& record) { return record.getId() == id; });
+    if (found != table.end()) return *found;
     table.push_back(Record(id));
     return table.back();
 }
 
 template <typename Record>
 void lookFromLast(const std::vector<Record>& table, int id) {
-    auto record = table.rbegin();
-    while (record != table.rend() && record->getId() != id) ++record;
-    keep(record);
+    keep(std::find_if(table.rbegin(), table.rend(), [id](const Record& record) { return record.getId() == id; }));
 }
 
 void lookThrough(const std::vector<Service>& services, int tripId) {
@@ -117,8 +116,9 @@ private:
         switch (step.table) {
             case SERVICE: return lookFromLast(of<Trip>(_tables), step.otherId);
             case SERVICE_STOP: return lookFromLast(of<TripStop>(_tables), step.otherId);
-            case TRIP: return _withTripCopies ? lookThrough(std::vector<Service>(of<Service>(_tables)), step.id)
-                                              : lookThrough(of<Service>(_tables), step.id);
+            case TRIP:
+                return _withTripCopies ? lookThrough(std::vector<Service>(of<Service>(_tables)), step.id)
+                                       : lookThrough(of<Service>(_tables), step.id);
             default: return;
         }
     }

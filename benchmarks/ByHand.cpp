@@ -1,5 +1,6 @@
 #include "ByHand.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -141,20 +142,20 @@ bool same(FieldWalk fields, const ServiceStop& stored) {
 
 // --- Loops
 
+// std::find_if, since it came out faster than a loop written with for.
+
 template <typename Record>
 Record* find(std::vector<Record>& table, int id) {
-    for (Record& record : table) {
-        if (record.getId() == id) return &record;
-    }
-    return nullptr;
+    const auto found =
+        std::find_if(table.begin(), table.end(), [id](const Record& record) { return record.getId() == id; });
+    return found != table.end() ? &*found : nullptr;
 }
 
 template <typename Record>
 Record* findLast(std::vector<Record>& table, int id) {
-    for (auto record = table.rbegin(); record != table.rend(); ++record) {
-        if (record->getId() == id) return &*record;
-    }
-    return nullptr;
+    const auto found =
+        std::find_if(table.rbegin(), table.rend(), [id](const Record& record) { return record.getId() == id; });
+    return found != table.rend() ? &*found : nullptr;
 }
 
 void post(Event code, int id, void* record) {

@@ -31,7 +31,8 @@ struct Scene {
 };
 
 /// Nanoseconds per step over one round: `steps` of them, or where there is something to prepare, as many
-/// as the body says.
+/// as the body says. A round longer than a millisecond is timed by the clock of the thread, since others
+/// interrupt it; shorter ones are either interrupted or not, and the least time is one that was not.
 double timeRound(const Body& body, std::uint64_t steps);
 
 /// Number of steps that take about so long.

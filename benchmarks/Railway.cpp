@@ -40,22 +40,30 @@ FeedRecord elementRecord(int type, int id, Texts texts, int variant) {
     const bool isLong = texts == Texts::LONG;
     switch (type) {
         case LINE: return update(type, id, {name(other ? "Row " : "Line ", id, texts), name("L", id, texts)});
-        case VEHICLE: return update(type, id, {name("Unit ", id, texts), name("U", id, texts), "4", list(id + variant, texts)});
-        case STATION: return update(type, id, {name("Pier ", id, texts), name("P", id, texts), other ? "N" : "Y", list(id, texts)});
-        case PLATFORM: return update(type, id, {number, "1", name(other ? "Quay " : "Plat ", id, texts), name("P-", id, texts)});
+        case VEHICLE:
+            return update(type, id, {name("Unit ", id, texts), name("U", id, texts), "4", list(id + variant, texts)});
+        case STATION:
+            return update(type, id,
+                          {name("Pier ", id, texts), name("P", id, texts), other ? "N" : "Y", list(id, texts)});
+        case PLATFORM:
+            return update(type, id, {number, "1", name(other ? "Quay " : "Plat ", id, texts), name("P-", id, texts)});
         case TRIP:
-            return update(type, id, {name(other ? "Tour " : "Trip ", id, texts), "3", "1", "0",
-                                     isLong ? "ALL_STOPS_BUT_THOSE_CLOSED" : "ALL_STOPS", list(id, texts)});
+            return update(type, id,
+                          {name(other ? "Tour " : "Trip ", id, texts), "3", "1", "0",
+                           isLong ? "ALL_STOPS_BUT_THOSE_CLOSED" : "ALL_STOPS", list(id, texts)});
         case TRIP_STOP: return update(type, id, {number, "7", "Y", "300", other ? "360" : "330"});
         case SERVICE:
             return update(type, id, {number, other ? "21660" : "21600", "5", list(id, texts), "1", "9", "0", "3"});
         case SERVICE_STOP: return update(type, id, {number, number, "21600", other ? "45" : "0", other ? "30" : "0"});
         case VEHICLE_STATE:
-            return update(type, id, {"Y", name(other ? "Q-" : "P-", id, texts), "1", isLong ? "IN_SERVICE_AS_PLANNED" : "IN_SERVICE",
-                                     number, "1", isLong ? "SIDE_1_TOWARDS_THE_SEA" : "SIDE_1", "0",
-                                     isLong ? "NONE_OF_THE_TWO_SIDES" : "NONE"});
+            return update(
+                type, id,
+                {"Y", name(other ? "Q-" : "P-", id, texts), "1", isLong ? "IN_SERVICE_AS_PLANNED" : "IN_SERVICE",
+                 number, "1", isLong ? "SIDE_1_TOWARDS_THE_SEA" : "SIDE_1", "0",
+                 isLong ? "NONE_OF_THE_TWO_SIDES" : "NONE"});
         case PLATFORM_STATE:
-            return update(type, id, {other ? "6" : "5", isLong ? "VEHICLE_BOARDING_HERE" : "BOARDING", list(id, texts)});
+            return update(type, id,
+                          {other ? "6" : "5", isLong ? "VEHICLE_BOARDING_HERE" : "BOARDING", list(id, texts)});
         case SERVICE_STATE:
             return update(type, id, {list(id + variant, texts), "4", isLong ? "BOARDING_AT_A_PLATFORM" : "BOARDING"});
         case AUTO_MESSAGE_STATE: return update(type, 1, {other ? "N" : "Y"});
@@ -68,8 +76,8 @@ FeedRecord elementRecord(int type, int id, Texts texts, int variant) {
 void fillTables(std::size_t size, Texts texts) {
     setObservers(0);
     emptyTables();
-    std::tuple<std::vector<Line>, std::vector<Vehicle>, std::vector<Station>, std::vector<PlatformInfo>, std::vector<Trip>,
-               std::vector<TripStop>, std::vector<Service>, std::vector<ServiceStop>>
+    std::tuple<std::vector<Line>, std::vector<Vehicle>, std::vector<Station>, std::vector<PlatformInfo>,
+               std::vector<Trip>, std::vector<TripStop>, std::vector<Service>, std::vector<ServiceStop>>
         filled;
     for (std::size_t i = 1; i <= size; ++i) {
         for (const ElementType* type : typesOfHandlers()) {

@@ -81,25 +81,49 @@ std::vector<RatioRow> ratioRows(const std::vector<Day>& smallDays, const Day& ne
                     unchangedWithGap(Texts::SHORT), kShortSteps});
     rows.push_back({"the same, texts over the small-string limit", withGap, 1.5, "by-hand/",
                     unchangedWithGap(Texts::LONG), kShortSteps});
-    rows.push_back({"getter, 10,000 services with long texts", "bare copy of the vector", 1.1, "bare-copy/",
-                    {getterScene(SERVICE, 10'000, Texts::LONG)}, kLongSteps});
+    rows.push_back({"getter, 10,000 services with long texts",
+                    "bare copy of the vector",
+                    1.1,
+                    "bare-copy/",
+                    {getterScene(SERVICE, 10'000, Texts::LONG)},
+                    kLongSteps});
     rows.push_back({"single deletion: front, middle, back of tables of 1,000 and 10,000", "bare id loop and bare erase",
                     1.3, "bare-loop-and-erase/", singleDeletions(), kLongSteps});
-    rows.push_back({"deleting 30,000 service stops at once, logging off", "pass over the ids and bare clear()", 3,
-                    "bare-clear/", {clearingScene(SERVICE_STOP, 30'000)}, kLongSteps});
-    rows.push_back({"the same, for its growth with the table", "thirty tables of 1,000 service stops", 3,
-                    "thirty-tables/", {linearClearing()}, kLongSteps});
-    rows.push_back({"deleting 3,000 services at once", "3,000 bare erases from the front and event calls", 1.3,
-                    "bare-erases/", {clearingScene(SERVICE, 3'000)}, kLongSteps});
-    RatioRow small{"a whole day of a small railway, one observer", "SQLite in memory, prepared upserts, transactions of 100",
-                   0.8, "sqlite/", {}, kSmallDays};
+    rows.push_back({"deleting 30,000 service stops at once, logging off",
+                    "pass over the ids and bare clear()",
+                    3,
+                    "bare-clear/",
+                    {clearingScene(SERVICE_STOP, 30'000)},
+                    kLongSteps});
+    rows.push_back({"the same, for its growth with the table",
+                    "thirty tables of 1,000 service stops",
+                    3,
+                    "thirty-tables/",
+                    {linearClearing()},
+                    kLongSteps});
+    rows.push_back({"deleting 3,000 services at once",
+                    "3,000 bare erases from the front and event calls",
+                    1.3,
+                    "bare-erases/",
+                    {clearingScene(SERVICE, 3'000)},
+                    kLongSteps});
+    RatioRow small{"a whole day of a small railway, one observer",
+                   "SQLite in memory, prepared upserts, transactions of 100",
+                   0.8,
+                   "sqlite/",
+                   {},
+                   kSmallDays};
 #ifdef PIS_STANDALONE
     for (const Day& day : smallDays) small.scenes.push_back(dayScene(day));
 #else
     (void)smallDays;
 #endif
     rows.push_back(small);
-    rows.push_back({"a network's day, one observer", "the sum of its bare loops and erases", 1.5, "bare-loops/",
-                    {dayScene(networkDay)}, kNetworkDay});
+    rows.push_back({"a network's day, one observer",
+                    "the sum of its bare loops and erases",
+                    1.5,
+                    "bare-loops/",
+                    {dayScene(networkDay)},
+                    kNetworkDay});
     return rows;
 }

@@ -96,9 +96,7 @@ Scene handlerScene(Change change, int type, std::size_t size, Texts texts, std::
 
 Scene getterScene(int type, std::size_t size, Texts texts) {
     const std::string name = "getter/" + nameOf(type) + sizeAndTexts(size, texts);
-    const auto body = [=](auto getter) {
-        return Body{name, [getter] { keep((store.*getter)()); }};
-    };
+    const auto body = [=](auto getter) { return Body{name, [getter] { keep((store.*getter)()); }}; };
     return {name, [=] {
                 fillTables(size, texts);
                 std::vector<Body> bodies;
@@ -127,7 +125,8 @@ Scene deletionScene(Place place, int type, std::size_t size) {
     return {name, [=] {
                 fillTables(size, Texts::SHORT);
                 // Each round deletes a few neighbours, beginning at the place and from the back towards the front.
-                const int first = place == Place::FRONT ? 1 : static_cast<int>(place == Place::MIDDLE ? size / 2 : size);
+                const int first =
+                    place == Place::FRONT ? 1 : static_cast<int>(place == Place::MIDDLE ? size / 2 : size);
                 const int step = place == Place::BACK ? -1 : 1;
                 return withTable(type, [&](auto& table) -> std::vector<Body> {
                     const auto next = std::make_shared<int>(first);

@@ -118,9 +118,8 @@ private:
             values += ", ?";
             changes += (changes.empty() ? "" : ", ") + column + " = excluded." + column;
         }
-        statement(_upserts, type.code) =
-            prepare("INSERT INTO " + tableOf(type.table) + " (" + columns + ") VALUES (" + values +
-                    ") ON CONFLICT (id) DO UPDATE SET " + changes);
+        statement(_upserts, type.code) = prepare("INSERT INTO " + tableOf(type.table) + " (" + columns + ") VALUES (" +
+                                                 values + ") ON CONFLICT (id) DO UPDATE SET " + changes);
     }
 
     sqlite3_stmt* prepare(const std::string& text) {

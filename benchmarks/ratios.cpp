@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
-#include <deque>
 
+#include "Arguments.h"
 #include "NetworkDay.h"
 #include "Ratios.h"
 #include "Results.h"
@@ -18,33 +17,26 @@ namespace {
 constexpr int kSmallCopies = 4;     // of the sample: some 32,000 records
 constexpr int kNetworkCopies = 40;  // some 320,000
 constexpr int kLockRounds = 15;
+constexpr int kNetworkLockRounds = 3;
 
-void measureRatios(const std::vector<RatioRow>& rows, const std::string& only, Results& results) {
-    for (const RatioRow& row : rows) {
-        if (row.subject.find(only) == std::string::npos) continue;
-        double worst = 0;
-        for (const Scene& scene : row.scenes) {
-            const std::vector<Body> bodies = scene.set();
-            const std::vector<double> times = timeInTurns(bodies, row.effort);
-            for (std::size_t i = 0; i < bodies.size(); ++i) {
-                if (bodies[i].name.compare(0, row.against.size(), row.against) == 0) {
-                    results.write("ratio", row.subject, row.yardstick, row.atMost, scene.name, times[0], times[i]);
-                    worst = std::max(worst, times[0] / times[i]);
-                    std::printf("    %5.2f  %s  %.1f / %.1f ns\n", times[0] / times[i], scene.name.c_str(), times[0],
-                                times[i]);
-                }
-                if (scene.name.compare(0, 4, "day/") == 0) results.write("case", bodies[i].name, times[i]);
-            }
+/// Where only some scenes are wanted, the row's figure is the worst of those.
+void measureRow(const RatioRow& row, const Arguments& arguments, Results& results) {
+    double worst = 0;
+    for (const Scene& scene : row.scenes) {
+        if (!arguments.wants(scene.name)) continue;
+        const std::vector<Body> bodies = scene.set();
+        const std::vector<double> times = timeInTurns(bodies, row.effort);
+        for (std::size_t i = 0; i < bodies.size(); ++i) {
+            const bool isDay = scene.name.compare(0, 4, "day/") == 0;
+            if (isDay) results.write("case", bodies[i].name, times[i]);
+            if (bodies[i].name.compare(0, row.against.size(), row.against) != 0) continue;
+            results.write("ratio", row.subject, row.yardstick, row.atMost, scene.name, times[0], times[i]);
+            worst = std::max(worst, times[0] / times[i]);
+            std::printf("    %5.2f  %s  %.1f / %.1f ns\n", times[0] / times[i], scene.name.c_str(), times[0], times[i]);
         }
-        std::printf("%5.2f of %.1f  %s\n", worst, row.atMost, row.subject.c_str());
-        std::fflush(stdout);
     }
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    if (worst > 0) std::printf("%5.2f of %.1f  %s\n", worst, row.atMost, row.subject.c_str());
+    std::fflush(stdout);
 }
 
 /// Least time between two readings of the clock: it is part of every hold.
@@ -58,59 +50,65 @@ double clockCost() {
     return least;
 }
 
-/// Median over several rounds of each round's figures, so that a round disturbed from outside is left out.
-void measureHolds(const Day& day, int rounds, Results& results) {
-    for (const bool deletions : {false, true}) {
-        std::vector<double> mean;
-        std::vector<double> rare;
-        std::vector<double> most;
-        for (int round = 0; round < rounds; ++round) {
-            const LockHolds holds = lockHoldsFromEmpty(day);
-            std::vector<double> times = deletions ? holds.deletions : holds.updates;
-            if (times.empty()) return;
-            std::sort(times.begin(), times.end());
-            double sum = 0;
-            for (const double time : times) sum += time;
-            mean.push_back(sum / static_cast<double>(times.size()));
-            rare.push_back(times[times.size() * 999 / 1000]);
-            most.push_back(times.back());
-        }
-        const char* kind = deletions ? "deletion" : "update";
-        results.write("lock", day.name, kind, median(mean), median(rare), median(most), clockCost());
-        std::printf("lock held per %s, %s: mean %.0f ns, 99.9th percentile %.0f ns\n", kind, day.name.c_str(),
-                    median(mean), median(rare));
+/// Of each record the median over the rounds: what disturbs one round from outside is left out.
+std::vector<double> mediansPerRecord(const std::vector<std::vector<double>>& rounds) {
+    std::vector<double> medians;
+    for (std::size_t record = 0; record < rounds.front().size(); ++record) {
+        std::vector<double> times;
+        for (const std::vector<double>& round : rounds) times.push_back(round[record]);
+        const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+        std::nth_element(times.begin(), middle, times.end());
+        medians.push_back(*middle);
     }
+    return medians;
+}
+
+void reportHolds(const char* kind, const Day& day, std::vector<double> times, Results& results) {
+    if (times.empty()) return;
+    std::sort(times.begin(), times.end());
+    double sum = 0;
+    for (const double time : times) sum += time;
+    const double mean = sum / static_cast<double>(times.size());
+    const double rare = times[times.size() * 999 / 1000];
+    results.write("lock", day.name, kind, mean, rare, times.back(), clockCost());
+    std::printf("lock held per %s, %s: mean %.0f ns, 99.9th percentile %.0f ns\n", kind, day.name.c_str(), mean, rare);
+    std::fflush(stdout);
+}
+
+void measureHolds(const Day& day, int rounds, Results& results) {
+    std::vector<std::vector<double>> updates;
+    std::vector<std::vector<double>> deletions;
+    for (int round = 0; round < rounds; ++round) {
+        LockHolds holds = lockHoldsFromEmpty(day);
+        updates.push_back(std::move(holds.updates));
+        deletions.push_back(std::move(holds.deletions));
+    }
+    reportHolds("update", day, mediansPerRecord(updates), results);
+    reportHolds("deletion", day, mediansPerRecord(deletions), results);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: bench-ratios OUTPUT [--only TEXT] [FEED...]\n");
-        return 2;
-    }
-    Results results(argv[1]);
-    std::string only;
+    const Arguments arguments = argumentsOf(argc, argv);
+    Results results(arguments.output);
     const std::vector<FeedRecord> harbour = harbourRecords();
     const Day sample = dayOf("harbour", harbour);
     const Day network = dayOf("harbour-x40", multiplied(harbour, kNetworkCopies));
     std::vector<Day> small{dayOf("harbour-x4", multiplied(harbour, kSmallCopies))};
-    for (int i = 2; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--only") == 0 && i + 1 < argc) {
-            only = argv[++i];
-            continue;
-        }
 #ifdef PIS_STANDALONE
-        small.push_back(readDay(argv[i]));
+    for (const std::string& feed : arguments.feeds) small.push_back(readDay(feed));
 #endif
-    }
 
-    for (const Day* day : {&sample, &network}) results.write("day", day->name, day->records.size());
-    for (const Day& day : small) results.write("day", day.name, day.records.size());
-    measureRatios(ratioRows(small, network), only, results);
-    if (only.empty() || only == "lock") {
-        measureHolds(sample, kLockRounds, results);
-        for (const Day& day : small) measureHolds(day, kLockRounds, results);
+    std::vector<const Day*> days{&sample};
+    for (const Day& day : small) days.push_back(&day);
+    days.push_back(&network);
+    for (const Day* day : days) results.write("day", day->name, day->records.size());
+    for (const RatioRow& row : ratioRows(small, network)) measureRow(row, arguments, results);
+    for (const Day* day : days) {
+        if (arguments.wants("lock/" + day->name)) {
+            measureHolds(*day, day == &network ? kNetworkLockRounds : kLockRounds, results);
+        }
     }
     return results.good() ? 0 : 2;
 }

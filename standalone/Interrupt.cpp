@@ -15,7 +15,7 @@ void remember(int) {
 void Interrupt::watch() {
     struct sigaction action {};
     action.sa_handler = remember;
-    action.sa_flags = SA_RESETHAND;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);

@@ -28,6 +28,10 @@ void remark(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
+void reportFault(std::string_view fault) {
+    remark(onOneLine(fault) + "\n");
+}
+
 void complain(std::string_view what) {
     remark("pis: " + onOneLine(what) + "\n");
 }

@@ -14,7 +14,10 @@ void printLine(std::string_view line);
 /// Writes a text on standard error as it stands, behind whatever was printed before.
 void remark(std::string_view text);
 
-/// Writes "pis: WHAT" on standard error, on one line, as a remark.
+/// Writes a fault of the input, "FILE:LINE: WHAT" as a rule, on standard error, on one line.
+void reportFault(std::string_view fault);
+
+/// Writes "pis: WHAT" on standard error, on one line: what goes wrong elsewhere.
 void complain(std::string_view what);
 
 /// Writes out what standard output still holds. False, with a complaint, when any of it was lost.

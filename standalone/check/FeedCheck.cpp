@@ -100,7 +100,7 @@ public:
             while (true) {
                 switch (reader.next(record)) {
                     case FeedReader::Next::END: return true;
-                    case FeedReader::Next::UNREADABLE: complain(reader.fault()); return false;
+                    case FeedReader::Next::UNREADABLE: reportFault(reader.fault()); return false;
                     case FeedReader::Next::MALFORMED: find(reader.fault()); break;
                     case FeedReader::Next::RECORD:
                         ++_records;
@@ -110,7 +110,7 @@ public:
                 }
             }
         } catch (const std::runtime_error& error) {
-            complain(error.what());
+            reportFault(error.what());
             return false;
         }
     }

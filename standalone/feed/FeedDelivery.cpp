@@ -38,10 +38,10 @@ void FeedDelivery::update(const FeedRecord& record) {
     Count& count = _counts[record.type];
     ++count.updates;
     if (record.id == 0) ++count.updatesOfIdZero;
-    _store.updatePassengerInformation(kAnyDestination, record.type, record.id, _list.of(record.fields));
-
+    // Noted first: the store may hold the element even when an observer throws.
     const ElementType* type = findElementType(record.type);
     if (type != nullptr && record.id != 0) _lastSeen[type->table][record.id] = _snapshotNumber;
+    _store.updatePassengerInformation(kAnyDestination, record.type, record.id, _list.of(record.fields));
 }
 
 void FeedDelivery::remove(int type, int id) {

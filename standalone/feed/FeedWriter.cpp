@@ -11,7 +11,7 @@ namespace {
 std::string seconds(double value) {
     std::array<char, 32> digits{};
     const auto [end, code] = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    return std::string(digits.data(), end);
+    return {digits.data(), end};
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // init(), so that a store in static storage needs nothing that is built after it.
 #include <pthread.h>
 
+#include <cerrno>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -43,12 +44,13 @@ void qxLocalMutex::enter() {
     }
 }
 
-/// Leaving a lock that the thread does not hold is reported and changes nothing.
+/// Leaving a lock that the thread does not hold is reported and changes nothing: guards leave in their
+/// destructors, which must not throw.
 void qxLocalMutex::leave() {
-    if (const int failure = pthread_mutex_unlock(mutexOf(_words[0]))) {
-        handleError(3, "%s: the lock is not held by this thread: %s", "qxLocalMutex::leave",
-                    std::generic_category().message(failure).c_str());
-    }
+    const int failure = _words[0] == nullptr ? EPERM : pthread_mutex_unlock(mutexOf(_words[0]));
+    if (failure == 0) return;
+    handleError(3, "%s: the lock is not held by this thread: %s", "qxLocalMutex::leave",
+                std::generic_category().message(failure).c_str());
 }
 
 qxLocalMutex::~qxLocalMutex() {

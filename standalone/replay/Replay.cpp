@@ -147,7 +147,7 @@ private:
 
     void fault(const std::string& what) {
         _bar.hide();
-        complain(what);
+        reportFault(what);
     }
 
     const ReplayOptions& _options;

@@ -10,9 +10,9 @@
 
 namespace {
 
-const char* const kNames[] = {"",         "",          "Line",        "Vehicle",      "Station",      "Platform",
-                              "Trip",     "TripStop",  "Service",     "ServiceStop",  "VehicleState", "PlatformState",
-                              "ServiceState"};
+const char* const kNames[] = {
+    "",         "",        "Line",        "Vehicle",      "Station",       "Platform",    "Trip",
+    "TripStop", "Service", "ServiceStop", "VehicleState", "PlatformState", "ServiceState"};
 
 /// Types of which observers hear, by the code of their updates.
 class ToldType : public StoreTest, public ::testing::WithParamInterface<int> {
@@ -155,7 +155,8 @@ TEST_P(ToldType, IsToldToOneRegisteredInADeletionForAllThatFollow) {
 /// else, is taken as expected.
 class ReentrantLock {
 public:
-    ReentrantLock() : _reporter(::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &_results) {}
+    ReentrantLock()
+        : _reporter(::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &_results) {}
 
     /// How often the lock was entered by a thread that held it.
     int secondEntries() const { return _results.size(); }
@@ -209,7 +210,8 @@ INSTANTIATE_TEST_SUITE_P(Types, ReadFromACallback, ::testing::Values(2, 3, 4, 5,
 
 TEST_P(ReadFromACallback, OfAnUpdateShowsTheElementAsItIsTold) {
     for (const char* text : {"1", "2"}) {  // added, then changed
-        EXPECT_EQ(seenDuring([&] { updateIt(text); }), describe(store));
+        const std::string seen = seenDuring([&] { updateIt(text); });
+        EXPECT_EQ(seen, describe(store));
         EXPECT_EQ(heard(), "first second third ");
         EXPECT_EQ(host.events().size(), 1U);
     }
@@ -223,15 +225,16 @@ TEST_P(ReadFromACallback, OfADeletionShowsTheElementThatGoesAndThoseBehindIt) {
     EXPECT_EQ(describe(store), "");
 }
 
-TEST_P(ReadFromACallback, LeavesTheUpdateAsItWouldBeWithoutIt) {
+TEST_P(ReadFromACallback, LeavesTheRestOfTheUpdateAsItIs) {
     host.notesLock = false;
     updateIt("1");
     const std::string without = host.during([&] { updateIt("2"); });
     updateIt("1");
     seenDuring([&] { updateIt("2"); });
-    EXPECT_EQ(host.transcript(), without.substr(0, host.transcript().size()));
-    EXPECT_EQ(host.transcript().size() + std::string("FAULT second enter by the same thread\n").size() * 7,
-              without.size() + std::string("FAULT second enter by the same thread\n").size() * 7);
+    std::string with = host.transcript();
+    const std::string fault = "FAULT second enter by the same thread\n";
+    for (std::size_t at = 0; (at = with.find(fault)) != std::string::npos;) with.erase(at, fault.size());
+    EXPECT_EQ(with, without);
 }
 
 class StationsFromACallback : public StoreTest {};

@@ -401,21 +401,30 @@ TEST_F(FeedReaderTest, NestingHasALimitAndCannotCrash) {
               "not JSON: the line is cut short, or a bracket, comma or colon stands wrong");
 }
 
-TEST_F(FeedReaderTest, RandomDamageIsAFaultOrARecordAndNeverMore) {
+TEST_F(FeedReaderTest, RandomDamageSpoilsItsOwnLineAtMost) {
     const std::string line = R"({"at":21600.5,"update":2,"id":7,"fields":["N\u00f8rd",null,"x"],"k":[1,{"a":true}]})";
+    constexpr int kLines = 20000;
     std::mt19937 random(42);
-    for (int i = 0; i < 3000; ++i) {
+    std::string feed;
+    for (int i = 0; i < kLines; ++i) {
         std::string damaged = line;
         for (auto hits = 1 + random() % 3; hits > 0; --hits) {
-            char byte = static_cast<char>(random() % 256);
-            if (byte == '\n') byte = ' ';
-            damaged[random() % damaged.size()] = byte;
+            const char byte = static_cast<char>(random() % 256);
+            damaged[random() % damaged.size()] = byte == '\n' ? ' ' : byte;
         }
-        const std::string transcript = transcriptOf(good + damaged + "\n" + good);
-        const std::string second = transcript.substr(transcript.find('\n') + 1);
-        EXPECT_TRUE(second.rfind("malformed FEED:2: ", 0) == 0 || second.rfind("FEED:2 ", 0) == 0) << damaged;
-        EXPECT_EQ(transcript.substr(transcript.size() - 18), "FEED:3 delete 2 7\n") << damaged;
+        feed += damaged + "\n" + good;
     }
+
+    FeedReader reader(folder.write("feed", feed));
+    FeedRecord record;
+    for (int i = 0; i < kLines; ++i) {
+        const FeedReader::Next damaged = reader.next(record);
+        ASSERT_TRUE(damaged == FeedReader::Next::RECORD || damaged == FeedReader::Next::MALFORMED);
+        ASSERT_EQ(reader.place(), folder.path("feed") + ":" + std::to_string(2 * i + 1));
+        ASSERT_EQ(reader.next(record), FeedReader::Next::RECORD) << reader.fault();
+        ASSERT_EQ(describe(record), "delete 2 7");
+    }
+    EXPECT_EQ(reader.next(record), FeedReader::Next::END);
 }
 
 // --- Long lines ---------------------------------------------------------------------------------
@@ -555,7 +564,7 @@ TEST_F(FeedReaderTest, ADamagedCompressedFileIsUnreadableAndNeverCrashes) {
     for (int line = 1; line <= 200; ++line)
         feed += "{\"delete\":2,\"id\":" + std::to_string(line * 7919 % 10007) + "}\n";
     const std::string packed = gzipped(feed);
-    for (std::size_t position = 10; position < packed.size(); ++position) {  // behind the header
+    for (std::size_t position = 10; position < packed.size(); position += 7) {  // from behind the header
         std::string damaged = packed;
         damaged[position] = static_cast<char>(~damaged[position]);
         const std::string transcript = transcriptOf(damaged);

@@ -447,10 +447,10 @@ TEST_F(PisCommand, AFileThatCannotBeOpenedIsNamed) {
     folder.write("feed", line1);
     for (const std::string command : {"replay", "check"}) {
         const Outcome missing = run("pis " + command + " feed none");
-        EXPECT_EQ(firstLineOf(missing.err), "pis: none: cannot open: No such file or directory");
+        EXPECT_EQ(firstLineOf(missing.err), "none: cannot open: No such file or directory");
         EXPECT_EQ(missing.status, 2);
         const Outcome aFolder = run("pis " + command + " feed .");
-        EXPECT_EQ(firstLineOf(aFolder.err), "pis: .: is a directory, not a feed");
+        EXPECT_EQ(firstLineOf(aFolder.err), ".: is a directory, not a feed");
         EXPECT_EQ(aFolder.status, 2);
     }
     EXPECT_EQ(dumpOf("feed none"), kLine1) << "what came before is delivered";
@@ -488,7 +488,7 @@ TEST_F(PisCommand, AFaultyLineEndsTheReplayBehindAllThatCameBefore) {
     for (const Fault& fault : faults()) {
         folder.write("feed", line1 + fault.line + "\n" + line2);
         const Outcome outcome = run("pis replay --dump feed");
-        EXPECT_EQ(firstLineOf(outcome.err), std::string("pis: feed:2: ") + fault.message) << fault.name;
+        EXPECT_EQ(firstLineOf(outcome.err), std::string("feed:2: ") + fault.message) << fault.name;
         EXPECT_EQ(outcome.status, 2) << fault.name;
         EXPECT_EQ(outcome.out, kLine1) << fault.name;
     }
@@ -502,8 +502,8 @@ TEST_F(PisCommand, KeepGoingSkipsFaultyLinesAndSaysSoAtTheEnd) {
         EXPECT_EQ(outcome.out, std::string(kLine1) + kLine2) << fault.name;
         const std::vector<std::string> lines = linesOf(outcome.err);
         ASSERT_GT(lines.size(), 2U);
-        EXPECT_EQ(lines[0], std::string("pis: feed:2: ") + fault.message);
-        EXPECT_EQ(lines[1], std::string("pis: feed:3: ") + fault.message);
+        EXPECT_EQ(lines[0], std::string("feed:2: ") + fault.message);
+        EXPECT_EQ(lines[1], std::string("feed:3: ") + fault.message);
         EXPECT_TRUE(holds(outcome.err, "\n2 faulty lines skipped\n")) << outcome.err;
         EXPECT_EQ(valueOf(run("pis replay --keep-going --json feed").out, "skipped_lines"), "2") << fault.name;
     }
@@ -525,7 +525,7 @@ TEST_F(PisCommand, ATruncatedCompressedFileIsAFaultBehindAllThatCameBefore) {
     folder.write("feed.gz", packed);
     folder.write("more", "{\"delete\":2,\"id\":1}\n");
     const Outcome outcome = run("pis replay --dump feed.gz more");
-    EXPECT_EQ(firstLineOf(outcome.err), "pis: feed.gz:3: the compressed file ends too soon: it is cut short");
+    EXPECT_EQ(firstLineOf(outcome.err), "feed.gz:3: the compressed file ends too soon: it is cut short");
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.out, std::string(kLine1) + kLine2);
 
@@ -539,7 +539,7 @@ TEST_F(PisCommand, AnUnfinishedSnapshotDeletesNothingAndIsAFault) {
     for (const std::string option : {"", "--keep-going "}) {
         const Outcome outcome = run("pis replay --dump " + option + "feed");
         EXPECT_EQ(firstLineOf(outcome.err),
-                  "pis: feed:2: the snapshot that begins here does not end: nothing that it leaves out was deleted");
+                  "feed:2: the snapshot that begins here does not end: nothing that it leaves out was deleted");
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, std::string(kLine1) + kLine2);
     }
@@ -985,7 +985,7 @@ TEST_F(PisCheck, AFileThatCannotBeReadToItsEndEndsWithTwo) {
     folder.write("feed", packed);
     const Outcome outcome = run("pis check feed");
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.err, "pis: feed:10: the compressed file ends too soon: it is cut short\n");
+    EXPECT_EQ(outcome.err, "feed:10: the compressed file ends too soon: it is cut short\n");
     EXPECT_TRUE(holds(outcome.out, "feed:9: not JSON")) << "what was found until there: " << outcome.out;
 }
 

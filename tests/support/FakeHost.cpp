@@ -209,6 +209,8 @@ std::string base64_encode(const unsigned char* bytes, unsigned int length) {
 }
 
 int qxLocalMutex::init() {
+    // Whatever the flag, a second enter by the same thread is a fault here: the store has no need of it.
+    static_cast<void>(_reentrant);
     auto* lock = new FakeLock;
     if (theHost != nullptr) lock->number = theHost->numberLock();
     _words[0] = lock;

@@ -1,0 +1,178 @@
+// bench-json-readers OUTPUT: a network's day, line by line out of memory, into feed records: once with
+// simdjson's document parser, as the feed reader does it, once with Boost.JSON. The project keeps the faster.
+#include <simdjson.h>
+
+#include <boost/json/src.hpp>
+
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+
+#include "Day.h"
+#include "FeedWriter.h"
+#include "Measure.h"
+#include "NetworkDay.h"
+#include "Results.h"
+
+namespace {
+
+constexpr int kCopies = 40;
+constexpr Effort kEffort{0, 10, 20.0};
+
+/// Lines without their ends in one piece of memory, with as many bytes behind them as a parser may touch.
+class Lines {
+public:
+    explicit Lines(const std::vector<FeedRecord>& records) {
+        for (const FeedRecord& record : records) {
+            const std::string line = toJsonLine(record);
+            _ends.push_back(_text.size() + line.size());
+            _text += line;
+            _text += '\n';
+        }
+        _text.append(simdjson::SIMDJSON_PADDING, '\0');
+    }
+
+    template <typename Action>
+    void forEach(Action&& action) const {
+        std::size_t begin = 0;
+        for (const std::size_t end : _ends) {
+            action(std::string_view(_text).substr(begin, end - begin));
+            begin = end + 1;
+        }
+    }
+    std::size_t bytes() const { return _ends.back() + 1; }
+
+private:
+    std::string _text;
+    std::vector<std::size_t> _ends;
+};
+
+[[noreturn]] void refuse(std::string_view line) {
+    throw std::runtime_error("not a record: " + std::string(line));
+}
+
+class SimdjsonReader {
+public:
+    void read(std::string_view line, FeedRecord& record) {
+        simdjson::dom::object keys;
+        if (_parser.parse(line.data(), line.size(), false).get(keys) != simdjson::SUCCESS) refuse(line);
+        record.at.reset();
+        record.fields.clear();
+        for (const simdjson::dom::key_value_pair pair : keys) {
+            if (pair.key == "at") {
+                record.at = pair.value.get_double().value();
+            } else if (pair.key == "update") {
+                record.kind = FeedRecord::UPDATE;
+                record.type = static_cast<int>(pair.value.get_int64().value());
+            } else if (pair.key == "delete") {
+                record.kind = FeedRecord::DELETION;
+                record.type = static_cast<int>(pair.value.get_int64().value());
+            } else if (pair.key == "id") {
+                record.id = static_cast<int>(pair.value.get_int64().value());
+            } else if (pair.key == "fields") {
+                for (const simdjson::dom::element field : pair.value.get_array()) {
+                    if (field.is_null()) {
+                        record.fields.appendMissing();
+                    } else {
+                        record.fields.append(field.get_string().value());
+                    }
+                }
+            } else if (pair.key == "snapshot") {
+                record.kind = pair.value.get_string().value() == std::string_view("begin") ? FeedRecord::SNAPSHOT_BEGIN
+                                                                                           : FeedRecord::SNAPSHOT_END;
+            }
+        }
+    }
+
+private:
+    simdjson::dom::parser _parser;
+};
+
+class BoostReader {
+public:
+    void read(std::string_view line, FeedRecord& record) {
+        boost::json::monotonic_resource values(_values.data(), _values.size());
+        _parser.reset(&values);
+        boost::json::error_code fault;
+        _parser.write(line.data(), line.size(), fault);
+        if (fault) refuse(line);
+        const boost::json::value root = _parser.release();
+        record.at.reset();
+        record.fields.clear();
+        for (const auto& [key, value] : root.as_object()) {
+            if (key == "at") {
+                record.at = value.to_number<double>();
+            } else if (key == "update") {
+                record.kind = FeedRecord::UPDATE;
+                record.type = static_cast<int>(value.as_int64());
+            } else if (key == "delete") {
+                record.kind = FeedRecord::DELETION;
+                record.type = static_cast<int>(value.as_int64());
+            } else if (key == "id") {
+                record.id = static_cast<int>(value.as_int64());
+            } else if (key == "fields") {
+                for (const boost::json::value& field : value.as_array()) {
+                    if (field.is_null()) {
+                        record.fields.appendMissing();
+                    } else {
+                        const boost::json::string& text = field.as_string();
+                        record.fields.append({text.data(), text.size()});
+                    }
+                }
+            } else if (key == "snapshot") {
+                record.kind = value.as_string() == "begin" ? FeedRecord::SNAPSHOT_BEGIN : FeedRecord::SNAPSHOT_END;
+            }
+        }
+    }
+
+private:
+    std::array<unsigned char, 4096> _scratch{};
+    std::array<unsigned char, 16384> _values{};
+    boost::json::parser _parser{{}, {}, _scratch.data(), _scratch.size()};
+};
+
+template <typename Reader>
+void readAll(const Lines& lines) {
+    Reader reader;
+    FeedRecord record;
+    lines.forEach([&](std::string_view line) {
+        reader.read(line, record);
+        keep(record);
+    });
+}
+
+/// Both readers must find the same in every line.
+void compareReaders(const Lines& lines) {
+    SimdjsonReader one;
+    BoostReader other;
+    lines.forEach([&](std::string_view line) {
+        FeedRecord ofOne;
+        FeedRecord ofOther;
+        one.read(line, ofOne);
+        other.read(line, ofOther);
+        if (toJsonLine(ofOne) != line || toJsonLine(ofOther) != line) refuse(line);
+    });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: bench-json-readers OUTPUT\n");
+        return 2;
+    }
+    Results results(argv[1]);
+    const std::vector<FeedRecord> records = multiplied(harbourRecords(), kCopies);
+    const Lines lines(records);
+    compareReaders(lines);
+
+    const std::vector<Body> readers{{"simdjson, document parser", [&lines] { readAll<SimdjsonReader>(lines); }},
+                                    {"Boost.JSON, buffer of its own", [&lines] { readAll<BoostReader>(lines); }}};
+    const std::vector<double> times = timeInTurns(readers, kEffort);
+    for (std::size_t i = 0; i < readers.size(); ++i) {
+        results.write("json", readers[i].name, times[i] * 1e-9, lines.bytes(), records.size());
+        std::printf("%-32s %.3f s for %zu records, %.1f MB\n", readers[i].name.c_str(), times[i] * 1e-9, records.size(),
+                    static_cast<double>(lines.bytes()) * 1e-6);
+    }
+    return results.good() ? 0 : 2;
+}

@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# Builds the benchmarks natively and for the 32-bit host, runs them and rewrites the tables of
+# benchmarks/README.md. Arguments are feed files: further days.
+#   scripts/bench.sh [FEED...]
+set -eu
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=scripts/packages.sh
+. "$here/scripts/packages.sh"
+
+# The state of the unit before its cost was worked on, for its size.
+kBefore=ef4f319
+
+feeds=()
+for feed in "$@"; do
+    if [ ! -r "$feed" ]; then
+        echo "$feed: cannot be read" >&2
+        exit 2
+    fi
+    feeds+=("$(realpath "$feed")")
+done
+
+packages=("${kRunPackages[@]}" "${kBenchPackages[@]}")
+presets=(bench)
+if can_build_32_bit; then
+    packages+=("${k32BitPackages[@]}")
+    presets+=(bench-m32 size)
+else
+    echo "This machine does not run 32-bit x86 programs: the figures of the 32-bit host are left out." >&2
+fi
+require_packages "${packages[@]}"
+cd "$here"
+mkdir -p build
+
+# quietly LOG COMMAND...: shows what a command said where it fails.
+quietly() {
+    local log=$1
+    shift
+    "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
+}
+
+for preset in "${presets[@]}"; do
+    echo "Building $preset" >&2
+    quietly "build/$preset.log" cmake --preset "$preset"
+    quietly "build/$preset.log" cmake --build --preset "$preset"
+done
+
+# text_of ARCHIVE: bytes of text in a library.
+text_of() {
+    size --totals "$1" | awk 'END { print $1 }'
+}
+
+# The same library as it was at a commit; nothing where this is no checkout.
+build_before() {
+    local source=build/before/source
+    git cat-file -e "$kBefore" 2>/dev/null || return 1
+    rm -rf build/before
+    mkdir -p "$source"
+    git archive "$kBefore" | tar -x -C "$source"
+    (cd "$source" && cmake --preset size && cmake --build --preset size --target SignallingController) \
+        >build/before.log 2>&1 || { cat build/before.log >&2; return 1; }
+}
+
+results=build/bench/results
+mkdir -p "$results"
+rm -f "$results"/*.tsv
+touch "$results/m32-cases.tsv"
+fact() { printf 'fact\t%s\t%s\n' "$1" "$2"; }
+figure() { printf 'size\t%s\t%s\n' "$1" "$2"; }
+{
+    fact "machine" "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(nproc) cores"
+    fact "system" "$(. /etc/os-release && echo "$PRETTY_NAME"), $(uname -m)"
+    fact "compiler" "$(g++ --version | head -n 1)"
+    fact "date" "$(date -u +%F)"
+    if can_build_32_bit; then
+        if build_before; then
+            before=build/before/source/build/size/libSignallingController.a
+            figure "before ($kBefore)" "$(text_of "$before")"
+        fi
+        figure "now" "$(text_of build/size/libSignallingController.a)"
+    fi
+} >"$results/native-facts.tsv"
+
+echo "Measuring natively" >&2
+build/bench/benchmarks/bench-ratios "$results/native-ratios.tsv" ${feeds[@]+"${feeds[@]}"}
+build/bench/benchmarks/bench-cases "$results/native-cases.tsv" ${feeds[@]+"${feeds[@]}"}
+build/bench/benchmarks/bench-json-readers "$results/native-json.tsv"
+if can_build_32_bit; then
+    echo "Measuring for the 32-bit host" >&2
+    build/bench-m32/benchmarks/bench-ratios "$results/m32-ratios.tsv"
+    build/bench-m32/benchmarks/bench-cases "$results/m32-cases.tsv"
+fi
+
+cat "$results"/native-*.tsv >"$results/native.tsv"
+cat "$results"/m32-*.tsv >"$results/m32.tsv"
+build/bench/benchmarks/bench-report benchmarks/README.md "$results/native.tsv" "$results/m32.tsv"
+echo "The tables of benchmarks/README.md are new."
