@@ -5,7 +5,7 @@
 kRunPackages=(cmake g++ ninja-build libcli11-dev libfmt-dev libsimdjson-dev libspdlog-dev libssl-dev zlib1g-dev)
 
 # What the tests need besides.
-kTestPackages=(ccache clang-14 clang-format-14 clang-tidy-14 googletest pkg-config shellcheck)
+kTestPackages=(ccache clang-14 clang-format-14 clang-tidy-14 googletest libclang-rt-14-dev pkg-config shellcheck)
 
 # What the 32-bit builds need, on a machine that can run them.
 k32BitPackages=(g++-multilib lib32z1-dev)

@@ -145,24 +145,22 @@ private:
     FieldList _fields;
 };
 
-/// Observers that take what they are given and keep nothing.
+/// Takes what it is given and keeps nothing.
 class Listener : public PassengerInformationObserver {
 public:
-    void onServerStatusUpdated(bool) override { ++calls; }
-    void onLineUpdated(Line) override { ++calls; }
-    void onLineRemoved(Line) override { ++calls; }
-    void onVehicleUpdated(Vehicle) override { ++calls; }
-    void onVehicleRemoved(Vehicle) override { ++calls; }
-    void onStationUpdated(Station) override { ++calls; }
-    void onStationRemoved(Station) override { ++calls; }
-    void onPlatformInfoUpdated(PlatformInfo) override { ++calls; }
-    void onPlatformInfoRemoved(PlatformInfo) override { ++calls; }
-    void onServiceUpdated(Service) override { ++calls; }
-    void onServiceRemoved(Service) override { ++calls; }
-    void onTripUpdated(Trip) override { ++calls; }
-    void onTripRemoved(Trip) override { ++calls; }
-
-    int calls = 0;
+    void onServerStatusUpdated(bool) override {}
+    void onLineUpdated(Line) override {}
+    void onLineRemoved(Line) override {}
+    void onVehicleUpdated(Vehicle) override {}
+    void onVehicleRemoved(Vehicle) override {}
+    void onStationUpdated(Station) override {}
+    void onStationRemoved(Station) override {}
+    void onPlatformInfoUpdated(PlatformInfo) override {}
+    void onPlatformInfoRemoved(PlatformInfo) override {}
+    void onServiceUpdated(Service) override {}
+    void onServiceRemoved(Service) override {}
+    void onTripUpdated(Trip) override {}
+    void onTripRemoved(Trip) override {}
 };
 
 /// A host and a store of a few elements of every type, built anew for every failure.
@@ -253,7 +251,6 @@ protected:
             case Kind::CHANGED: Update(code, kId, "9")(); break;  // every text must grow
             case Kind::UNCHANGED: Update(code, kId, longText(41))(); break;
         }
-        for (Listener& listener : world.listeners) listener.calls = 0;
         world.host.clear();
     }
 
@@ -360,6 +357,37 @@ TEST_P(AllocationFailureInDeletion, LeavesWholeElementsAndTheLockFreeAndCanBeRep
             EXPECT_EQ(world.tables(), expected) << where;
             return failed;
         });
+    EXPECT_GT(failures, 0);
+}
+
+// --- Status and registration ----------------------------------------------------------------------
+
+using AllocationFailure = ::testing::Test;
+
+TEST_F(AllocationFailure, InAServerStatusLeavesItStoredAndToldByTheNext) {
+    const long failures = forEveryAllocation([&](long nth) {
+        World world(true);
+        FieldList online = fields(null, null, "1");
+        const auto status = [&] { world.store.updatePassengerInformation(1, 98, 1, online); };
+        const bool failed = failsAt(nth, Failing::ALONE, status);
+        EXPECT_TRUE(world.store.getServerStatus()) << "allocation " << nth;
+        EXPECT_EQ(world.host.during(status), "event 24 0 null\n");
+        return failed;
+    });
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(AllocationFailure, InARegistrationLeavesTheObserverOnceAtMost) {
+    const long failures = forEveryAllocation([&](long nth) {
+        World world(true);
+        Listener late;
+        const auto registration = [&] { world.store.registerObserver(&late); };
+        const bool failed = failsAt(nth, Failing::ALONE, registration);
+        registration();
+        const std::vector<PassengerInformationObserver*> expected{&world.listeners[0], &world.listeners[1], &late};
+        EXPECT_EQ(observersOf(world.store), expected) << "allocation " << nth;
+        return failed;
+    });
     EXPECT_GT(failures, 0);
 }
 
