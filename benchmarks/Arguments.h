@@ -3,7 +3,8 @@
 #define BENCHMARKS_ARGUMENTS_H
 
 #include <cstdio>
-#include <cstdlib>
+#include <exception>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,13 @@ struct Arguments {
     bool wants(const std::string& name) const { return name.find(only) != std::string::npos; }
 };
 
-/// Ends the program with a message where the call is wrong.
+/// @throws std::runtime_error how to call the program, where it was called otherwise.
 inline Arguments argumentsOf(int argc, char** argv) {
+#ifdef PIS_STANDALONE
+    constexpr bool kReadsFeeds = true;
+#else
+    constexpr bool kReadsFeeds = false;
+#endif
     Arguments arguments;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
@@ -28,14 +34,22 @@ inline Arguments argumentsOf(int argc, char** argv) {
             arguments.feeds.push_back(argument);
         }
     }
-#ifdef PIS_STANDALONE
-    if (!arguments.output.empty()) return arguments;
-    std::fprintf(stderr, "usage: %s OUTPUT [--only TEXT] [FEED...]\n", argv[0]);
-#else
-    if (!arguments.output.empty() && arguments.feeds.empty()) return arguments;
-    std::fprintf(stderr, "usage: %s OUTPUT [--only TEXT]\n", argv[0]);
-#endif
-    std::exit(2);
+    if (arguments.output.empty() || (!arguments.feeds.empty() && !kReadsFeeds)) {
+        throw std::runtime_error(std::string("usage: OUTPUT [--only TEXT]") + (kReadsFeeds ? " [FEED...]" : ""));
+    }
+    return arguments;
+}
+
+/// What main does: 0 when the action ended and its results were written, 2 with a message otherwise.
+template <typename Action>
+int runProgram(const char* name, const Action& action) {
+    try {
+        if (action()) return 0;
+        std::fprintf(stderr, "%s: the results cannot be written\n", name);
+    } catch (const std::exception& fault) {
+        std::fprintf(stderr, "%s: %s\n", name, fault.what());
+    }
+    return 2;
 }
 
 #endif

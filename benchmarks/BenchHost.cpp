@@ -42,7 +42,7 @@ int qxLocalMutex::init() {
     auto* mutex = new pthread_mutex_t;
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutexattr_settype(&attributes, _reentrant ? PTHREAD_MUTEX_RECURSIVE : PTHREAD_MUTEX_NORMAL);
     if (pthread_mutex_init(mutex, &attributes) != 0) std::abort();
     pthread_mutexattr_destroy(&attributes);
     _words[0] = mutex;

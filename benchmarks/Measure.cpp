@@ -1,9 +1,8 @@
 #include "Measure.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <limits>
 
 namespace {

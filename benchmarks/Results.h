@@ -4,7 +4,7 @@
 //     case   NAME NANOSECONDS
 //     ratio  SUBJECT YARDSTICK AT_MOST CASE_NAME CASE_NANOSECONDS YARDSTICK_NANOSECONDS
 //     day    NAME RECORDS
-//     lock   DAY KIND MEAN P999 MOST CLOCK      nanoseconds
+//     lock   DAY KIND MEAN P999 CLOCK           nanoseconds
 //     json   READER SECONDS BYTES RECORDS
 //     size   WHICH BYTES
 //     fact   NAME TEXT                          what was measured on

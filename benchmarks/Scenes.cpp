@@ -164,7 +164,9 @@ Scene clearingScene(int type, std::size_t size) {
                     const bool isTold = type != TRIP_STOP && type != SERVICE_STOP;
                     const auto byStore = [type] { store.deletePassengerInformation(type, 0); };
                     const auto bareClear = [&table] {
-                        for (const auto& record : table) keep(record.getId());
+                        unsigned sum = 0;
+                        for (const auto& record : table) sum += static_cast<unsigned>(record.getId());
+                        keep(sum);
                         table.clear();
                     };
                     const auto bareErases = [&table] {

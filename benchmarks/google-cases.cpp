@@ -64,11 +64,7 @@ void measure(const Scene& scene, Results& results) {
     for (const Body& body : bodies) results.write("case", body.name, times.of(body.name));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    const Arguments arguments = argumentsOf(argc, argv);
+bool measureAll(const Arguments& arguments) {
     Results results(arguments.output);
     std::vector<Day> days{dayOf("harbour", harbourRecords())};
     for (const std::string& feed : arguments.feeds) days.push_back(readDay(feed));
@@ -81,5 +77,12 @@ int main(int argc, char** argv) {
         const Scene scene = dayScene(day);
         if (arguments.wants(scene.name)) measure(scene, results);
     }
-    return results.good() ? 0 : 2;
+    return results.good();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    return runProgram(argv[0], [&] { return measureAll(argumentsOf(argc, argv)); });
 }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "Arguments.h"
 #include "Day.h"
 #include "FeedWriter.h"
 #include "Measure.h"
@@ -154,14 +155,9 @@ void compareReaders(const Lines& lines) {
     });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: bench-json-readers OUTPUT\n");
-        return 2;
-    }
-    Results results(argv[1]);
+bool measureAll(const Arguments& arguments) {
+    if (!arguments.feeds.empty() || !arguments.only.empty()) throw std::runtime_error("usage: OUTPUT");
+    Results results(arguments.output);
     const std::vector<FeedRecord> records = multiplied(harbourRecords(), kCopies);
     const Lines lines(records);
     compareReaders(lines);
@@ -174,5 +170,11 @@ int main(int argc, char** argv) {
         std::printf("%-32s %.3f s for %zu records, %.1f MB\n", readers[i].name.c_str(), times[i] * 1e-9, records.size(),
                     static_cast<double>(lines.bytes()) * 1e-6);
     }
-    return results.good() ? 0 : 2;
+    return results.good();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return runProgram(argv[0], [&] { return measureAll(argumentsOf(argc, argv)); });
 }

@@ -70,7 +70,7 @@ void reportHolds(const char* kind, const Day& day, std::vector<double> times, Re
     for (const double time : times) sum += time;
     const double mean = sum / static_cast<double>(times.size());
     const double rare = times[times.size() * 999 / 1000];
-    results.write("lock", day.name, kind, mean, rare, times.back(), clockCost());
+    results.write("lock", day.name, kind, mean, rare, clockCost());
     std::printf("lock held per %s, %s: mean %.0f ns, 99.9th percentile %.0f ns\n", kind, day.name.c_str(), mean, rare);
     std::fflush(stdout);
 }
@@ -87,10 +87,7 @@ void measureHolds(const Day& day, int rounds, Results& results) {
     reportHolds("deletion", day, mediansPerRecord(deletions), results);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    const Arguments arguments = argumentsOf(argc, argv);
+bool measureAll(const Arguments& arguments) {
     Results results(arguments.output);
     const std::vector<FeedRecord> harbour = harbourRecords();
     const Day sample = dayOf("harbour", harbour);
@@ -110,5 +107,11 @@ int main(int argc, char** argv) {
             measureHolds(*day, day == &network ? kNetworkLockRounds : kLockRounds, results);
         }
     }
-    return results.good() ? 0 : 2;
+    return results.good();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return runProgram(argv[0], [&] { return measureAll(argumentsOf(argc, argv)); });
 }

@@ -324,21 +324,20 @@ std::string dayTable(const Run& native, const Run& m32) {
 // --- What stands beside
 
 std::string lockTable(const Run& native, const Run& m32) {
-    std::string text = tableHead(
-        {"day", "lock held per", "mean", "99.9th percentile", "longest", "-m32: mean", "99.9th percentile", "longest"});
+    std::string text =
+        tableHead({"day", "lock held per", "mean", "99.9th percentile", "-m32: mean", "99.9th percentile"});
     for (const Values& line : linesOf(native, "lock")) {
-        Values cells{line.at(0), line.at(1)};
-        for (std::size_t i = 2; i < 5; ++i) cells.push_back(microseconds(std::stod(line.at(i))));
+        Values cells{line.at(0), line.at(1), microseconds(std::stod(line.at(2))), microseconds(std::stod(line.at(3)))};
         for (const Values& other : linesOf(m32, "lock")) {
             if (other.at(0) != line.at(0) || other.at(1) != line.at(1)) continue;
-            for (std::size_t i = 2; i < 5; ++i) cells.push_back(microseconds(std::stod(other.at(i))));
+            cells.insert(cells.end(), {microseconds(std::stod(other.at(2))), microseconds(std::stod(other.at(3)))});
         }
-        cells.resize(8, kNone);
+        cells.resize(6, kNone);
         text += tableRow(cells);
     }
     const std::vector<Values>& lines = linesOf(native, "lock");
     if (!lines.empty()) {
-        text += "\nReading the clock, " + shortly(std::stod(lines.front().at(5))) +
+        text += "\nReading the clock, " + shortly(std::stod(lines.front().at(4))) +
                 " ns natively, is part of each of these times.\n";
     }
     return text;

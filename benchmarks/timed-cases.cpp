@@ -14,10 +14,7 @@ void measure(const Scene& scene, Results& results) {
     for (std::size_t i = 0; i < bodies.size(); ++i) results.write("case", bodies[i].name, times[i]);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    const Arguments arguments = argumentsOf(argc, argv);
+bool measureAll(const Arguments& arguments) {
     Results results(arguments.output);
     for (const Scene& scene : scenesOfHandlersAndTables()) {
         if (arguments.wants(scene.name)) measure(scene, results);
@@ -26,5 +23,11 @@ int main(int argc, char** argv) {
     results.write("day", sample.name, sample.records.size());
     const Scene scene = dayScene(sample);
     if (arguments.wants(scene.name)) measure(scene, results);
-    return results.good() ? 0 : 2;
+    return results.good();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return runProgram(argv[0], [&] { return measureAll(argumentsOf(argc, argv)); });
 }

@@ -71,6 +71,7 @@ figure() { printf 'size\t%s\t%s\n' "$1" "$2"; }
     fact "system" "$(. /etc/os-release && echo "$PRETTY_NAME"), $(uname -m)"
     fact "compiler" "$(g++ --version | head -n 1)"
     fact "date" "$(date -u +%F)"
+    fact "load when the run began" "$(cut -d ' ' -f 1 /proc/loadavg)"
     if can_build_32_bit; then
         if build_before; then
             before=build/before/source/build/size/libSignallingController.a
@@ -90,6 +91,7 @@ if can_build_32_bit; then
     build/bench-m32/benchmarks/bench-cases "$results/m32-cases.tsv"
 fi
 
+fact "time taken, builds included" "$SECONDS s" >>"$results/native-facts.tsv"
 cat "$results"/native-*.tsv >"$results/native.tsv"
 cat "$results"/m32-*.tsv >"$results/m32.tsv"
 build/bench/benchmarks/bench-report benchmarks/README.md "$results/native.tsv" "$results/m32.tsv"

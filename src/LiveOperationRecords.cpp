@@ -25,9 +25,8 @@ namespace {
 
 /// Direction of a vehicle: a text that begins with an upper-case Y ascends, every other descends.
 struct AsDirectionFlag {
-    static void read(const char* text, Vehicle::Direction& member) {
-        member = text[0] == 'Y' ? Vehicle::ASCENDING : Vehicle::DESCENDING;
-    }
+    using Value = Vehicle::Direction;
+    static Value of(const char* text) { return text[0] == 'Y' ? Vehicle::ASCENDING : Vehicle::DESCENDING; }
 };
 
 }  // namespace

@@ -35,11 +35,12 @@ inline void postEvent(SignallingCodes::Event event, int id, void* record) {
     addNewEventItem(static_cast<EventItem::EVENT_TYPE>(event), id, record);
 }
 
-/// Position of the first element with this id, or the table's size. Called with pisMtx held.
+/// Position of the first element with this id at `from` or behind, or the table's size. Called with
+/// pisMtx held.
 template <typename Record>
-std::size_t positionOf(const std::vector<Record>& table, int id) {
-    const auto found =
-        std::find_if(table.begin(), table.end(), [id](const Record& record) { return record.getId() == id; });
+std::size_t positionOf(const std::vector<Record>& table, int id, std::size_t from = 0) {
+    const auto found = std::find_if(table.begin() + static_cast<std::ptrdiff_t>(from), table.end(),
+                                    [id](const Record& record) { return record.getId() == id; });
     return static_cast<std::size_t>(found - table.begin());
 }
 
@@ -65,17 +66,18 @@ void PassengerInformationServer::tellObservers(void (PassengerInformationObserve
 template <typename Fields, typename Record, typename Completion>
 void PassengerInformationServer::merge(std::vector<Record>& table, Record record, const KEBlist* list,
                                        const UpdateRule<Record>& rule, Completion complete) {
-    Fields::read(*list, record);
+    const typename Fields::Values values = Fields::read(*list, record);
 
     StoreLock lock(pisMtx);
     const std::size_t position = positionOf(table, record.getId());
     bool changed = false;
     if (position == table.size()) {
-        table.push_back(record);
+        Fields::write(values, record);
+        table.push_back(std::move(record));
         changed = true;
         if (debugLevel > 1) rule.logAdded(table[position].getId(), table.size());
-    } else if (Fields::differ(table[position], record)) {
-        Fields::copy(record, table[position]);
+    } else if (Fields::differ(table[position], values)) {
+        Fields::write(values, table[position]);
         changed = true;
         if (debugLevel > 1) rule.logUpdated(table[position].getId());
     }
@@ -95,15 +97,17 @@ void PassengerInformationServer::merge(std::vector<Record>& table, Record record
 /// and those after it are still in the table. Called with pisMtx held.
 template <typename Record>
 void PassengerInformationServer::removeMatching(std::vector<Record>& table, int id, const RemovalRule<Record>& rule) {
-    for (std::size_t position = 0; position < table.size();) {
-        if (id != 0 && table[position].getId() != id) {
-            ++position;
-            continue;
+    std::size_t position = 0;
+    while (true) {
+        if (id != 0) position = positionOf(table, id, position);
+        if (position >= table.size()) return;
+        const int removedId = table[position].getId();
+        if (!_pisObserverList.empty()) {
+            const Record record = table[position];
+            tellObservers(rule.removed, record);
         }
-        const Record record = table[position];
-        tellObservers(rule.removed, record);
-        postEvent(rule.event, record.getId(), &table[position]);
-        if (debugLevel > 0) rule.logDeleted(record.getId());
+        postEvent(rule.event, removedId, &table[position]);
+        if (debugLevel > 0) rule.logDeleted(removedId);
         table.erase(table.begin() + static_cast<std::ptrdiff_t>(position));
     }
 }

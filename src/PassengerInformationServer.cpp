@@ -107,6 +107,12 @@ bool copyLast(const std::vector<Record>& table, int id, Record& found) {
 
 }  // namespace
 
+/// What getServices() returns, for a handler: should memory run out, the lock is free all the same.
+std::vector<Service> PassengerInformationServer::servicesForTrip() {
+    StoreLock lock(pisMtx);
+    return _services;
+}
+
 /// What a walk over getTrips() would find last: the completion of a service needs no other trip.
 bool PassengerInformationServer::findTrip(int tripId, Trip& found) {
     StoreLock lock(pisMtx);

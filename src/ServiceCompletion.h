@@ -5,13 +5,13 @@
 #include "SignallingController.h"
 
 /// Gives the service its trip's name, line, direction, priority and stops, whatever it had before.
-inline void completeFromTrip(Service& service, const Trip& trip) {
-    service.setName(trip.getName());
-    service.setLineId(trip.getLineId());
-    service.setDirection(trip.getDirection());
-    service.setPriority(trip.getPriority());
-    service.setPriorityText(trip.getPriorityText());
-    service.setStopsListAsString(trip.getStopsListAsString());
+inline void PassengerInformationServer::completeFromTrip(Service& service, const Trip& trip) {
+    service._name = trip._name;
+    service._lineId = trip._lineId;
+    service._direction = trip._direction;
+    service._priority = trip._priority;
+    service._priorityText = trip._priorityText;
+    service._stopsListAsString = trip._stopsListAsString;
 }
 
 #endif

@@ -728,7 +728,7 @@ private:
     void updateAutoMessageState(int elemNo, KEBlist* elemArgList);
     void updateSignallingServerStatus(int elemNo, KEBlist* elemArgList);
 
-    // What the handlers, the deletions and the getters share: MergePattern.h and TableCopies.h.
+    // What the handlers, the deletions and the getters share: see MergePattern.h and ServiceCompletion.h.
     template <typename Fields, typename Record, typename Completion>
     void merge(std::vector<Record>& table, Record record, const KEBlist* list, const UpdateRule<Record>& rule,
                Completion complete);
@@ -740,6 +740,8 @@ private:
     void tellObservers(void (PassengerInformationObserver::*operation)(Record), const Record& record);
     template <typename Record>
     std::vector<Record> copyOf(const std::vector<Record>& table);
+    static void completeFromTrip(Service& service, const Trip& trip);
+    std::vector<Service> servicesForTrip();
     bool findTrip(int tripId, Trip& found);
     bool findTripStop(int tripStopId, TripStop& found);
 };

@@ -5,9 +5,16 @@
 
 using namespace SignallingCodes;
 
+namespace {
+
+constexpr char kUnknownLine[] = "Unknown Line";
+constexpr char kUnknownAbbreviation[] = "UNK";
+
+}  // namespace
+
 // Fields: name, abbreviation. Unlike other records a line gets its defaults here.
 void PassengerInformationServer::updateLine(int id, KEBlist* list) {
-    using LineFields = Fields<Text<&Line::_name>, Text<&Line::_abrv>>;
+    using LineFields = Fields<TextOr<&Line::_name, kUnknownLine>, TextOr<&Line::_abrv, kUnknownAbbreviation>>;
     static constexpr UpdateRule<Line> rule{
         [](int lineId) { debug(2, "%s: lineId >%d< updated", "updateLine", lineId); },
         [](int lineId, std::size_t total) {
@@ -16,10 +23,7 @@ void PassengerInformationServer::updateLine(int id, KEBlist* list) {
         LINE_UPDATED, &PassengerInformationObserver::onLineUpdated};
 
     if (id == 0 || list == nullptr) return;
-    Line line(id);
-    line.setName("Unknown Line");
-    line.setAbrv("UNK");
-    merge<LineFields>(_lines, line, list, rule, NothingMore());
+    merge<LineFields>(_lines, Line(id), list, rule, NothingMore());
 }
 
 // Fields: name, abbreviation, major (Y), platforms. The closed flag is not among them.
@@ -60,9 +64,8 @@ namespace {
 
 /// Direction of a trip: 1 ascends, every other number descends.
 struct AsDirection {
-    static void read(const char* text, Trip::Direction& member) {
-        member = integerOf(text) == 1 ? Trip::ASCENDING : Trip::DESCENDING;
-    }
+    using Value = Trip::Direction;
+    static Value of(const char* text) { return integerOf(text) == 1 ? Trip::ASCENDING : Trip::DESCENDING; }
 };
 
 }  // namespace
@@ -81,7 +84,7 @@ void PassengerInformationServer::updateTrip(int id, KEBlist* list) {
     if (id == 0 || list == nullptr) return;
     merge<TripFields>(_trips, Trip(id), list, rule, [this](StoreLock& lock, std::size_t position) {
         lock.release();
-        std::vector<Service> services = gPassengerInformationServer.getServices();
+        std::vector<Service> services = gPassengerInformationServer.servicesForTrip();
         lock.take();
         if (position >= _trips.size()) return false;
 

@@ -360,24 +360,9 @@ TEST_P(AllocationFailureInDeletion, LeavesWholeElementsAndTheLockFreeAndCanBeRep
     EXPECT_GT(failures, 0);
 }
 
-// --- Status and registration ----------------------------------------------------------------------
+// --- Registration ---------------------------------------------------------------------------------
 
-using AllocationFailure = ::testing::Test;
-
-TEST_F(AllocationFailure, InAServerStatusLeavesItStoredAndToldByTheNext) {
-    const long failures = forEveryAllocation([&](long nth) {
-        World world(true);
-        FieldList online = fields(null, null, "1");
-        const auto status = [&] { world.store.updatePassengerInformation(1, 98, 1, online); };
-        const bool failed = failsAt(nth, Failing::ALONE, status);
-        EXPECT_TRUE(world.store.getServerStatus()) << "allocation " << nth;
-        EXPECT_EQ(world.host.during(status), "event 24 0 null\n");
-        return failed;
-    });
-    EXPECT_GT(failures, 0);
-}
-
-TEST_F(AllocationFailure, InARegistrationLeavesTheObserverOnceAtMost) {
+TEST(AllocationFailureInRegistration, LeavesTheObserverOnceAtMost) {
     const long failures = forEveryAllocation([&](long nth) {
         World world(true);
         Listener late;
