@@ -27,6 +27,20 @@ std::size_t characterLength(std::string_view bytes) {
     return length;
 }
 
+/// The letter that stands behind a backslash for this character, 0 for those without one.
+char shortEscape(char character) {
+    switch (character) {
+        case '"':
+        case '\\': return character;
+        case '\b': return 'b';
+        case '\f': return 'f';
+        case '\n': return 'n';
+        case '\r': return 'r';
+        case '\t': return 't';
+        default: return 0;
+    }
+}
+
 }  // namespace
 
 JsonText& JsonText::key(std::string_view name) {
@@ -80,9 +94,9 @@ void JsonText::appendQuoted(std::string_view value) {
         if (length == 0) {
             _text += "\xef\xbf\xbd";
             length = 1;
-        } else if (character == '"' || character == '\\') {
+        } else if (const char letter = shortEscape(character)) {
             _text += '\\';
-            _text += character;
+            _text += letter;
         } else if (static_cast<unsigned char>(character) < 0x20) {
             char escaped[8];
             std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(character));

@@ -2,16 +2,22 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 
 #include "JsonText.h"
 
 namespace {
 
-/// Seconds in the fewest digits that read back as the same number.
+/// Seconds in the fewest digits that read back as the same number; large ones with an exponent, since
+/// readers take a number without one for an integer of 64 bits.
 std::string seconds(double value) {
+    constexpr double kLarge = 1e15;
     std::array<char, 32> digits{};
-    const auto [end, code] = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    return {digits.data(), end};
+    char* const begin = digits.data();
+    char* const limit = begin + digits.size();
+    char* const end = std::fabs(value) < kLarge ? std::to_chars(begin, limit, value).ptr
+                                                : std::to_chars(begin, limit, value, std::chars_format::scientific).ptr;
+    return {begin, end};
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ TEST(FeedWriterTest, KeepsARecordOnItsLineWhateverItsTextsHold) {
     record.fields.append("\x80");
     record.fields.append("\xc3\xb8");
     EXPECT_EQ(toJsonLine(record),
-              "{\"update\":2,\"id\":7,\"fields\":[\"a\\u000ab\\u000d\\\"c\\\\\",\"\xef\xbf\xbd\","
+              "{\"update\":2,\"id\":7,\"fields\":[\"a\\nb\\r\\\"c\\\\\",\"\xef\xbf\xbd\","
               "\"\xc3\xb8\"]}");
 }
 
@@ -96,6 +96,7 @@ TEST(FeedWriterTest, WritesTimesBeforeTheEpochWithTheirSign) {
 TEST(FeedWriterTest, TimesBeyondEveryEpochStayWhatTheyAre) {
     EXPECT_EQ(std::stod(timeOf(1e17)), 1e17);
     EXPECT_EQ(std::stod(timeOf(-1e17)), -1e17);
+    EXPECT_EQ(timeOf(18446744073709551616.0), "1.8446744073709552e+19") << "no integer that readers refuse";
 }
 
 }  // namespace

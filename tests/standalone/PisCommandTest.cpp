@@ -394,9 +394,9 @@ event 25 0
 observer onServerStatusUpdated false
 debug 2 updateTripStop: tripStopId >70< added to list. Total TripStops >1<
 debug 2 updateLine: lineId >1< updated
-observer onLineUpdated {"table":"lines","id":1,"name":"North\u000a","abrv":"N"}
+observer onLineUpdated {"table":"lines","id":1,"name":"North\n","abrv":"N"}
 event 26 1
-observer onLineRemoved {"table":"lines","id":1,"name":"North\u000a","abrv":"N"}
+observer onLineRemoved {"table":"lines","id":1,"name":"North\n","abrv":"N"}
 event 27 1
 debug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >1< deleted
 debug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP_STOP tripStopId >70< deleted

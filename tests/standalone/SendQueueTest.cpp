@@ -191,7 +191,7 @@ TEST_F(SendQueueTest, AThreadWhoseOperationIsTakenAlongDoesNotWaitForTheSink) {
 TEST(SendOperationLine, HasTheOperationAndItsText) {
     EXPECT_EQ(toJsonLine({21, "3,North,N"}), R"({"operation":21,"text":"3,North,N"})");
     EXPECT_EQ(toJsonLine({11, ""}), R"({"operation":11,"text":""})");
-    EXPECT_EQ(toJsonLine({-1, "a\"b\\c\nd"}), R"({"operation":-1,"text":"a\"b\\c\u000ad"})");
+    EXPECT_EQ(toJsonLine({-1, "a\"b\\c\nd"}), R"({"operation":-1,"text":"a\"b\\c\nd"})");
     EXPECT_EQ(toJsonLine({21, "3,S\xc3\xb8r,\xff"}), "{\"operation\":21,\"text\":\"3,S\xc3\xb8r,\xef\xbf\xbd\"}");
 }
 

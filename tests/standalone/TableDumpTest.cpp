@@ -137,7 +137,7 @@ TEST(DumpLine, AwkwardTextsStayOnTheirLine) {
     line.setName("a\"b\\c\nd\x01");
     line.setAbrv("\xc3\xb8\xff");
     EXPECT_EQ(dumpLine(line),
-              "{\"table\":\"lines\",\"id\":1,\"name\":\"a\\\"b\\\\c\\u000ad\\u0001\","
+              "{\"table\":\"lines\",\"id\":1,\"name\":\"a\\\"b\\\\c\\nd\\u0001\","
               "\"abrv\":\"\xc3\xb8\xef\xbf\xbd\"}");
 }
 
