@@ -1,4 +1,4 @@
-// The store among threads: one feeds, one deletes, two read every table, one reports the server's
+// The store among threads: one feeds, one deletes, four read every table, one reports the server's
 // status, one makes requests. Whatever the order of things was, what clients copied had been fed that
 // way, and the log adds up. The numbers of steps are fixed; no test waits for a clock.
 #include <algorithm>
@@ -238,6 +238,14 @@ TEST_F(Threads, FeedReadDeleteAndRequestAtOnce) {
     store.registerObserver(&checker);
     host.clear();
 
+    const auto read = [this] {
+        for (int round = 0; round < kReadRounds; ++round) {
+            keepPace(round, kReadRounds);
+            readAll();
+            store.getServerStatus();
+            store.isAutomaticMessageGenerationEnabled();
+        }
+    };
     runTogether({
         [this] {
             for (int round = 1; round <= kFedRounds; ++round) feedAll(round % kIds + 1, round);
@@ -250,20 +258,10 @@ TEST_F(Threads, FeedReadDeleteAndRequestAtOnce) {
                 store.deletePassengerInformation(type, i % 1000 == 999 ? 0 : i * 7 / 5 % kIds + 1);
             }
         },
-        [this] {
-            for (int round = 0; round < kReadRounds; ++round) {
-                keepPace(round, kReadRounds);
-                readAll();
-            }
-        },
-        [this] {
-            for (int round = 0; round < kReadRounds; ++round) {
-                keepPace(round, kReadRounds);
-                readAll();
-                store.getServerStatus();
-                store.isAutomaticMessageGenerationEnabled();
-            }
-        },
+        read,
+        read,
+        read,
+        read,
         [this] {
             for (int i = 1; i <= kStatusRecords; ++i) {
                 const bool on = i % 3 == 0;
