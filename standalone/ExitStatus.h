@@ -6,7 +6,7 @@ enum ExitStatus : int {
     DONE = 0,
     FINDINGS = 1,      ///< check: something was found. replay: lines were skipped, as asked for.
     FAILED = 2,        ///< A wrong call, a file that cannot be read, a line that is no record.
-    INTERRUPTED = 130  ///< Stopped from the terminal.
+    INTERRUPTED = 128  ///< Stopped by a signal, whose number is added: 130 from the terminal.
 };
 
 #endif

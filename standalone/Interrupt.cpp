@@ -6,8 +6,8 @@ namespace {
 
 volatile std::sig_atomic_t signalCame = 0;
 
-void remember(int) {
-    signalCame = 1;
+void remember(int number) {
+    signalCame = number;
 }
 
 }  // namespace
@@ -21,6 +21,6 @@ void Interrupt::watch() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
-bool Interrupt::requested() {
-    return signalCame != 0;
+int Interrupt::requested() {
+    return signalCame;
 }

@@ -7,8 +7,8 @@ namespace Interrupt {
 /// From now on the first SIGINT or SIGTERM is remembered; a second one ends the program at once.
 void watch();
 
-/// True once a signal came.
-bool requested();
+/// Number of the signal that came; 0 as long as none did.
+int requested();
 
 }  // namespace Interrupt
 

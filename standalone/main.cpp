@@ -22,7 +22,7 @@ constexpr const char* kAbout =
 
 constexpr const char* kExitStatuses =
     "Exit status: 0 all well, 1 findings (check) or lines skipped (replay --keep-going),\n"
-    "2 a wrong call or input that cannot be taken, 130 interrupted.";
+    "2 a wrong call or input that cannot be taken, 128 and the signal (130) when interrupted.";
 
 void addFiles(CLI::App& command, std::vector<std::string>& files) {
     command.add_option("FILE", files, "Feeds, read as one in this order; .gz too; - for standard input")

@@ -81,7 +81,7 @@ bool ByteReader::fill() {
             _taken += static_cast<std::uint64_t>(got);
             return true;
         }
-        if (got < 0 && errno == EINTR && !Interrupt::requested()) continue;
+        if (got < 0 && errno == EINTR && Interrupt::requested() == 0) continue;
         if (got < 0 && errno != EINTR) _failure = "cannot read: " + systemError();
         return false;
     }
@@ -103,11 +103,17 @@ std::size_t ByteReader::inflateInto(char* to, std::size_t room) {
     stream.avail_out = static_cast<uInt>(room);
     while (stream.avail_out == room && _failure.empty()) {
         if (_left == 0 && !fill()) {
-            const bool complete = _inflater->betweenMembers || !_failure.empty() || Interrupt::requested();
+            const bool complete = _inflater->betweenMembers || !_failure.empty() || Interrupt::requested() != 0;
             if (!complete) _failure = "the compressed file ends too soon: it is cut short";
             break;
         }
         if (_inflater->betweenMembers) {
+            // Zeros behind a member fill up the blocks of some media; they are no data.
+            while (_left > 0 && _input[_next] == '\0') {
+                ++_next;
+                --_left;
+            }
+            if (_left == 0) continue;
             inflateReset(&stream);
             _inflater->betweenMembers = false;
         }

@@ -12,7 +12,7 @@ void Pace::waitFor(const std::optional<double>& at) {
         _start = Clock::now();
     }
     constexpr double kNotice = 0.05;  // seconds until an interrupt is seen
-    while (!Interrupt::requested()) {
+    while (Interrupt::requested() == 0) {
         const std::chrono::duration<double> passed = Clock::now() - _start;
         const double left = (*at - *_firstAt) / _speed - passed.count();
         if (left <= 0) return;

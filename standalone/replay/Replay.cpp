@@ -72,7 +72,7 @@ public:
         ExitStatus status = DONE;
         for (const std::string& file : _options.files) {
             if (!deliverFile(file)) status = FAILED;
-            if (Interrupt::requested()) return INTERRUPTED;
+            if (const int signal = Interrupt::requested()) return static_cast<ExitStatus>(INTERRUPTED + signal);
             if (status == FAILED && !_options.keepGoing) return FAILED;
         }
         if (_delivery.inSnapshot()) {
@@ -99,9 +99,9 @@ private:
     bool deliverFile(const std::string& file) {
         try {
             FeedReader reader(file);
-            while (!Interrupt::requested()) {
+            while (Interrupt::requested() == 0) {
                 const FeedReader::Next next = reader.next(_record);
-                if (Interrupt::requested()) return true;
+                if (Interrupt::requested() != 0) return true;
                 switch (next) {
                     case FeedReader::Next::END: _bytesBefore += reader.consumed(); return true;
                     case FeedReader::Next::UNREADABLE: fault(reader.fault()); return false;
@@ -128,7 +128,7 @@ private:
         }
         if (_record.kind == FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = reader.place();
         _pace.waitFor(_record.at);
-        if (Interrupt::requested()) return true;
+        if (Interrupt::requested() != 0) return true;
 
         const std::uint64_t toldBefore = _observer.updatesTold();
         _delivery.deliver(_record);

@@ -549,6 +549,14 @@ TEST_F(FeedReaderTest, WhatFollowsACompressedFileAndIsNoneIsNotSkippedSilently) 
     }
 }
 
+TEST_F(FeedReaderTest, ZerosBehindACompressedFileArePassedOver) {
+    const std::string zeros(70000, '\0');
+    EXPECT_EQ(transcriptOf(gzipped(good) + zeros), "FEED:1 delete 2 7\n");
+    EXPECT_EQ(transcriptOf(gzipped(good) + zeros + gzipped(good)), "FEED:1 delete 2 7\nFEED:2 delete 2 7\n");
+    const std::string transcript = transcriptOf(gzipped(good) + zeros + "x");
+    EXPECT_EQ(transcript.rfind("FEED:1 delete 2 7\nunreadable FEED:2: ", 0), 0U) << transcript;
+}
+
 TEST_F(FeedReaderTest, AChecksumThatIsWrongIsAFaultBehindTheLastLine) {
     for (const std::size_t fromEnd : {std::size_t{8}, std::size_t{1}}) {  // the checksum, the length
         std::string packed = gzipped(good + good);

@@ -581,14 +581,14 @@ TEST_F(PisCommand, ASpeedThatIsNoNumberIsAWrongCall) {
 TEST_F(PisCommand, AnInterruptEndsAReplayInGoodOrder) {
     folder.write("feed", "{\"at\":0,\"update\":2,\"id\":1,\"fields\":[\"North\",\"N\"]}\n" + deletionAt("100000"));
     // The first record is logged at once; the second is due in more than a day.
-    const Outcome outcome =
-        run("pis replay --speed 1 --debug-level 2 --dump feed 2>err & pid=$!\n"
-            "until grep -q added err; do sleep 0.02; done\n"
-            "kill -INT $pid\n"
-            "wait $pid");
-    EXPECT_EQ(outcome.status, 130);
-    EXPECT_EQ(outcome.out, kLine1);
-    EXPECT_TRUE(holds(folder.read("err"), "\n1 record in ")) << folder.read("err");
+    for (const auto& [signal, status] : {std::pair("INT", 130), std::pair("TERM", 143)}) {
+        const Outcome outcome =
+            run(std::string("pis replay --speed 1 --debug-level 2 --dump feed 2>err & pid=$!\n") +
+                "until grep -q added err; do sleep 0.02; done\n" + "kill -" + signal + " $pid\n" + "wait $pid");
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.out, kLine1);
+        EXPECT_TRUE(holds(folder.read("err"), "\n1 record in ")) << folder.read("err");
+    }
 }
 
 TEST_F(PisCommand, AnInterruptOnAPipeIsNoReadingFault) {

@@ -1,24 +1,12 @@
 // Stations and platforms: what their constructors set, what a copy carries, and how a station's
 // platforms are looked up in the host's store.
-#include <cstring>
-#include <new>
 #include <stdexcept>
 #include <typeinfo>
 
+#include "BuiltOverOnes.h"
 #include "StoreTest.h"
 
 namespace {
-
-/// Describes a record that was built in memory full of ones, so that a member without a value shows.
-template <typename Record, typename... Argument>
-std::string builtOverOnes(Argument... arguments) {
-    alignas(Record) unsigned char memory[sizeof(Record)];
-    std::memset(memory, 0xff, sizeof memory);
-    auto* record = new (memory) Record(arguments...);
-    std::string description = describe(*record);
-    record->~Record();
-    return description;
-}
 
 TEST(StationRecord, FromAnIdHasItsDefaults) {
     EXPECT_EQ(builtOverOnes<Station>(2), R"(station 2 "Unknown Station" "" major=0 closed=0 platforms="")");

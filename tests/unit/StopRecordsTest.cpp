@@ -2,25 +2,13 @@
 // the accessors reach.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <new>
 #include <type_traits>
 #include <utility>
 
+#include "BuiltOverOnes.h"
 #include "Describe.h"
 
 namespace {
-
-/// Describes a record that was built in memory full of ones, so that a member without a value shows.
-template <typename Record, typename... Argument>
-std::string builtOverOnes(Argument... arguments) {
-    alignas(Record) unsigned char memory[sizeof(Record)];
-    std::memset(memory, 0xff, sizeof memory);
-    auto* record = new (memory) Record(arguments...);
-    std::string description = describe(*record);
-    record->~Record();
-    return description;
-}
 
 ServiceStop fullServiceStop() {
     ServiceStop stop(5, 9, 11);

@@ -1,23 +1,11 @@
 // Trips and services: what their constructors set, what a copy carries, and the requests that a
 // service makes of the signalling server.
 #include <climits>
-#include <cstring>
-#include <new>
 
+#include "BuiltOverOnes.h"
 #include "StoreTest.h"
 
 namespace {
-
-/// Describes a record that was built in memory full of ones, so that a member without a value shows.
-template <typename Record, typename... Argument>
-std::string builtOverOnes(Argument... arguments) {
-    alignas(Record) unsigned char memory[sizeof(Record)];
-    std::memset(memory, 0xff, sizeof memory);
-    auto* record = new (memory) Record(arguments...);
-    std::string description = describe(*record);
-    record->~Record();
-    return description;
-}
 
 /// A service whose stops a test may fill.
 class ServiceWithStops : public Service {

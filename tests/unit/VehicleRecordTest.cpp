@@ -1,23 +1,11 @@
 // Vehicles: what the constructor sets, what a copy carries, and the look-up of the current service.
-#include <cstring>
-#include <new>
 #include <stdexcept>
 #include <typeinfo>
 
+#include "BuiltOverOnes.h"
 #include "StoreTest.h"
 
 namespace {
-
-/// Describes a vehicle that was built in memory full of ones, so that a member without a value shows.
-template <typename... Argument>
-std::string builtOverOnes(Argument... arguments) {
-    alignas(Vehicle) unsigned char memory[sizeof(Vehicle)];
-    std::memset(memory, 0xff, sizeof memory);
-    auto* vehicle = new (memory) Vehicle(arguments...);
-    std::string description = describe(*vehicle);
-    vehicle->~Vehicle();
-    return description;
-}
 
 Vehicle fullVehicle() {
     Vehicle vehicle(4);
@@ -65,14 +53,14 @@ std::string faultOf(const Vehicle& vehicle) {
 }
 
 TEST(VehicleRecord, FromAnIdHasItsDefaults) {
-    EXPECT_EQ(builtOverOnes(4),
+    EXPECT_EQ(builtOverOnes<Vehicle>(4),
               R"(vehicle 4 "Unknown Vehicle" "" cars=0 location="" direction=1 state=0 stateText="OUT_OF_SERVICE")"
               R"( service=0 opening=3 openingText="BOTH" opened=0 openedText="NONE" services="")");
     EXPECT_TRUE(Vehicle(4).getServices().empty());
 }
 
 TEST(VehicleRecord, WithoutAnArgumentIsAsFromIdZero) {
-    EXPECT_EQ(builtOverOnes(),
+    EXPECT_EQ(builtOverOnes<Vehicle>(),
               R"(vehicle 0 "Unknown Vehicle" "" cars=0 location="" direction=1 state=0 stateText="OUT_OF_SERVICE")"
               R"( service=0 opening=3 openingText="BOTH" opened=0 openedText="NONE" services="")");
     EXPECT_TRUE(Vehicle().getServices().empty());
