@@ -53,12 +53,14 @@ public:
         _open.erase({type, id});
     }
 
-    /// @param by where and in what the id stands.
-    void refer(int type, int id, const std::string& by) {
+    /// @param by says where and in what the id stands; asked only for the first mention of an id that
+    ///           names nothing so far.
+    template <typename By>
+    void refer(int type, int id, const By& by) {
         if (_defined.count({type, id}) != 0) return;
         Mention& mention = _open[{type, id}];
         if (mention.times++ == 0) {
-            mention.first = by;
+            mention.first = by();
             mention.order = _order++;
         }
     }
@@ -88,6 +90,17 @@ private:
     std::set<std::pair<int, int>> _defined;
     std::map<std::pair<int, int>, Mention> _open;
     std::size_t _order = 0;
+};
+
+/// A field of a record, put into words only when there is something to say about it: most fields are
+/// all right.
+struct FieldOfRecord {
+    const ElementType& type;
+    int id;
+    std::size_t position;  // from 0
+
+    const FieldType& field() const { return type.fields[position]; }
+    std::string words() const { return fmt::format("{} {}: field {} ({})", type.name, id, position + 1, field().name); }
 };
 
 class FeedCheck {
@@ -151,7 +164,7 @@ private:
         } else if (type->hasTable()) {
             _references.define(type->code, record.id);
         } else if (!status) {
-            _references.refer(type->table, record.id, fmt::format("{}: {}", _place, type->name));
+            _references.refer(type->table, record.id, [&] { return fmt::format("{}: {}", _place, type->name); });
         }
         lookAtFields(*type, record);
     }
@@ -160,13 +173,12 @@ private:
         const FieldTexts& texts = record.fields;
         if (texts.size() == 0) return;  // an element with nothing but its defaults
         for (std::size_t i = 0; i < type.fields.size(); ++i) {
-            const FieldType& field = type.fields[i];
-            if (field.kind == FieldType::NOT_USED) continue;
-            const std::string what = fmt::format("{} {}: field {} ({})", type.name, record.id, i + 1, field.name);
+            const FieldOfRecord what{type, record.id, i};
+            if (what.field().kind == FieldType::NOT_USED) continue;
             if (i >= texts.size()) {
-                findHere(what + " is missing: the default is used");
+                findIn(what, " is missing: the default is used");
             } else {
-                lookAtField(field, texts[i], what);
+                lookAtField(what, texts[i]);
             }
         }
         if (texts.size() > type.fields.size()) {
@@ -175,42 +187,40 @@ private:
         }
     }
 
-    void lookAtField(const FieldType& field, const char* text, const std::string& what) {
-        if (text == nullptr) return findHere(what + " is null: the default is used");
-        if (std::strcmp(text, "(null)") == 0) return findHere(what + " is \"(null)\": the default is used");
+    void lookAtField(const FieldOfRecord& what, const char* text) {
+        const FieldType::Kind kind = what.field().kind;
+        if (text == nullptr) return findIn(what, " is null: the default is used");
+        if (std::strcmp(text, "(null)") == 0) return findIn(what, " is \"(null)\": the default is used");
         if (text[0] == '\0') {
-            if (field.kind != FieldType::LIST_OF) findHere(what + " is empty: the default is used");
+            if (kind != FieldType::LIST_OF) findIn(what, " is empty: the default is used");
             return;
         }
-        switch (field.kind) {
+        switch (kind) {
             case FieldType::TEXT:
             case FieldType::NOT_USED: break;
-            case FieldType::FLAG: lookAtFlag(text, what); break;
+            case FieldType::FLAG: lookAtFlag(what, text); break;
             case FieldType::INTEGER:
-                if (!isNumber(text)) findHere(what + " is " + quoted(text) + ", not a number of 32 bits");
+                if (!isNumber(text)) findIn(what, " is " + quoted(text) + ", not a number of 32 bits");
                 break;
-            case FieldType::NUMBER_OF: lookAtId(field, text, what); break;
+            case FieldType::NUMBER_OF: lookAtId(what, text); break;
             case FieldType::LIST_OF:
-                for (const std::string& item : itemsOf(text)) lookAtId(field, item.c_str(), what);
+                for (const std::string& item : itemsOf(text)) lookAtId(what, item.c_str());
                 break;
         }
     }
 
     /// Only an upper-case Y means yes; texts that look like a yes are worth a word.
-    void lookAtFlag(const char* text, const std::string& what) {
+    void lookAtFlag(const FieldOfRecord& what, const char* text) {
         if (std::strchr("y1tT", text[0]) != nullptr) {
-            findHere(what + " is " + quoted(text) + ", which reads as no: only a Y at its front means yes");
+            findIn(what, " is " + quoted(text) + ", which reads as no: only a Y at its front means yes");
         }
     }
 
-    void lookAtId(const FieldType& field, const char* text, const std::string& what) {
-        if (!isNumber(text)) {
-            findHere(what + " holds " + quoted(text) + ", not a number of 32 bits");
-            return;
-        }
+    void lookAtId(const FieldOfRecord& what, const char* text) {
+        if (!isNumber(text)) return findIn(what, " holds " + quoted(text) + ", not a number of 32 bits");
         const int id = std::atoi(text);
-        if (id == 0 && field.zeroMeansNone) return;
-        _references.refer(field.refersTo, id, _place + ": " + what);
+        if (id == 0 && what.field().zeroMeansNone) return;
+        _references.refer(what.field().refersTo, id, [&] { return _place + ": " + what.words(); });
     }
 
     void lookAtDeletion(const FeedRecord& record) {
@@ -218,9 +228,11 @@ private:
         if (record.type != ALL_ELEMENTS && (type == nullptr || !type->hasTable())) {
             findHere(fmt::format("a deletion with code {} removes nothing", record.type));
         } else if (record.id != 0 && record.type != ALL_ELEMENTS) {
-            _references.refer(record.type, record.id, _place + ": deletion");
+            _references.refer(record.type, record.id, [this] { return _place + ": deletion"; });
         }
     }
+
+    void findIn(const FieldOfRecord& what, const std::string& fault) { findHere(what.words() + fault); }
 
     void findHere(const std::string& what) { find(_place + ": " + what); }
 
