@@ -44,9 +44,7 @@ void deleteLeftOut(int snapshot, LastSeen& lastSeen, std::vector<FeedRecord>& re
 }  // namespace
 
 std::vector<FeedRecord> harbourRecords() {
-    std::vector<FeedRecord> records;
-    harbourMorning([&records](const FeedRecord& record) { records.push_back(record); });
-    return records;
+    return harbourMorning();
 }
 
 Day dayOf(std::string name, const std::vector<FeedRecord>& records) {

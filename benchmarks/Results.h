@@ -8,6 +8,16 @@
 //     json   READER SECONDS BYTES RECORDS
 //     size   WHICH BYTES
 //     fact   NAME TEXT                          what was measured on
+//
+// Of the service, by phase or moment of the measurement (times in milliseconds):
+//
+//     latency     PHASE READERS BURSTS TIMES P50 P90 P99 MOST
+//     load        PHASE SECONDS RECORDS EVENTS BYTES CORES CORES_OF_LOAD      each a second
+//     memory      MOMENT READERS BYTES KERNEL_BYTES
+//     standstill  READERS SECONDS_UNTIL_CLOSED MOST_BYTES
+//     compared    READERS ROWS DIFFERING ENDED ALL_KNOW RECORDS RESETS COALESCED
+//     end         MILLISECONDS READERS CLOSED
+//     request     CASE REQUESTS A_SECOND P50 P99 MOST NOT_MODIFIED FAILED
 #ifndef BENCHMARKS_RESULTS_H
 #define BENCHMARKS_RESULTS_H
 

@@ -2,9 +2,9 @@
 // simdjson's document parser, as the feed reader does it, once with Boost.JSON. The project keeps the faster.
 #include <simdjson.h>
 
-#include <boost/json/src.hpp>
-
 #include <array>
+#include <boost/json/monotonic_resource.hpp>
+#include <boost/json/parser.hpp>
 #include <cstdio>
 #include <stdexcept>
 

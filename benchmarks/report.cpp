@@ -1,87 +1,18 @@
 // bench-report README NATIVE M32: rewrites what stands between the markers of the README with the figures of
 // the two files (see Results.h). M32 may be missing or empty.
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <exception>
 #include <map>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Figures.h"
+
 namespace {
-
-constexpr const char* kBegin = "<!-- figures: begin; written by ./run bench -->\n";
-constexpr const char* kEnd = "<!-- figures: end -->\n";
-constexpr const char* kNone = "–";
-
-using Values = std::vector<std::string>;
-
-/// The lines of one run by kind, without the kind.
-using Run = std::map<std::string, std::vector<Values>>;
-
-Values split(const std::string& text, char separator) {
-    Values values;
-    std::istringstream in(text);
-    for (std::string value; std::getline(in, value, separator);) values.push_back(value);
-    return values;
-}
-
-Run readRun(const std::string& path) {
-    Run run;
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        Values values = split(line, '\t');
-        if (values.empty()) continue;
-        const std::string kind = values.front();
-        values.erase(values.begin());
-        run[kind].push_back(std::move(values));
-    }
-    return run;
-}
-
-const std::vector<Values>& linesOf(const Run& run, const std::string& kind) {
-    static const std::vector<Values> kNoLines;
-    const auto lines = run.find(kind);
-    return lines == run.end() ? kNoLines : lines->second;
-}
-
-// --- Figures as text
-
-std::string fixed(double value, int digits) {
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%.*f", digits, value);
-    return text.data();
-}
-
-std::string withThousands(double value) {
-    std::string digits = fixed(value, 0);
-    for (std::size_t end = digits.size(); end > 3; end -= 3) digits.insert(end - 3, ",");
-    return digits;
-}
-
-/// Three digits that count, at least.
-std::string shortly(double value) {
-    if (value >= 1000) return withThousands(value);
-    return fixed(value, value < 1 ? 3 : value < 10 ? 2 : value < 100 ? 1 : 0);
-}
 
 std::string microseconds(double nanoseconds) {
     return shortly(nanoseconds / 1e3);
-}
-
-std::string tableRow(const Values& cells) {
-    std::string row = "|";
-    for (const std::string& cell : cells) row += ' ' + cell + " |";
-    return row + '\n';
-}
-
-std::string tableHead(const Values& cells) {
-    std::string rule = "|";
-    for (std::size_t i = 0; i < cells.size(); ++i) rule += i == 0 ? "---|" : "--:|";
-    return tableRow(cells) + rule + "\n";
 }
 
 // --- Ratios
@@ -362,12 +293,6 @@ std::string sizeTable(const Run& native) {
     return text;
 }
 
-std::string facts(const Run& native) {
-    std::string text;
-    for (const Values& line : linesOf(native, "fact")) text += "- " + line.at(0) + ": " + line.at(1) + "\n";
-    return text;
-}
-
 std::string report(const Run& native, const Run& m32) {
     return "\n## Measured on\n\n" + facts(native) +                                                       //
            "\n## What was to be reached\n\n" + ratioTable(native, m32) +                                  //
@@ -377,25 +302,6 @@ std::string report(const Run& native, const Run& m32) {
            "\n## JSON readers\n\n" + jsonTable(native) +                                                  //
            "\n## Every ratio\n\nMicroseconds.\n\n" + ratioDetails(native, m32) +                          //
            "\n## Every case\n\nMicroseconds, native / -m32, by size of the table.\n" + caseTables(native, m32) + "\n";
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) throw std::runtime_error(path + ": cannot be read");
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void rewrite(const std::string& path, const std::string& figures) {
-    std::string text = readFile(path);
-    const std::size_t begin = text.find(kBegin);
-    const std::size_t end = text.find(kEnd);
-    if (begin == std::string::npos || end == std::string::npos || end < begin) {
-        throw std::runtime_error(path + ": the markers are missing");
-    }
-    const std::size_t from = begin + std::string(kBegin).size();
-    text.replace(from, end - from, figures);
-    std::ofstream file(path);
-    if (!(file << text).flush()) throw std::runtime_error(path + ": cannot be written");
 }
 
 }  // namespace

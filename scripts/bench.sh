@@ -2,10 +2,14 @@
 # Builds the benchmarks natively and for the 32-bit host, runs them and rewrites the tables of
 # benchmarks/README.md. Arguments are feed files: further days.
 #   scripts/bench.sh [FEED...]
+#   scripts/bench.sh serve       the service instead: benchmarks/serve.md
 set -eu
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck source=scripts/packages.sh
 . "$here/scripts/packages.sh"
+# shellcheck source=scripts/measuring.sh
+. "$here/scripts/measuring.sh"
+if [ "${1:-}" = serve ]; then exec "$here/scripts/bench-serve.sh"; fi
 
 # The state of the unit before its cost was worked on, for its size.
 kBefore=ef4f319
@@ -30,13 +34,6 @@ fi
 require_packages "${packages[@]}"
 cd "$here"
 mkdir -p build
-
-# quietly LOG COMMAND...: shows what a command said where it fails.
-quietly() {
-    local log=$1
-    shift
-    "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
-}
 
 for preset in "${presets[@]}"; do
     echo "Building $preset" >&2
@@ -64,14 +61,9 @@ results=build/bench/results
 mkdir -p "$results"
 rm -f "$results"/*.tsv
 touch "$results/m32-cases.tsv"
-fact() { printf 'fact\t%s\t%s\n' "$1" "$2"; }
 figure() { printf 'size\t%s\t%s\n' "$1" "$2"; }
 {
-    fact "machine" "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(nproc) cores"
-    fact "system" "$(. /etc/os-release && echo "$PRETTY_NAME"), $(uname -m)"
-    fact "compiler" "$(g++ --version | head -n 1)"
-    fact "date" "$(date -u +%F)"
-    fact "load when the run began" "$(cut -d ' ' -f 1 /proc/loadavg)"
+    machine_facts
     if can_build_32_bit; then
         if build_before; then
             before=build/before/source/build/size/libSignallingController.a

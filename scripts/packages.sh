@@ -2,16 +2,20 @@
 # Sourced by ./run and ./test: sees to it that the Debian packages they need are there.
 
 # What builds and runs the program pis.
-kRunPackages=(cmake g++ ninja-build libcli11-dev libfmt-dev libsimdjson-dev libspdlog-dev libssl-dev zlib1g-dev)
+kRunPackages=(cmake g++ ninja-build libboost1.81-dev libcli11-dev libfmt-dev libsimdjson-dev libspdlog-dev libssl-dev
+    prometheus-cpp-dev tzdata zlib1g-dev)
 
 # What the tests need besides.
-kTestPackages=(ccache clang-14 clang-format-14 clang-tidy-14 googletest libclang-rt-14-dev pkg-config shellcheck)
+kTestPackages=(ccache chromium clang-14 clang-format-14 clang-tidy-14 googletest libclang-rt-14-dev pkg-config shellcheck)
+# Node and npm may also have come from elsewhere.
+command -v node >/dev/null || kTestPackages+=(nodejs)
+command -v npm >/dev/null || kTestPackages+=(npm)
 
 # What the 32-bit builds need, on a machine that can run them.
 k32BitPackages=(g++-multilib lib32z1-dev)
 
 # What the benchmarks need besides.
-kBenchPackages=(libbenchmark-dev libboost1.81-dev libsqlite3-dev)
+kBenchPackages=(libbenchmark-dev libsqlite3-dev wrk)
 
 # Whether this machine is one that builds and runs programs for the 32-bit host.
 can_build_32_bit() {

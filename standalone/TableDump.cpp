@@ -1,8 +1,7 @@
 #include "TableDump.h"
 
+#include "ContentHash.h"
 #include "JsonText.h"
-
-namespace {
 
 // --- Enumerators --------------------------------------------------------------------------------
 
@@ -79,14 +78,19 @@ const char* nameOf(Service::State state) {
     return nullptr;
 }
 
+namespace {
+
 // --- Lines --------------------------------------------------------------------------------------
 
 /// One record as it grows, member by member.
 class RecordLine {
 public:
-    RecordLine(const char* table, const NamedId& record) {
+    RecordLine(const char* table, int id) {
         _json.beginObject().key("table").text(table);
-        add("id", record.getId()).add("name", record.getName()).add("abrv", record.getAbrv());
+        add("id", id);
+    }
+    RecordLine(const char* table, const NamedId& record) : RecordLine(table, record.getId()) {
+        add("name", record.getName()).add("abrv", record.getAbrv());
     }
 
     RecordLine& add(const char* key, const std::string& text) {
@@ -181,6 +185,21 @@ std::string dumpLine(const TripStop& stop) {
         .str();
 }
 
+std::string dumpLine(const ServiceStop& stop) {
+    return RecordLine("service_stops", stop.getId())
+        .add("service_id", stop.getServiceId())
+        .add("trip_stop_id", stop.getTripStopId())
+        .add("service_start_time", stop.getServiceStartTime())
+        .add("arv_delay", stop.getArvDelay())
+        .add("dep_delay", stop.getDepDelay())
+        .add("trip_id", stop.getTripId())
+        .add("platform_id", stop.getPlatformId())
+        .add("is_stopping", stop.isStopping())
+        .add("sch_arv_offset", stop.getSchArvOffset())
+        .add("sch_dep_offset", stop.getSchDepOffset())
+        .str();
+}
+
 std::string dumpLine(const Service& service) {
     return RecordLine("services", service)
         .add("trip_id", service.getTripId())
@@ -211,11 +230,10 @@ void dumpTables(PassengerInformationServer& store, const std::function<void(cons
 }
 
 std::uint64_t hashTables(PassengerInformationServer& store) {
-    std::uint64_t hash = 0xcbf29ce484222325U;
-    const auto add = [&hash](char byte) { hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U; };
-    dumpTables(store, [&add](const std::string& line) {
-        for (const char byte : line) add(byte);
-        add('\n');
+    ContentHash hash;
+    dumpTables(store, [&hash](const std::string& line) {
+        hash.add(line);
+        hash.add("\n");
     });
-    return hash;
+    return hash.value();
 }

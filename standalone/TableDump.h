@@ -17,7 +17,17 @@ std::string dumpLine(const Station& station);
 std::string dumpLine(const PlatformInfo& platform);
 std::string dumpLine(const Trip& trip);
 std::string dumpLine(const TripStop& stop);
+std::string dumpLine(const ServiceStop& stop);  // without the names that no service stop has
 std::string dumpLine(const Service& service);
+
+// The enumerator's name, null for a code without one.
+const char* nameOf(Vehicle::Direction direction);
+const char* nameOf(Vehicle::State state);
+const char* nameOf(Vehicle::DoorSide side);
+const char* nameOf(PlatformInfo::State state);
+const char* nameOf(Trip::Direction direction);
+const char* nameOf(Trip::Priority priority);
+const char* nameOf(Service::State state);
 
 /// Hands out every table that the store has a getter for: lines, vehicles, stations, platforms, trips,
 /// trip stops, services, each in table order. Takes the store's lock once per table.

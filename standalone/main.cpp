@@ -13,16 +13,23 @@
 #include "HostLog.h"
 #include "Output.h"
 #include "Replay.h"
+#include "Serve.h"
+#include "Simulate.h"
 
 namespace {
 
 constexpr const char* kAbout =
     "The passenger-information store of a rail operations host, at a terminal.\n"
-    "It takes a signalling side's element records in and shows what became of them.";
+    "It takes a signalling side's element records in and shows what became of them: replayed from files,\n"
+    "or live, with an HTTP interface and departure boards.";
 
 constexpr const char* kExitStatuses =
     "Exit status: 0 all well, 1 findings (check) or lines skipped (replay --keep-going),\n"
     "2 a wrong call or input that cannot be taken, 128 and the signal (130) when interrupted.";
+
+constexpr const char* kServeFooter =
+    "SIGINT and SIGTERM end the service in good order, with exit status 0; SIGHUP reopens the log file.\n"
+    "Off this machine, put a proxy with TLS before it.";
 
 void addFiles(CLI::App& command, std::vector<std::string>& files) {
     command.add_option("FILE", files, "Feeds, read as one in this order; .gz too; - for standard input")
@@ -77,6 +84,16 @@ int run(int argc, char** argv) {
     addFiles(checkCommand, checkedFiles);
     checkCommand.footer(kExitStatuses);
 
+    ServeOptions serveOptions;
+    CLI::App& serveCommand = *app.add_subcommand("serve", "Run the store as a live service with departure boards");
+    addServeOptions(serveCommand, serveOptions);
+    serveCommand.footer(kServeFooter);
+
+    SimulateOptions simulateOptions;
+    CLI::App& simulateCommand =
+        *app.add_subcommand("simulate", "Play the signalling side of a railway that is simulated");
+    addSimulateOptions(simulateCommand, simulateOptions);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -89,6 +106,8 @@ int run(int argc, char** argv) {
     }
 
     if (checkCommand.parsed()) return checkFeed(checkedFiles);
+    if (serveCommand.parsed()) return serve(serveOptions);
+    if (simulateCommand.parsed()) return simulate(simulateOptions);
     if (!replayCommand.parsed()) {
         remark(app.help());
         return FAILED;

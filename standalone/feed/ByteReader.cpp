@@ -1,11 +1,13 @@
 #include "ByteReader.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -13,6 +15,7 @@
 #include <system_error>
 
 #include "Interrupt.h"
+#include "StopSignal.h"
 
 namespace {
 
@@ -23,9 +26,9 @@ std::string systemError() {
     return std::generic_category().message(errno);
 }
 
-/// Opens a file for reading, or standard input for "-".
+/// Opens a file for reading, or standard input for "-". Waits for no writer of a named pipe: fill() does.
 int opened(const std::string& path) {
-    const int descriptor = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) throw std::runtime_error("cannot open: " + systemError());
     struct stat status {};
     if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
@@ -51,7 +54,8 @@ struct ByteReader::Inflater {
     bool betweenMembers = false;
 };
 
-ByteReader::ByteReader(const std::string& path) : _descriptor(opened(path)), _input(kReadAtOnce) {}
+ByteReader::ByteReader(const std::string& path, const StopSignal* stop)
+    : _descriptor(opened(path)), _stop(stop), _input(kReadAtOnce) {}
 
 ByteReader::~ByteReader() {
     close(_descriptor);
@@ -69,22 +73,40 @@ std::size_t ByteReader::read(char* to, std::size_t room) {
     return count;
 }
 
+bool ByteReader::interrupted() const {
+    return Interrupt::requested() != 0 || (_stop != nullptr && _stop->given());
+}
+
+/// Waits until there is something to read, be it the end. False on an interrupt and on failure.
+bool ByteReader::waitForBytes() {
+    std::array<pollfd, 2> watched{{{_descriptor, POLLIN, 0}, {_stop == nullptr ? -1 : _stop->descriptor(), POLLIN, 0}}};
+    while (!interrupted()) {
+        const int ready = poll(watched.data(), watched.size(), -1);
+        if (ready > 0 && watched[0].revents != 0) return true;
+        if (ready >= 0 || errno == EINTR) continue;
+        _failure = "cannot read: " + systemError();
+        return false;
+    }
+    return false;
+}
+
 /// Reads more of the file behind the bytes that are left. False at its end, on an interrupt and on
 /// failure.
 bool ByteReader::fill() {
     std::memmove(_input.data(), &_input[_next], _left);
     _next = 0;
-    while (true) {
+    while (waitForBytes()) {
         const ssize_t got = ::read(_descriptor, &_input[_left], _input.size() - _left);
         if (got > 0) {
             _left += static_cast<std::size_t>(got);
             _taken += static_cast<std::uint64_t>(got);
             return true;
         }
-        if (got < 0 && errno == EINTR && Interrupt::requested() == 0) continue;
-        if (got < 0 && errno != EINTR) _failure = "cannot read: " + systemError();
+        if (got < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        if (got < 0) _failure = "cannot read: " + systemError();
         return false;
     }
+    return false;
 }
 
 /// A compressed file shows by its first two bytes.
@@ -103,7 +125,7 @@ std::size_t ByteReader::inflateInto(char* to, std::size_t room) {
     stream.avail_out = static_cast<uInt>(room);
     while (stream.avail_out == room && _failure.empty()) {
         if (_left == 0 && !fill()) {
-            const bool complete = _inflater->betweenMembers || !_failure.empty() || Interrupt::requested() != 0;
+            const bool complete = _inflater->betweenMembers || !_failure.empty() || interrupted();
             if (!complete) _failure = "the compressed file ends too soon: it is cut short";
             break;
         }

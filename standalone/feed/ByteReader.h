@@ -8,32 +8,34 @@
 #include <string>
 #include <vector>
 
-/// The bytes of a file or of standard input, in order, as soon as they are there.
-class ByteReader {
+#include "ByteSource.h"
+
+class StopSignal;
+
+/// The bytes of a file or of standard input.
+class ByteReader : public ByteSource {
 public:
     /// @param path a file, or "-" for standard input.
+    /// @param stop ends a read() that waits, on a pipe for instance, as if the file ended there; may be null.
     /// @throws std::runtime_error with a message for people when it cannot be opened.
-    explicit ByteReader(const std::string& path);
-    ~ByteReader();
+    explicit ByteReader(const std::string& path, const StopSignal* stop = nullptr);
+    ~ByteReader() override;
 
-    /// Puts up to `room` bytes at `to`, waiting only until there is one. Returns how many; 0 at the
-    /// end, when the run was interrupted, and when the rest cannot be read: then failure() says why.
-    std::size_t read(char* to, std::size_t room);
-
-    /// Empty as long as nothing went wrong.
-    const std::string& failure() const { return _failure; }
-
-    /// Bytes of the file used so far, before any decompression.
-    std::uint64_t consumed() const { return _taken - _left; }
+    std::size_t read(char* to, std::size_t room) override;
+    const std::string& failure() const override { return _failure; }
+    std::uint64_t consumed() const override { return _taken - _left; }
 
 private:
     struct Inflater;
 
+    bool interrupted() const;
+    bool waitForBytes();
     bool fill();
     void recognise();
     std::size_t inflateInto(char* to, std::size_t room);
 
     int _descriptor;
+    const StopSignal* _stop;
     std::vector<char> _input;
     std::size_t _next = 0;     // of the bytes in _input not yet used
     std::size_t _left = 0;     // their number

@@ -34,6 +34,19 @@ std::size_t FeedDelivery::elements(int type) const {
     return known == _lastSeen.end() ? 0 : known->second.size();
 }
 
+std::size_t FeedDelivery::elements() const {
+    std::size_t total = 0;
+    for (const auto& [type, known] : _lastSeen) {
+        if (type <= SignallingCodes::SERVICE_STOP) total += known.size();
+    }
+    return total;
+}
+
+bool FeedDelivery::holds(int type, int id) const {
+    const auto known = _lastSeen.find(type);
+    return known != _lastSeen.end() && known->second.count(id) != 0;
+}
+
 void FeedDelivery::update(const FeedRecord& record) {
     Count& count = _counts[record.type];
     ++count.updates;
@@ -54,6 +67,7 @@ void FeedDelivery::remove(int type, int id) {
             known.erase(id);
         }
     }
+    if (_onRemoval) _onRemoval(type, id);
 }
 
 void FeedDelivery::endSnapshot() {

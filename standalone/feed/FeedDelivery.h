@@ -3,9 +3,12 @@
 #ifndef STANDALONE_FEED_FEEDDELIVERY_H
 #define STANDALONE_FEED_FEEDDELIVERY_H
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <unordered_map>
+#include <utility>
 
 #include "FeedRecord.h"
 #include "HostFieldList.h"
@@ -22,12 +25,20 @@ public:
         std::uint64_t leftOut = 0;    ///< Deletions of elements that a snapshot left out.
     };
 
-    explicit FeedDelivery(PassengerInformationServer& store) : _store(store) {}
+    /// Hears of a removal after the store has made it: of a deletion record as it came, type 0 for every
+    /// type, id 0 for every element, and of each element that a snapshot left out.
+    using OnRemoval = std::function<void(int type, int id)>;
+
+    explicit FeedDelivery(PassengerInformationServer& store, OnRemoval onRemoval = nullptr)
+        : _store(store), _onRemoval(std::move(onRemoval)) {}
 
     /// Delivers one record. The end of a snapshot deletes every element that was not seen since its
     /// beginning, in the order of the types and of the ids; an end without a beginning does nothing.
     /// Throws what the store's entry points throw.
     void deliver(const FeedRecord& record);
+
+    /// A snapshot that has begun will not end: nothing is deleted. The next one starts over.
+    void abandonSnapshot() { _inSnapshot = false; }
 
     /// True between the two marks of a snapshot.
     bool inSnapshot() const { return _inSnapshot; }
@@ -41,12 +52,19 @@ public:
     /// Number of elements of a type with a table that the store holds according to what was delivered.
     std::size_t elements(int type) const;
 
+    /// The same of all these types together.
+    std::size_t elements() const;
+
+    /// Whether the store holds an element of a type with a table, according to what was delivered.
+    bool holds(int type, int id) const;
+
 private:
     void update(const FeedRecord& record);
     void remove(int type, int id);
     void endSnapshot();
 
     PassengerInformationServer& _store;
+    OnRemoval _onRemoval;
     HostFieldList _list;
     std::map<int, Count> _counts;
     std::map<int, std::unordered_map<int, std::uint64_t>> _lastSeen;  // by type and id: snapshot number

@@ -1,168 +1,19 @@
 #include "FeedReader.h"
 
-#include <simdjson.h>
-
-#include <cmath>
-#include <limits>
 #include <stdexcept>
 
-#include "LineReader.h"
+#include "ByteReader.h"
 
-static_assert(LineReader::kPadding >= simdjson::SIMDJSON_PADDING, "the parser reads that far behind a line");
+struct FeedReader::Source {
+    explicit Source(const std::string& path) : bytes(path), records(bytes) {}
 
-namespace {
-
-namespace dom = simdjson::dom;
-
-/// A line that is no record. Caught where lines are read.
-struct Malformed : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-std::string quoted(std::string_view text) {
-    return "\"" + std::string(text) + "\"";
-}
-
-const char* kindOf(dom::element value) {
-    switch (value.type()) {
-        case dom::element_type::ARRAY: return "a list";
-        case dom::element_type::OBJECT: return "an object";
-        case dom::element_type::STRING: return "a text";
-        case dom::element_type::BOOL: return "true or false";
-        case dom::element_type::NULL_VALUE: return "null";
-        default: return "a number";
-    }
-}
-
-/// A whole number of 32 bits.
-int integerFrom(dom::element value, std::string_view key) {
-    std::int64_t number = 0;
-    const bool whole = value.get(number) == simdjson::SUCCESS;
-    if (!whole && !value.is_uint64()) throw Malformed(quoted(key) + " must be a whole number");
-    if (!whole || number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) {
-        throw Malformed(quoted(key) + " is out of range: -2147483648 to 2147483647");
-    }
-    return static_cast<int>(number);
-}
-
-double secondsFrom(dom::element value) {
-    double seconds = 0;
-    if (value.get(seconds) != simdjson::SUCCESS) throw Malformed("\"at\" must be a number of seconds");
-    return seconds;
-}
-
-void readFields(dom::element value, FieldTexts& fields) {
-    dom::array texts;
-    if (value.get(texts) != simdjson::SUCCESS) throw Malformed("\"fields\" must be a list of texts or null");
-    for (const dom::element text : texts) {
-        std::string_view characters;
-        if (text.is_null()) {
-            fields.appendMissing();
-        } else if (text.get(characters) != simdjson::SUCCESS) {
-            throw Malformed("field " + std::to_string(fields.size() + 1) + " is " + kindOf(text) +
-                            ": a field is a text or null");
-        } else if (characters.find('\0') != std::string_view::npos) {
-            throw Malformed("field " + std::to_string(fields.size() + 1) + " holds a NUL character");
-        } else {
-            fields.append(characters);
-        }
-    }
-}
-
-FeedRecord::Kind snapshotMarkFrom(dom::element value) {
-    std::string_view mark;
-    if (value.get(mark) == simdjson::SUCCESS) {
-        if (mark == "begin") return FeedRecord::SNAPSHOT_BEGIN;
-        if (mark == "end") return FeedRecord::SNAPSHOT_END;
-    }
-    throw Malformed("\"snapshot\" must be \"begin\" or \"end\"");
-}
-
-/// The keys of a record, as far as they have been seen in a line.
-enum Key : unsigned { AT = 1, UPDATE = 2, DELETE = 4, ID = 8, FIELDS = 16, SNAPSHOT = 32 };
-
-Key keyNamed(std::string_view name) {
-    if (name == "at") return AT;
-    if (name == "update") return UPDATE;
-    if (name == "delete") return DELETE;
-    if (name == "id") return ID;
-    if (name == "fields") return FIELDS;
-    if (name == "snapshot") return SNAPSHOT;
-    return Key{};
-}
-
-/// What a record must bring besides naming its kind once.
-void requireWhole(unsigned seen) {
-    const unsigned kind = seen & (UPDATE | DELETE | SNAPSHOT);
-    if (kind == 0) throw Malformed("names neither \"update\" nor \"delete\" nor \"snapshot\"");
-    if (kind != UPDATE && kind != DELETE && kind != SNAPSHOT) {
-        throw Malformed("names more than one of \"update\", \"delete\" and \"snapshot\"");
-    }
-    if (kind != SNAPSHOT && (seen & ID) == 0) throw Malformed("\"id\" is missing");
-    if (kind == UPDATE && (seen & FIELDS) == 0) throw Malformed("\"fields\" is missing");
-}
-
-void readRecord(dom::element line, FeedRecord& record) {
-    dom::object keys;
-    if (line.get(keys) != simdjson::SUCCESS) throw Malformed(std::string("is ") + kindOf(line) + ", not an object");
-
-    record.at.reset();
-    record.fields.clear();
-    unsigned seen = 0;
-    for (const dom::key_value_pair pair : keys) {
-        const Key key = keyNamed(pair.key);
-        if ((seen & key) != 0) throw Malformed(quoted(pair.key) + " stands twice");
-        seen |= key;
-        switch (key) {
-            case AT: record.at = secondsFrom(pair.value); break;
-            case UPDATE:
-                record.kind = FeedRecord::UPDATE;
-                record.type = integerFrom(pair.value, pair.key);
-                break;
-            case DELETE:
-                record.kind = FeedRecord::DELETION;
-                record.type = integerFrom(pair.value, pair.key);
-                break;
-            case ID: record.id = integerFrom(pair.value, pair.key); break;
-            case FIELDS: readFields(pair.value, record.fields); break;
-            case SNAPSHOT: record.kind = snapshotMarkFrom(pair.value); break;
-            default: break;  // keys that are not known are somebody else's
-        }
-    }
-    requireWhole(seen);
-}
-
-bool isBlank(std::string_view line) {
-    return line.find_first_not_of(" \t\r") == std::string_view::npos;
-}
-
-/// What the JSON parser found wrong, in words for people.
-std::string syntaxFault(std::string_view line, simdjson::error_code code) {
-    if (line.find('\0') != std::string_view::npos) return "not JSON: a NUL byte in the line";
-    switch (code) {
-        case simdjson::UTF8_ERROR: return "not JSON: the text is not UTF-8";
-        case simdjson::UNCLOSED_STRING: return "not JSON: a text is not closed";
-        case simdjson::UNESCAPED_CHARS: return "not JSON: a control character inside a text";
-        case simdjson::STRING_ERROR: return "not JSON: a wrong escape inside a text";
-        case simdjson::NUMBER_ERROR: return "not JSON: a number is malformed or too large";
-        case simdjson::DEPTH_ERROR: return "not JSON: nested too deep";
-        case simdjson::MEMALLOC: throw std::bad_alloc();
-        default: return "not JSON: the line is cut short, or a bracket, comma or colon stands wrong";
-    }
-}
-
-}  // namespace
-
-struct FeedReader::Parser {
-    explicit Parser(const std::string& path) : lines(path), json(LineReader::kMaxLine) {}
-
-    LineReader lines;
-    dom::parser json;
+    ByteReader bytes;
+    RecordReader records;
 };
 
 FeedReader::FeedReader(const std::string& path) : _name(path == "-" ? "standard input" : path) {
     try {
-        _parser = std::make_unique<Parser>(path);
+        _source = std::make_unique<Source>(path);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(_name + ": " + error.what());
     }
@@ -171,44 +22,15 @@ FeedReader::FeedReader(const std::string& path) : _name(path == "-" ? "standard 
 FeedReader::~FeedReader() = default;
 
 FeedReader::Next FeedReader::next(FeedRecord& record) {
-    LineReader& lines = _parser->lines;
-    while (true) {
-        switch (lines.next()) {
-            case LineReader::Next::END: return Next::END;
-            case LineReader::Next::FAILED: return failed(Next::UNREADABLE, lines.failure());
-            case LineReader::Next::TOO_LONG: return failed(Next::MALFORMED, "the line is longer than 1 MiB");
-            case LineReader::Next::LINE: break;
-        }
-        std::string_view line = lines.line();
-        constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-        if (lines.number() == 1 && line.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-            line.remove_prefix(kByteOrderMark.size());
-        }
-        if (isBlank(line)) continue;
-
-        dom::element root;
-        const bool copiesLine = false;  // the bytes behind it may be read
-        if (const auto code = _parser->json.parse(line.data(), line.size(), copiesLine).get(root)) {
-            return failed(Next::MALFORMED, syntaxFault(line, code));
-        }
-        try {
-            readRecord(root, record);
-            return Next::RECORD;
-        } catch (const Malformed& fault) {
-            return failed(Next::MALFORMED, fault.what());
-        }
-    }
-}
-
-FeedReader::Next FeedReader::failed(Next kind, const std::string& what) {
-    _fault = place() + ": " + what;
-    return kind;
+    const Next next = _source->records.next(record);
+    if (next == Next::MALFORMED || next == Next::UNREADABLE) _fault = place() + ": " + _source->records.fault();
+    return next;
 }
 
 std::string FeedReader::place() const {
-    return _name + ":" + std::to_string(_parser->lines.number());
+    return _name + ":" + std::to_string(_source->records.line());
 }
 
 std::uint64_t FeedReader::consumed() const {
-    return _parser->lines.consumed();
+    return _source->records.consumed();
 }

@@ -1,5 +1,4 @@
-// Reads a feed: lines of JSON come in, records go out. Every line is either a record, or blank, or a
-// fault that names the line.
+// Reads a feed file: lines of JSON come in, records go out, and faults that name the file and the line.
 #ifndef STANDALONE_FEED_FEEDREADER_H
 #define STANDALONE_FEED_FEEDREADER_H
 
@@ -8,16 +7,12 @@
 #include <string>
 
 #include "FeedRecord.h"
+#include "RecordReader.h"
 
 /// The records of one feed file, compressed or not, or of standard input.
 class FeedReader {
 public:
-    enum class Next {
-        RECORD,     ///< The record given was filled.
-        MALFORMED,  ///< A line is no record; fault() says why. Reading can go on with the next one.
-        END,        ///< No record is left.
-        UNREADABLE  ///< The rest of the file cannot be read; fault() says why.
-    };
+    using Next = RecordReader::Next;
 
     /// @param path a file, or "-" for standard input.
     /// @throws std::runtime_error "PATH: why" when it cannot be opened.
@@ -37,12 +32,10 @@ public:
     std::uint64_t consumed() const;
 
 private:
-    struct Parser;
-
-    Next failed(Next kind, const std::string& what);
+    struct Source;
 
     std::string _name;
-    std::unique_ptr<Parser> _parser;
+    std::unique_ptr<Source> _source;
     std::string _fault;
 };
 

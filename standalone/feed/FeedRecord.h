@@ -26,6 +26,9 @@ public:
 
     std::size_t size() const { return _starts.size(); }
 
+    /// Bytes of memory that the fields take up, about.
+    std::size_t bytes() const { return _characters.size() + _starts.size() * sizeof(std::size_t); }
+
     /// Text of a field, counted from 0; null when it is missing. Valid until the next change.
     const char* operator[](std::size_t position) const {
         const std::size_t start = _starts[position];

@@ -9,7 +9,7 @@ constexpr std::size_t kReadAtOnce = std::size_t{1} << 16;
 
 }  // namespace
 
-LineReader::LineReader(const std::string& path) : _bytes(path), _buffer(kMaxLine + kReadAtOnce + kPadding) {}
+LineReader::LineReader(ByteSource& bytes) : _bytes(bytes), _buffer(kMaxLine + kReadAtOnce + kPadding) {}
 
 std::uint64_t LineReader::consumed() const {
     if (_delivered == 0) return 0;
@@ -44,8 +44,8 @@ LineReader::Next LineReader::next() {
     }
 }
 
-/// Moves the bytes left to the front and reads more behind them. False at the end of the file and
-/// when it cannot be read.
+/// Moves the bytes left to the front and reads more behind them. False at the end and when the
+/// rest cannot be read.
 bool LineReader::refill() {
     std::copy(_buffer.begin() + static_cast<std::ptrdiff_t>(_begin),
               _buffer.begin() + static_cast<std::ptrdiff_t>(_end), _buffer.begin());

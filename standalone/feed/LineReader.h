@@ -1,4 +1,4 @@
-// Reads a file, compressed or not, line by line.
+// Cuts the bytes of a feed into lines.
 #ifndef STANDALONE_FEED_LINEREADER_H
 #define STANDALONE_FEED_LINEREADER_H
 
@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "ByteReader.h"
+#include "ByteSource.h"
 
-/// The lines of a file, of a .gz file or of standard input ("-"), one at a time, in memory that
-/// depends neither on the length of the file nor on that of its lines.
+/// The lines of a source, one at a time, in memory that depends neither on how much comes nor on the length of
+/// its lines.
 class LineReader {
 public:
     static constexpr std::size_t kMaxLine = std::size_t{1} << 20;  ///< Bytes of a line without its end.
@@ -24,8 +24,11 @@ public:
         FAILED     ///< The rest cannot be read: failure() says why.
     };
 
-    /// @throws std::runtime_error with a message for people when the file cannot be opened.
-    explicit LineReader(const std::string& path);
+    /// What is said of a line that is longer.
+    static constexpr const char* kTooLong = "the line is longer than 1 MiB";
+
+    /// @param bytes stays the caller's.
+    explicit LineReader(ByteSource& bytes);
 
     Next next();
 
@@ -37,14 +40,14 @@ public:
 
     const std::string& failure() const { return _bytes.failure(); }
 
-    /// Bytes of the file that the lines handed out so far make up, before any decompression; for a
+    /// Bytes of the source that the lines handed out so far make up, before any decompression; for a
     /// compressed file an estimate.
     std::uint64_t consumed() const;
 
 private:
     bool refill();
 
-    ByteReader _bytes;
+    ByteSource& _bytes;
     std::uint64_t _delivered = 0;  // bytes that came out of _bytes
     std::vector<char> _buffer;
     std::size_t _begin = 0;  // of the bytes not yet handed out

@@ -38,10 +38,30 @@ std::shared_ptr<spdlog::logger> loggerTo(spdlog::sink_ptr sink) {
     return logger;
 }
 
-/// The logger; made when it is first asked for, since a store in static storage may log early.
-std::shared_ptr<spdlog::logger>& theLogger() {
-    static std::shared_ptr<spdlog::logger> logger = loggerTo(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+using Logger = std::shared_ptr<spdlog::logger>;
+
+/// Where the logger stands; made when it is first asked for, since a store in static storage may log early.
+/// Read and written atomically: the file may be opened again while others log.
+Logger& theLoggersPlace() {
+    static Logger logger = loggerTo(std::make_shared<spdlog::sinks::stderr_sink_mt>());
     return logger;
+}
+
+Logger theLogger() {
+    return std::atomic_load(&theLoggersPlace());
+}
+
+std::mutex thePathMutex;
+std::string thePath;  // of the log file, empty for standard error; guarded by thePathMutex
+
+/// Called with thePathMutex held.
+void openFile(const std::string& path) {
+    try {
+        std::atomic_store(&theLoggersPlace(), loggerTo(std::make_shared<spdlog::sinks::basic_file_sink_mt>(path)));
+    } catch (const spdlog::spdlog_ex& error) {
+        throw std::runtime_error("cannot write the log: " + std::string(error.what()));
+    }
+    thePath = path;
 }
 
 std::string formatted(const char* format, std::va_list arguments) {
@@ -58,11 +78,19 @@ std::string formatted(const char* format, std::va_list arguments) {
 }  // namespace
 
 void HostLog::writeTo(const std::string& path) {
-    try {
-        theLogger() = loggerTo(std::make_shared<spdlog::sinks::basic_file_sink_mt>(path));
-    } catch (const spdlog::spdlog_ex& error) {
-        throw std::runtime_error("cannot write the log: " + std::string(error.what()));
-    }
+    const std::lock_guard<std::mutex> guard(thePathMutex);
+    openFile(path);
+}
+
+void HostLog::reopen() {
+    const std::lock_guard<std::mutex> guard(thePathMutex);
+    if (!thePath.empty()) openFile(std::string(thePath));
+}
+
+void HostLog::say(const std::string& text) {
+    const Logger logger = theLogger();
+    logger->info("[info] {}", text);
+    logger->flush();
 }
 
 void HostLog::finish() {

@@ -5,13 +5,21 @@
 #include <string>
 
 /// The log behind debug() and handleError(). Lines bear time and level and go to standard error until
-/// a file is named. debug() and handleError() may be called from any thread; the operations here
-/// belong to the start of a program, before other threads run.
+/// a file is named. debug(), handleError(), say() and reopen() may be called from any thread; the other
+/// operations here belong to the start of a program, before other threads run.
 namespace HostLog {
 
 /// Appends to a file from now on.
 /// @throws std::runtime_error with a message for people when it cannot be opened.
 void writeTo(const std::string& path);
+
+/// Opens the file named last again under its name: whoever keeps old logs has moved it away. Does nothing
+/// while the log goes to standard error.
+/// @throws std::runtime_error with a message for people when it cannot be opened; the log goes on as before.
+void reopen();
+
+/// Writes a line for whoever runs the service, whatever the level; it stands in the file at once.
+void say(const std::string& text);
 
 /// Writes out what the log still holds.
 /// @throws std::runtime_error with a message for people when a line was lost since the last call.

@@ -65,7 +65,7 @@ public:
         : _options(options),
           _observer(observer),
           _delivery(gPassengerInformationServer),
-          _pace(options.speed),
+          _pace(options.speed, [] { return Interrupt::requested() != 0; }),
           _bar(sizeOf(options.files)) {}
 
     ExitStatus deliverAll() {

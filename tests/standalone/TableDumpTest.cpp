@@ -96,6 +96,27 @@ TEST(DumpLine, OfATripStop) {
                               R"("platform_id":41,"is_stopping":false,"sch_arv_offset":60,"sch_dep_offset":90})");
 }
 
+TEST(DumpLine, OfAServiceStopWithoutNames) {
+    ServiceStop stop(90001, 3021, 1001);
+    stop.setServiceStartTime(21600);
+    stop.setArvDelay(30);
+    stop.setDepDelay(4294967236UL);
+    stop.setName("no service stop has one");
+    EXPECT_EQ(dumpLine(stop),
+              R"({"table":"service_stops","id":90001,"service_id":3021,"trip_stop_id":1001,"service_start_time":21600,)"
+              R"("arv_delay":30,"dep_delay":4294967236,"trip_id":0,"platform_id":0,"is_stopping":false,)"
+              R"("sch_arv_offset":0,"sch_dep_offset":0})");
+    stop.setTripId(100);
+    stop.setPlatformId(41);
+    stop.setIsStopping(true);
+    stop.setSchArvOffset(60);
+    stop.setSchDepOffset(90);
+    EXPECT_EQ(dumpLine(stop),
+              R"({"table":"service_stops","id":90001,"service_id":3021,"trip_stop_id":1001,"service_start_time":21600,)"
+              R"("arv_delay":30,"dep_delay":4294967236,"trip_id":100,"platform_id":41,"is_stopping":true,)"
+              R"("sch_arv_offset":60,"sch_dep_offset":90})");
+}
+
 TEST(DumpLine, OfAService) {
     Service service(3021);
     service.setName("Morning train");

@@ -1,0 +1,130 @@
+// bench-picture: what an update costs the feeding thread until the picture with it is published, at three
+// sizes of the table of service stops. Prints a Markdown table.
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Arguments.h"
+#include "Measure.h"
+#include "PictureBuilder.h"
+#include "SignallingCodes.h"
+
+namespace {
+
+using namespace SignallingCodes;
+
+constexpr std::array<int, 3> kSizes{300, 3000, 30000};
+constexpr int kStopsOfTrip = 10;
+constexpr int kServicesOfTrip = 3;
+constexpr int kPlatforms = 40;
+constexpr int kMany = 100;
+constexpr Effort kEffort{2e7, 15, 10.0};
+
+/// A railway with so many service stops, and updates to it that each change something.
+class PictureOfSize {
+public:
+    explicit PictureOfSize(int serviceStops) : _serviceStops(serviceStops) {
+        for (int id = 1; id <= kPlatforms; ++id) changePlatform(id);
+        const int services = serviceStops / kStopsOfTrip;
+        const int trips = (services + kServicesOfTrip - 1) / kServicesOfTrip;
+        for (int id = 1; id <= trips; ++id) addTrip(id);
+        for (int id = 1; id <= services; ++id) {
+            const Service service(id, 1 + id % trips, 18000 + 60L * id);
+            _builder.take({SERVICE_UPDATED, id, service});
+        }
+        for (int id = 1; id <= serviceStops; ++id) changeDelay(id);
+        _builder.publish();
+    }
+
+    void changeSomeDelay() { changeDelay(next(_serviceStops)); }
+    void changeSomePlatform() { changePlatform(next(kPlatforms)); }
+    void publish() { _builder.publish(); }
+
+    std::size_t size() const { return _published.current()->size(Table::SERVICE_STOPS); }
+
+private:
+    /// Ids far apart from one another.
+    int next(int bound) {
+        _last = (_last + 7919) % bound;
+        return _last + 1;
+    }
+
+    void addTrip(int id) {
+        Trip trip(id);
+        trip.setName("Östermole – Lännavik");
+        _builder.take({TRIP_UPDATED, id, trip});
+        for (int place = 0; place < kStopsOfTrip; ++place) {
+            const int stopId = (id - 1) * kStopsOfTrip + place + 1;
+            const std::string offset = std::to_string(120 * place);
+            takeStop(TRIP_STOP, stopId,
+                     {std::to_string(id), std::to_string(1 + (id + place) % kPlatforms), "Y", offset, offset});
+        }
+    }
+
+    void changeDelay(int id) {
+        const int service = 1 + (id - 1) / kStopsOfTrip;
+        const int tripStop = 1 + (id - 1) / kServicesOfTrip;
+        const std::string delay = std::to_string(++_changes);
+        takeStop(SERVICE_STOP, id, {std::to_string(service), std::to_string(tripStop), "18600", delay, delay});
+    }
+
+    void changePlatform(int id) {
+        PlatformInfo platform(id);
+        platform.setName("Harbour Central " + std::to_string(id));
+        platform.setStationId(1 + id / 2);
+        platform.setStateText("state " + std::to_string(++_changes));
+        _builder.take({PLATFORM_UPDATED, id, platform});
+    }
+
+    void takeStop(int type, int id, const std::array<std::string, 5>& texts) {
+        _fields.clear();
+        for (const std::string& text : texts) _fields.append(text);
+        _builder.takeStop(type, id, _fields);
+    }
+
+    int _serviceStops;
+    int _changes = 0;
+    int _last = 0;
+    FieldTexts _fields;
+    PublishedPicture _published;
+    PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
+};
+
+bool measureAll() {
+    std::vector<std::unique_ptr<PictureOfSize>> pictures;
+    std::vector<Body> bodies;
+    for (const int size : kSizes) {
+        pictures.push_back(std::make_unique<PictureOfSize>(size));
+        PictureOfSize* picture = pictures.back().get();
+        if (picture->size() != static_cast<std::size_t>(size)) throw std::runtime_error("service stops are missing");
+        bodies.push_back({"delay", [picture] {
+                              picture->changeSomeDelay();
+                              picture->publish();
+                          }});
+        bodies.push_back({"platform", [picture] {
+                              picture->changeSomePlatform();
+                              picture->publish();
+                          }});
+        bodies.push_back({"many", [picture] {
+                              for (int i = 0; i < kMany; ++i) picture->changeSomeDelay();
+                              picture->publish();
+                          }});
+    }
+    const std::vector<double> times = timeInTurns(bodies, kEffort);
+    std::printf("| service stops | one delay, published | one platform state, published | %d delays, published |\n",
+                kMany);
+    std::printf("|---:|---:|---:|---:|\n");
+    for (std::size_t i = 0; i < kSizes.size(); ++i) {
+        std::printf("| %d | %.1f µs | %.1f µs | %.0f µs |\n", kSizes[i], times[3 * i] / 1e3, times[3 * i + 1] / 1e3,
+                    times[3 * i + 2] / 1e3);
+    }
+    return std::fflush(stdout) == 0;
+}
+
+}  // namespace
+
+int main(int, char** argv) {
+    return runProgram(argv[0], measureAll);
+}

@@ -1,0 +1,152 @@
+#include "SignallingSide.h"
+
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+#include "FeedReader.h"
+#include "FeedWriter.h"
+#include "RowPool.h"
+
+namespace {
+
+std::string markLine(std::uint32_t mark) {
+    FeedRecord record;
+    record.kind = FeedRecord::UPDATE;
+    record.type = 3;  // a vehicle
+    record.id = RowPool::kMarkVehicle;
+    record.fields.append(std::string(RowPool::kMarkName) + std::to_string(mark));
+    return toJsonLine(record) + "\n";
+}
+
+/// @throws std::runtime_error "FILE:LINE: what" at the first line that is no record.
+std::vector<FeedRecord> recordsOf(const std::string& path) {
+    std::vector<FeedRecord> records;
+    FeedReader reader(path);
+    for (FeedRecord record;;) {
+        switch (reader.next(record)) {
+            case FeedReader::Next::RECORD: records.push_back(record); break;
+            case FeedReader::Next::END: return records;
+            default: throw std::runtime_error(reader.fault());
+        }
+    }
+}
+
+Clock::duration seconds(double value) {
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(value));
+}
+
+}  // namespace
+
+SignallingSide::SignallingSide(const std::string& feed, double speed)
+    : _speed(speed), _listener(Socket::listening()), _service(Socket::none()), _sentAt(kMostMarks) {
+    divideFeed(feed);
+}
+
+SignallingSide::~SignallingSide() {
+    ask(ENDING, {});
+    _listener.shutDown();  // in case nobody ever connected
+    if (_thread.joinable()) _thread.join();
+}
+
+void SignallingSide::start() {
+    _thread = std::thread([this] {
+        try {
+            run();
+        } catch (const std::exception& fault) {
+            const std::lock_guard<std::mutex> guard(_mutex);
+            _failure = fault.what();
+        }
+    });
+}
+
+void SignallingSide::play(std::chrono::milliseconds beat) {
+    ask(PLAYING, beat);
+}
+
+void SignallingSide::hold() {
+    ask(HOLDING, {});
+}
+
+void SignallingSide::ask(Wish wish, std::chrono::milliseconds beat) {
+    {
+        const std::lock_guard<std::mutex> guard(_mutex);
+        _wish = wish;
+        _beat = beat;
+        ++_asked;
+    }
+    _changed.notify_all();
+}
+
+Clock::time_point SignallingSide::sentAt(std::uint32_t mark) const {
+    return Clock::time_point(Clock::duration(_sentAt[mark]));
+}
+
+std::string SignallingSide::failure() const {
+    const std::lock_guard<std::mutex> guard(_mutex);
+    return _failure;
+}
+
+/// Cuts a feed into the state that it begins with and the bursts behind it.
+void SignallingSide::divideFeed(const std::string& path) {
+    bool inState = true;
+    for (const FeedRecord& record : recordsOf(path)) {
+        const double at = record.at.value_or(_day.empty() ? 0 : _day.back().at);
+        if (!inState && (_day.empty() || _day.back().at != at)) _day.push_back({at, {}, 0});
+        Burst& burst = inState ? _wholeState : _day.back();
+        burst.lines += toJsonLine(record) + "\n";
+        ++burst.records;
+        if (record.kind == FeedRecord::SNAPSHOT_END) inState = false;
+    }
+    if (_day.empty()) throw std::runtime_error(path + ": must be a whole state and a day behind it");
+}
+
+// --- The thread ---------------------------------------------------------------------------------
+
+void SignallingSide::run() {
+    _service = _listener.accept();
+    send(_wholeState);
+    std::size_t next = 0;
+    while (true) {
+        const auto [wish, beat, asked] = awaitWish();
+        if (wish == ENDING) return;
+        const Clock::time_point began = Clock::now();
+        const double from = _day.at(next).at;
+        Clock::time_point nextBeat = beat.count() > 0 ? began + beat : Clock::time_point::max();
+        while (next < _day.size()) {
+            const Clock::time_point due = began + seconds((_day[next].at - from) / _speed);
+            if (!waitFor(std::min(due, nextBeat), asked)) break;
+            if (due <= nextBeat) {
+                send(_day[next++]);
+            } else {
+                send({});
+                nextBeat += beat;
+            }
+        }
+        if (next == _day.size()) throw std::runtime_error("the feed is at its end before the measurement is");
+    }
+}
+
+/// The next thing to do, other than holding still.
+SignallingSide::Asked SignallingSide::awaitWish() {
+    std::unique_lock<std::mutex> lock(_mutex);
+    _changed.wait(lock, [this] { return _wish != HOLDING; });
+    return {_wish, _beat, _asked};
+}
+
+/// False when something else is wanted before then.
+bool SignallingSide::waitFor(Clock::time_point due, std::uint32_t asked) {
+    std::unique_lock<std::mutex> lock(_mutex);
+    return !_changed.wait_until(lock, due, [&] { return _asked != asked; });
+}
+
+void SignallingSide::send(const Burst& burst) {
+    const std::uint32_t mark = _marks + 1;
+    if (mark >= _sentAt.size()) throw std::runtime_error("there are more bursts than can be kept");
+    const std::string lines = burst.lines + markLine(mark);
+    // The record comes in when it is sent: whatever the service needs to take it counts.
+    _sentAt[mark] = Clock::now().time_since_epoch().count();
+    _marks = mark;
+    _service.send(lines);
+    _records += burst.records + 1;
+}

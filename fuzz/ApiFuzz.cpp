@@ -1,0 +1,113 @@
+// In go the lines of a request: target, Host, Origin, If-None-Match, Accept-Encoding, Last-Event-ID. The
+// service answers it over a small picture, before and after the feed is ready; every answer is one that the
+// API knows, and JSON where it says so.
+#include <simdjson.h>
+
+#include <array>
+#include <set>
+
+#include "Api.h"
+#include "ChangeStream.h"
+#include "FuzzCheck.h"
+#include "PictureBuilder.h"
+#include "SignallingCodes.h"
+
+using namespace SignallingCodes;
+
+namespace {
+
+WallTime someTime() {
+    return WallTime(std::chrono::hours(500000));
+}
+
+template <typename Record>
+void tell(PictureBuilder& builder, int code, const Record& record) {
+    builder.take({code, record.getId(), record});
+}
+
+FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
+    FieldTexts fields;
+    for (const char* text : texts) fields.append(text);
+    return fields;
+}
+
+/// A picture with a train that is still to depart.
+void fill(PictureBuilder& builder) {
+    Station station(5);
+    station.setName("Harbour");
+    PlatformInfo platform(9);
+    platform.setStationId(5);
+    Trip trip(3);
+    trip.setStopsListAsString("1!2");
+    Service service(12);
+    service.setTripId(3);
+    tell(builder, LINE_UPDATED, Line(7));
+    tell(builder, STATION_UPDATED, station);
+    tell(builder, PLATFORM_UPDATED, platform);
+    tell(builder, TRIP_UPDATED, trip);
+    tell(builder, SERVICE_UPDATED, service);
+    builder.takeStop(TRIP_STOP, 1, fieldsOf({"3", "9", "Y", "0", "30"}));
+    builder.takeStop(TRIP_STOP, 2, fieldsOf({"3", "10", "Y", "300", "300"}));
+    builder.takeStop(SERVICE_STOP, 88, fieldsOf({"12", "1", "0", "4294967236", "60"}));
+    builder.feed().ready = true;
+    builder.publish();
+}
+
+/// A service over a picture that stands still.
+struct SmallService {
+    explicit SmallService(bool ready) {
+        if (ready) fill(builder);
+    }
+
+    PublishedPicture published;
+    PictureBuilder builder{published, someTime};
+    ServiceClock clock{ClockOptions()};
+    RevisionTokens tokens{someTime()};
+    FeedReport report{tokens, clock, 90};
+    Api api{{published, clock, report, tokens, [] { return std::string("metrics 1\n"); }, someTime}, {{"h"}, false}};
+    ChangeStream changes{tokens, [this](const Picture& picture) { return report.tick(picture, someTime()); }};
+};
+
+void check(const HttpRequest& request, const HttpAnswer& answer, ChangeStream& changes,
+           const std::shared_ptr<const Picture>& picture) {
+    static const std::set<int> kStatuses{200, 304, 400, 403, 404, 405, 410, 421, 503};
+    const std::string what = request.target + " " + std::to_string(answer.status);
+    require(kStatuses.count(answer.status) == 1, what);
+    require(!answer.route.empty(), what + ": no route");
+    require((answer.status == 304 || answer.stream) == (answer.body == nullptr), what + ": body");
+    if (answer.stream) {
+        const auto piece = changes.piece(picture, answer.stream->filter, answer.stream->knows);
+        require(piece.events->rfind("event: ", 0) == 0, *piece.events);
+    }
+    if (answer.body == nullptr || answer.gzip || answer.type.find("json") == std::string::npos) return;
+    simdjson::dom::parser parser;
+    require(parser.parse(*answer.body).error() == simdjson::SUCCESS, what + ": not JSON: " + *answer.body);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static SmallService empty(false);
+    static SmallService filled(true);
+    std::array<std::string, 6> lines;
+    std::size_t line = 0;
+    for (const char character : textOf(data, size)) {
+        if (character != '\n') {
+            lines[line] += character;
+        } else if (line + 1 < lines.size()) {
+            ++line;
+        }
+    }
+    HttpRequest request;
+    request.method = "GET";
+    request.target = lines[0];
+    request.host = lines[1].empty() ? "h" : lines[1];
+    if (!lines[2].empty()) request.origin = lines[2];
+    request.ifNoneMatch = lines[3];
+    request.acceptEncoding = lines[4];
+    request.lastEventId = lines[5];
+    for (SmallService* service : {&empty, &filled}) {
+        check(request, service->api.answer(request), service->changes, service->published.current());
+    }
+    return 0;
+}

@@ -1,0 +1,37 @@
+// In go operations, a line each: a code, a blank, a text. A simulated signalling side answers them one after
+// the other; each is taken or refused with words, and the railway runs on whatever was asked of it.
+#include <cstdlib>
+#include <sstream>
+
+#include "FuzzCheck.h"
+#include "Simulation.h"
+
+namespace {
+
+const Network& smallRailway() {
+    static const Network network = readNetwork(PIS_SAMPLES "/harbour-line.json");
+    return network;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr int kStep = 60;
+    constexpr int kMostOperations = 40;
+    Simulation railway(smallRailway(), 1);
+    const auto pass = [](const FeedRecord&) {};
+    const int begin = railway.now() + 2 * 3600;
+    railway.advanceTo(begin, pass);
+
+    std::istringstream lines(textOf(data, size));
+    int number = 0;
+    for (std::string line; number < kMostOperations && std::getline(lines, line); ++number) {
+        char* text = nullptr;
+        const int operation = static_cast<int>(std::strtol(line.c_str(), &text, 10) % 1000);
+        const OperationReport report = railway.take(operation, *text == ' ' ? text + 1 : text, pass);
+        require(!report.text.empty(), "nothing is said of: " + line);
+        railway.advanceTo(railway.now() + kStep, pass);
+    }
+    railway.reportWholeState(pass);
+    return 0;
+}

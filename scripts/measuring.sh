@@ -1,0 +1,21 @@
+# shellcheck shell=bash
+# Sourced by the scripts that measure: what they say about the run.
+
+# quietly LOG COMMAND...: shows what a command said where it fails.
+quietly() {
+    local log=$1
+    shift
+    "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
+}
+
+# fact NAME TEXT: a line for the report.
+fact() { printf 'fact\t%s\t%s\n' "$1" "$2"; }
+
+# What is measured on, as lines for the report.
+machine_facts() {
+    fact "machine" "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(nproc) cores"
+    fact "system" "$(. /etc/os-release && echo "$PRETTY_NAME"), $(uname -m)"
+    fact "compiler" "$(g++ --version | head -n 1)"
+    fact "date" "$(date -u +%F)"
+    fact "load when the run began" "$(cut -d ' ' -f 1 /proc/loadavg)"
+}

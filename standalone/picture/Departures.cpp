@@ -1,0 +1,206 @@
+#include "Departures.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "JsonText.h"
+#include "NextCalls.h"
+#include "TableDump.h"
+
+namespace {
+
+/// A platform's name without the station's in front: "Harbour Central 1" is "1" there.
+std::string trackOf(const PlatformInfo& platform, const Station* station) {
+    std::string name = platform.getName();
+    if (station == nullptr) return name;
+    const std::string front = station->getName() + " ";
+    if (name.compare(0, front.size(), front) != 0) return name;
+    const std::size_t track = name.find_first_not_of(' ', front.size());
+    return track != std::string::npos ? name.substr(track) : name;
+}
+
+/// Writes the parts of the answer into one text.
+class DepartureWriter {
+public:
+    DepartureWriter(const Picture& picture, const ServiceClock& clock) : _picture(picture), _clock(clock) {}
+
+    void writePlace(const DepartureQuery& query) {
+        if (query.stationId != 0) {
+            const Station* station = recordIn(_picture.stations, query.stationId);
+            _json.key("station").beginObject().key("id").number(query.stationId);
+            text("name", station != nullptr ? station->getName() : "");
+            text("abrv", station != nullptr ? station->getAbrv() : "");
+        } else {
+            const PlatformInfo* platform = recordIn(_picture.platforms, query.platformId);
+            const Station* station = stationOf(platform);
+            _json.key("platform").beginObject().key("id").number(query.platformId);
+            text("name", platform != nullptr ? platform->getName() : "");
+            text("track", platform != nullptr ? trackOf(*platform, station) : "");
+            _json.key("station_id").number(platform != nullptr ? platform->getStationId() : 0);
+            text("station_name", station != nullptr ? station->getName() : "");
+        }
+        _json.endObject();
+    }
+
+    void writeCall(const Call& call) {
+        const Service& service = *call.run->service;
+        _json.beginObject().key("service_id").number(service.getId());
+        _json.key("service_stop_id");
+        call.serviceStop != nullptr ? _json.number(call.serviceStop->getId()) : _json.raw("null");
+        _json.key("trip_id").number(service.getTripId());
+        text("name", call.run->trip->getName());
+        writeLine(*call.run);
+        writeDestination(call);
+        _json.key("platform").beginObject().key("id").number(call.platform->getId());
+        text("name", call.platform->getName());
+        text("track", trackOf(*call.platform, stationOf(call.platform)));
+        _json.endObject();
+        writeTimes(call.scheduled, call.expected());
+        _json.key("delay").number(call.delay);
+        writeState(call);
+        writeVehicle(service.getVehicleId());
+        writeStopsAhead(call);
+        _json.endObject();
+    }
+
+    JsonText& json() { return _json; }
+
+private:
+    void text(const char* key, const std::string& value) { _json.key(key).text(value); }
+
+    /// By its enumerator's name; a code without one as the number.
+    template <typename Enumeration>
+    void code(const char* key, Enumeration value) {
+        const char* name = nameOf(value);
+        _json.key(key);
+        name != nullptr ? _json.text(name) : _json.number(value);
+    }
+
+    void writeTimes(std::int64_t scheduled, std::int64_t expected) {
+        _json.key("scheduled").number(scheduled);
+        text("scheduled_text", _clock.text(scheduled));
+        _json.key("expected").number(expected);
+        text("expected_text", _clock.text(expected));
+    }
+
+    void writeState(const Call& call) {
+        const Service& service = *call.run->service;
+        code("state", service.getState());
+        text("state_text", service.getStateText());
+        code("platform_state", call.platform->getState());
+        _json.key("at_platform").flag(call.isAtPlatform());
+        _json.key("is_stopping").flag(call.stop->isStopping());
+        _json.key("cancelled").flag(call.run->isCancelled());
+        _json.key("last_train").flag(service.getIsLastTrain());
+        code("priority", call.run->trip->getPriority());
+        text("priority_text", call.run->trip->getPriorityText());
+    }
+
+    /// The service's own line, else its trip's.
+    void writeLine(const Run& run) {
+        const Line* line = recordIn(_picture.lines, run.service->getLineId());
+        if (line == nullptr) line = recordIn(_picture.lines, run.trip->getLineId());
+        _json.key("line");
+        if (line == nullptr) {
+            _json.raw("null");
+            return;
+        }
+        _json.beginObject().key("id").number(line->getId());
+        text("name", line->getName());
+        text("abrv", line->getAbrv());
+        _json.endObject();
+    }
+
+    /// The station that the service names, else that of its last call.
+    void writeDestination(const Call& call) {
+        const Station* station = recordIn(_picture.stations, call.run->service->getDestinationStationId());
+        const std::vector<Pattern::Stop>& stops = call.pattern->stops;
+        for (auto stop = stops.rbegin(); station == nullptr && stop != stops.rend(); ++stop) {
+            if (stop->record == nullptr || !call.run->callsAt(stop->id)) continue;
+            station = stationOf(recordIn(_picture.platforms, stop->record->getPlatformId()));
+            break;
+        }
+        _json.key("destination");
+        if (station == nullptr) {
+            _json.raw("null");
+            return;
+        }
+        _json.beginObject().key("id").number(station->getId());
+        text("name", station->getName());
+        _json.endObject();
+    }
+
+    void writeVehicle(int id) {
+        const Vehicle* vehicle = recordIn(_picture.vehicles, id);
+        _json.key("vehicle");
+        if (vehicle == nullptr) {
+            _json.raw("null");
+            return;
+        }
+        _json.beginObject().key("id").number(id);
+        text("name", vehicle->getName());
+        _json.key("cars").number(vehicle->getNumCars()).endObject();
+    }
+
+    void writeStopsAhead(const Call& call) {
+        _json.key("stops_ahead").beginArray();
+        const std::vector<Pattern::Stop>& stops = call.pattern->stops;
+        for (std::size_t place = call.place + 1; place < stops.size(); ++place) {
+            const TripStop* stop = stops[place].record;
+            if (stop == nullptr || !stop->isStopping() || !call.run->callsAt(stop->getId())) continue;
+            writeStopAhead(*call.run, *stop);
+        }
+        _json.endArray();
+    }
+
+    /// Times are those of the arrival. A stop at a platform that is not held has no name to go by.
+    void writeStopAhead(const Run& run, const TripStop& stop) {
+        const PlatformInfo* platform = recordIn(_picture.platforms, stop.getPlatformId());
+        if (platform == nullptr) return;
+        const Station* station = stationOf(platform);
+        const ServiceStop* serviceStop = run.stopAt(stop.getId());
+        const std::int64_t scheduled = secondsOf(run.service->getStartTime()) + secondsOf(stop.getSchArvOffset());
+        const std::int64_t delay = serviceStop != nullptr ? secondsOf(serviceStop->getArvDelay()) : 0;
+        _json.beginObject().key("station_id").number(platform->getStationId());
+        text("name", station != nullptr ? station->getName() : platform->getName());
+        _json.key("platform_id").number(platform->getId());
+        writeTimes(scheduled, scheduled + delay);
+        _json.endObject();
+    }
+
+    const Station* stationOf(const PlatformInfo* platform) const {
+        return platform != nullptr ? recordIn(_picture.stations, platform->getStationId()) : nullptr;
+    }
+
+    const Picture& _picture;
+    const ServiceClock& _clock;
+    JsonText _json;
+};
+
+}  // namespace
+
+bool knows(const Picture& picture, const DepartureQuery& query) {
+    if (!picture.feed.ready) return true;
+    return query.stationId != 0 ? picture.stations.find(query.stationId) != nullptr
+                                : picture.platforms.find(query.platformId) != nullptr;
+}
+
+std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now) {
+    const bool hasData = picture.feed.ready && !picture.tripStops.empty();
+    NextCalls next(picture, now);
+    std::vector<Call> calls;
+    if (hasData) {
+        calls = query.stationId != 0 ? next.at(idsUnder(picture.platformsOfStation, query.stationId))
+                                     : next.at({query.platformId});
+    }
+
+    DepartureWriter writer(picture, clock);
+    JsonText& json = writer.json();
+    json.beginObject();
+    writer.writePlace(query);
+    json.key("status").text(!hasData ? "no_data" : calls.empty() ? "no_trains" : "departures");
+    json.key("departures").beginArray();
+    for (std::size_t i = 0; i < std::min(calls.size(), query.limit); ++i) writer.writeCall(calls[i]);
+    json.endArray().endObject();
+    return json.str();
+}

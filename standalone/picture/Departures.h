@@ -1,0 +1,27 @@
+// The next departures of a station or a platform, read from a picture.
+#ifndef STANDALONE_PICTURE_DEPARTURES_H
+#define STANDALONE_PICTURE_DEPARTURES_H
+
+#include <cstddef>
+#include <string>
+
+#include "Picture.h"
+#include "ServiceClock.h"
+
+/// A request for departures, of a station or of a platform.
+struct DepartureQuery {
+    int stationId = 0;   ///< Every platform of this station, or
+    int platformId = 0;  ///< this platform alone.
+    std::size_t limit = 20;
+};
+
+/// Whether the picture knows the station or platform that is asked for. Always true before the feed is
+/// ready: nobody can say yet.
+bool knows(const Picture& picture, const DepartureQuery& query);
+
+/// The answer as one JSON object; the same text as long as nothing in it changes. Costs the calls at the
+/// platforms asked for, not the tables.
+/// @param now in service time, from the clock.
+std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now);
+
+#endif

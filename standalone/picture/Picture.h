@@ -1,0 +1,132 @@
+// The picture of the railway at one moment, for every reader outside the feeding thread: tables, what
+// changed of late, and how the feed is. Immutable once it is published.
+#ifndef STANDALONE_PICTURE_PICTURE_H
+#define STANDALONE_PICTURE_PICTURE_H
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "PersistentMap.h"
+#include "SignallingController.h"
+#include "Tables.h"
+
+/// Counts the changes of the picture, for all tables together; 0 before the first.
+using Revision = std::uint64_t;
+
+using WallTime = std::chrono::system_clock::time_point;
+
+/// What every table keeps of a record.
+struct Row {
+    int id;
+    Revision revision;  ///< At which the record came to be as it is.
+    std::string json;   ///< The record as one JSON object: the keys of a dump, then "updated_at".
+};
+
+/// A row with its record. A service stop's record has what its trip stop says filled in.
+template <typename Record>
+struct RowOf : Row {
+    Record record;
+};
+
+template <typename Record>
+using TableOf = PersistentMap<int, std::shared_ptr<const RowOf<Record>>>;
+
+/// Ids in ascending order.
+using Ids = std::shared_ptr<const std::vector<int>>;
+
+/// One record that changed: its row, or null when it was removed.
+struct Change {
+    Table table;
+    int id;
+    std::shared_ptr<const Row> row;
+};
+
+/// Changes, each record once with its latest state, in the order of the latest changes.
+struct Changes {
+    std::vector<Change> latest;
+    std::size_t coalesced = 0;  ///< Changes left out because the same record changed again later.
+};
+
+/// How the feed is.
+struct FeedStatus {
+    enum Link { CONNECTING, UP, DOWN, ENDED };
+
+    std::string linkName;  ///< As the operator named it: "sim:samples/harbour-line.json".
+    Link link = CONNECTING;
+    std::string linkDetail;              ///< Why it is down, for people; empty when there is nothing to say.
+    WallTime linkSince;                  ///< When the link came to be so.
+    std::optional<WallTime> lastRecord;  ///< When the last record of the feed came in.
+    std::optional<double> at;            ///< Time of the feed: "at" of the last record that had one.
+    bool ready = false;                  ///< A snapshot or, without one, a record has been taken.
+    bool serverOnline = false;
+    bool automaticMessages = false;
+};
+
+/// "connecting", "up", "down", "ended".
+const char* nameOf(FeedStatus::Link link);
+
+struct Picture {
+    Revision revision = 0;
+    std::array<Revision, kTables> tableRevisions{};  ///< Of the last change of each table.
+    FeedStatus feed;
+
+    TableOf<Line> lines;
+    TableOf<Vehicle> vehicles;
+    TableOf<Station> stations;
+    TableOf<PlatformInfo> platforms;
+    TableOf<Trip> trips;
+    TableOf<TripStop> tripStops;
+    TableOf<Service> services;
+    TableOf<ServiceStop> serviceStops;
+
+    /// At which a record that stood already last came to belong to another station, or a platform or a
+    /// trip stop came or went: readers of one station's rows who know an older revision start over.
+    Revision membershipRevision = 0;
+
+    // Who names whom, by what the records themselves say. No entry is empty, and none stands under 0,
+    // which names nobody.
+    PersistentMap<int, Ids> platformsOfStation;
+    PersistentMap<int, Ids> tripStopsAtPlatform;
+    PersistentMap<int, Ids> tripStopsOfTrip;
+    PersistentMap<int, Ids> servicesOfTrip;
+    PersistentMap<int, Ids> stopsOfService;  ///< Service stops.
+
+    /// Changes by revision, the latest ones; a client that knows an older revision starts over.
+    PersistentMap<Revision, std::shared_ptr<const std::vector<Change>>> log;
+    Revision logReachesBackTo = 0;  ///< Oldest revision whose successors are all in the log.
+
+    std::size_t size(Table table) const;
+    Revision revisionOf(Table table) const { return tableRevisions[indexOf(table)]; }
+
+    /// A record's row, or null.
+    std::shared_ptr<const Row> find(Table table, int id) const;
+
+    /// Every row of a table in the order of the ids.
+    std::vector<std::shared_ptr<const Row>> rowsOf(Table table) const;
+
+    /// What changed after a revision; nothing when that is too long ago to say, or still to come. Costs
+    /// what changed.
+    std::optional<Changes> changesSince(Revision since) const;
+
+    /// The station that a record belongs to: a station itself, a platform's, a stop's through its
+    /// platform. 0 for what belongs to no station. The row is one of that table, of this picture or of
+    /// an earlier one.
+    int stationOf(Table table, const Row& row) const;
+};
+
+/// A record of a table, or null; valid as long as the picture.
+template <typename Record>
+const Record* recordIn(const TableOf<Record>& table, int id) {
+    const std::shared_ptr<const RowOf<Record>>* row = table.find(id);
+    return row != nullptr ? &(*row)->record : nullptr;
+}
+
+/// The ids that stand under a key, empty where none do; valid as long as the picture.
+const std::vector<int>& idsUnder(const PersistentMap<int, Ids>& index, int key);
+
+#endif

@@ -1,0 +1,290 @@
+#include "PictureBuilder.h"
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "IsoTime.h"
+#include "SameRecord.h"
+#include "SignallingCodes.h"
+#include "StopRecords.h"
+#include "TableDump.h"
+
+using namespace SignallingCodes;
+
+namespace {
+
+/// The table that a type of record stands in, and its place in a picture.
+template <typename Record>
+struct TablePlace;
+
+template <Table number, auto member>
+struct Place {
+    static constexpr Table kTable = number;
+    static constexpr auto kRows = member;
+};
+
+template <>
+struct TablePlace<Line> : Place<Table::LINES, &Picture::lines> {};
+template <>
+struct TablePlace<Vehicle> : Place<Table::VEHICLES, &Picture::vehicles> {};
+template <>
+struct TablePlace<Station> : Place<Table::STATIONS, &Picture::stations> {};
+template <>
+struct TablePlace<PlatformInfo> : Place<Table::PLATFORMS, &Picture::platforms> {};
+template <>
+struct TablePlace<Trip> : Place<Table::TRIPS, &Picture::trips> {};
+template <>
+struct TablePlace<TripStop> : Place<Table::TRIP_STOPS, &Picture::tripStops> {};
+template <>
+struct TablePlace<Service> : Place<Table::SERVICES, &Picture::services> {};
+template <>
+struct TablePlace<ServiceStop> : Place<Table::SERVICE_STOPS, &Picture::serviceStops> {};
+
+template <typename Record>
+TableOf<Record>& rowsIn(Picture& picture) {
+    return picture.*TablePlace<Record>::kRows;
+}
+
+/// Whether a record says itself what another one says. A service stop is compared without what its trip
+/// stop adds, which it gets at the publication.
+template <typename Record>
+bool saysTheSame(const Record& one, const Record& other) {
+    return sameRecord(one, other);
+}
+
+bool saysTheSame(const ServiceStop& one, const ServiceStop& other) {
+    return ownOf(one) == ownOf(other);
+}
+
+/// The record as a dump prints it, with one member more.
+template <typename Record>
+std::string jsonOf(const Record& record, const std::string& updatedAt) {
+    std::string json = dumpLine(record);
+    json.pop_back();
+    json += R"(,"updated_at":")";
+    json += updatedAt;
+    json += "\"}";
+    return json;
+}
+
+/// Gives a service stop what its trip stop says; nothing where there is none.
+void join(ServiceStop& stop, const TripStop* tripStop) {
+    const TripStop none(0);
+    const TripStop& from = tripStop != nullptr ? *tripStop : none;
+    stop.setTripId(from.getTripId());
+    stop.setPlatformId(from.getPlatformId());
+    stop.setIsStopping(from.isStopping());
+    stop.setSchArvOffset(from.getSchArvOffset());
+    stop.setSchDepOffset(from.getSchDepOffset());
+}
+
+/// Moves a record in an index by what a getter says of it; a record that is not there stands nowhere.
+/// Returns whether it stands elsewhere now.
+template <typename Record>
+bool moveBy(int (Record::*key)() const, IndexEdits& edits, int id, const Record* before, const Record* after) {
+    const int from = before != nullptr ? (before->*key)() : 0;
+    const int to = after != nullptr ? (after->*key)() : 0;
+    edits.move(id, from, to);
+    return from != to;
+}
+
+}  // namespace
+
+PictureBuilder::PictureBuilder(PublishedPicture& published, std::function<WallTime()> wallClock,
+                               std::size_t loggedChanges)
+    : _published(published), _wallClock(std::move(wallClock)), _loggedChanges(loggedChanges) {}
+
+// --- What comes in ------------------------------------------------------------------------------
+
+void PictureBuilder::take(const EventQueue::Item& item) {
+    switch (item.code) {
+        case LINE_UPDATED:
+        case LINE_DELETED: return takeCopy<Line>(item, LINE_UPDATED);
+        case VEHICLE_UPDATED:
+        case VEHICLE_DELETED: return takeCopy<Vehicle>(item, VEHICLE_UPDATED);
+        case STATION_UPDATED:
+        case STATION_DELETED: return takeCopy<Station>(item, STATION_UPDATED);
+        case PLATFORM_UPDATED:
+        case PLATFORM_DELETED: return takeCopy<PlatformInfo>(item, PLATFORM_UPDATED);
+        case TRIP_UPDATED:
+        case TRIP_DELETED: return takeCopy<Trip>(item, TRIP_UPDATED);
+        case SERVICE_UPDATED:
+        case SERVICE_DELETED: return takeCopy<Service>(item, SERVICE_UPDATED);
+        default: return;
+    }
+}
+
+template <typename Record>
+void PictureBuilder::takeCopy(const EventQueue::Item& item, int updatedCode) {
+    if (item.code != updatedCode) return drop<Record>(item.id);
+    if (const auto* record = std::get_if<Record>(&item.record)) hold(*record);
+}
+
+void PictureBuilder::takeStop(int type, int id, const FieldTexts& fields) {
+    if (id == 0) return;
+    if (type == TRIP_STOP) hold(tripStopOf(id, fields));
+    if (type == SERVICE_STOP) hold(serviceStopOf(id, fields));
+}
+
+void PictureBuilder::takeDeletion(int type, int id) {
+    if (type == TRIP_STOP || type == ALL_ELEMENTS) dropMatching<TripStop>(id);
+    if (type == SERVICE_STOP || type == ALL_ELEMENTS) dropMatching<ServiceStop>(id);
+}
+
+/// The record stands as given from now on.
+template <typename Record>
+void PictureBuilder::hold(const Record& record) {
+    const Record* published = recordIn(rowsIn<Record>(_picture), record.getId());
+    if (published != nullptr && saysTheSame(*published, record)) {
+        pending<Record>().erase(record.getId());
+    } else {
+        pending<Record>().insert_or_assign(record.getId(), record);
+    }
+}
+
+/// There is no such record from now on.
+template <typename Record>
+void PictureBuilder::drop(int id) {
+    if (rowsIn<Record>(_picture).find(id) == nullptr) {
+        pending<Record>().erase(id);
+    } else {
+        pending<Record>().insert_or_assign(id, std::nullopt);
+    }
+}
+
+template <typename Record>
+void PictureBuilder::dropMatching(int id) {
+    if (id != 0) return drop<Record>(id);
+    pending<Record>().clear();
+    rowsIn<Record>(_picture).forEach([this](int held, const auto&) { pending<Record>()[held] = std::nullopt; });
+}
+
+// --- What goes out ------------------------------------------------------------------------------
+
+bool PictureBuilder::hasChanges() const {
+    return std::apply([](const auto&... pending) { return (!pending.empty() || ...); }, _pending);
+}
+
+void PictureBuilder::publish() {
+    if (hasChanges()) applyChanges();
+    _picture.feed = _feed;
+    _published.publish(std::make_shared<const Picture>(_picture));
+}
+
+void PictureBuilder::applyChanges() {
+    ++_picture.revision;
+    const std::string updatedAt = isoTime(_wallClock());
+    std::vector<Change> changes;
+    joinStops();
+    apply<Line>(updatedAt, changes);
+    apply<Vehicle>(updatedAt, changes);
+    apply<Station>(updatedAt, changes);
+    apply<PlatformInfo>(updatedAt, changes);
+    apply<Trip>(updatedAt, changes);
+    apply<TripStop>(updatedAt, changes);
+    apply<Service>(updatedAt, changes);
+    apply<ServiceStop>(updatedAt, changes);
+    applyIndexes();
+    logChanges(std::move(changes));
+    freeze();
+}
+
+/// Brings the service stops up to date with their trip stops: those that changed themselves and those
+/// whose trip stop did.
+void PictureBuilder::joinStops() {
+    auto& stops = pending<ServiceStop>();
+    const auto& tripStops = pending<TripStop>();
+    for (const auto& [tripStopId, tripStop] : tripStops) {
+        for (const int id : idsUnder(_stopsOfTripStop, tripStopId)) {
+            if (stops.count(id) == 0) stops.emplace(id, *recordIn(_picture.serviceStops, id));
+        }
+    }
+    for (auto& [id, stop] : stops) {
+        if (!stop) continue;
+        const auto changed = tripStops.find(stop->getTripStopId());
+        if (changed == tripStops.end()) {
+            join(*stop, recordIn(_picture.tripStops, stop->getTripStopId()));
+        } else {
+            join(*stop, changed->second ? &*changed->second : nullptr);
+        }
+    }
+}
+
+/// Writes what changed in one table.
+template <typename Record>
+void PictureBuilder::apply(const std::string& updatedAt, std::vector<Change>& changes) {
+    constexpr Table kTable = TablePlace<Record>::kTable;
+    TableOf<Record>& rows = rowsIn<Record>(_picture);
+    for (const auto& [id, record] : pending<Record>()) {
+        const std::shared_ptr<const RowOf<Record>>* standing = rows.find(id);
+        const std::shared_ptr<const RowOf<Record>> before = standing != nullptr ? *standing : nullptr;
+        const Record* recordBefore = before != nullptr ? &before->record : nullptr;
+        if (record && before != nullptr && sameRecord(*record, *recordBefore)) continue;
+
+        std::shared_ptr<const RowOf<Record>> row;
+        if (record) {
+            RowOf<Record> contents{{id, _picture.revision, jsonOf(*record, updatedAt)}, *record};
+            row = std::make_shared<const RowOf<Record>>(std::move(contents));
+            rows.set(id, row);
+        } else {
+            rows.erase(id);
+        }
+        link(id, recordBefore, record ? &*record : nullptr);
+        _picture.tableRevisions[indexOf(kTable)] = _picture.revision;
+        changes.push_back({kTable, id, std::move(row)});
+    }
+    pending<Record>().clear();
+}
+
+// What stands at a platform or runs a trip belongs to other stations when the platform or a stop of the trip
+// moves, although its own row stays as it is. A service or a service stop takes only itself along.
+
+void PictureBuilder::link(int id, const PlatformInfo* before, const PlatformInfo* after) {
+    if (moveBy(&PlatformInfo::getStationId, _platformsOfStation, id, before, after)) noteMembership();
+}
+
+void PictureBuilder::link(int id, const TripStop* before, const TripStop* after) {
+    if (moveBy(&TripStop::getPlatformId, _tripStopsAtPlatform, id, before, after)) noteMembership();
+    if (moveBy(&TripStop::getTripId, _tripStopsOfTrip, id, before, after)) noteMembership();
+}
+
+void PictureBuilder::link(int id, const Service* before, const Service* after) {
+    const bool moved = moveBy(&Service::getTripId, _servicesOfTrip, id, before, after);
+    if (moved && before != nullptr && after != nullptr) noteMembership();
+}
+
+void PictureBuilder::link(int id, const ServiceStop* before, const ServiceStop* after) {
+    moveBy(&ServiceStop::getServiceId, _stopsOfService, id, before, after);
+    const bool moved = moveBy(&ServiceStop::getTripStopId, _joins, id, before, after);
+    if (moved && before != nullptr && after != nullptr) noteMembership();
+}
+
+void PictureBuilder::applyIndexes() {
+    _platformsOfStation.applyTo(_picture.platformsOfStation);
+    _tripStopsAtPlatform.applyTo(_picture.tripStopsAtPlatform);
+    _tripStopsOfTrip.applyTo(_picture.tripStopsOfTrip);
+    _servicesOfTrip.applyTo(_picture.servicesOfTrip);
+    _stopsOfService.applyTo(_picture.stopsOfService);
+    _joins.applyTo(_stopsOfTripStop);
+}
+
+/// Adds the changes of this revision to the log and takes the oldest revisions out of it.
+void PictureBuilder::logChanges(std::vector<Change> changes) {
+    _logged += changes.size();
+    _picture.log.set(_picture.revision, std::make_shared<const std::vector<Change>>(std::move(changes)));
+    while (_logged > _loggedChanges) {
+        const Revision oldest = ++_picture.logReachesBackTo;
+        _logged -= (*_picture.log.find(oldest))->size();
+        _picture.log.erase(oldest);
+    }
+}
+
+/// The published copies share what stands here now.
+void PictureBuilder::freeze() {
+    std::apply([this](auto... rows) { ((_picture.*rows).freeze(), ...); },
+               std::make_tuple(&Picture::lines, &Picture::vehicles, &Picture::stations, &Picture::platforms,
+                               &Picture::trips, &Picture::tripStops, &Picture::services, &Picture::serviceStops,
+                               &Picture::platformsOfStation, &Picture::tripStopsAtPlatform, &Picture::tripStopsOfTrip,
+                               &Picture::servicesOfTrip, &Picture::stopsOfService, &Picture::log));
+}

@@ -1,0 +1,415 @@
+#include "Api.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <exception>
+#include <limits>
+#include <sstream>
+
+#include "Departures.h"
+#include "EmbeddedPages.h"
+#include "JsonText.h"
+#include "Output.h"
+#include "Problem.h"
+#include "debug.h"
+
+namespace {
+
+constexpr int kLowestId = std::numeric_limits<int>::min();
+constexpr int kHighestId = std::numeric_limits<int>::max();
+
+/// Tables that can be asked for one station's rows.
+constexpr std::array<Table, 5> kTablesOfStations{Table::PLATFORMS, Table::TRIPS, Table::TRIP_STOPS, Table::SERVICES,
+                                                 Table::SERVICE_STOPS};
+
+/// "/api/v1/trip-stops" for the table "trip_stops".
+std::string pathOf(Table table) {
+    std::string name(nameOf(table));
+    std::replace(name.begin(), name.end(), '_', '-');
+    return "/api/v1/" + name;
+}
+
+Table tableOf(const RequestTarget& target) {
+    std::string name = target.segments()[2];
+    std::replace(name.begin(), name.end(), '-', '_');
+    return *tableNamed(name);
+}
+
+/// "service_stops" as people say it: "service stop".
+std::string nounOf(Table table) {
+    std::string noun(nameOf(table));
+    std::replace(noun.begin(), noun.end(), '_', ' ');
+    noun.pop_back();
+    return noun;
+}
+
+std::vector<std::string> splitAt(const std::string& list, char separator) {
+    std::vector<std::string> parts;
+    std::istringstream stream(list);
+    for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
+    return parts;
+}
+
+std::string trimmed(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of(" \t");
+    if (begin == std::string::npos) return "";
+    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+}
+
+std::string lowered(std::string text) {
+    for (char& character : text) {
+        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    }
+    return text;
+}
+
+/// "[::1]:8080" without its port.
+std::string withoutPort(const std::string& authority) {
+    const std::size_t bracket = authority.rfind(']');
+    const std::size_t colon = authority.rfind(':');
+    if (colon == std::string::npos || (bracket != std::string::npos && colon < bracket)) return authority;
+    return authority.substr(0, colon);
+}
+
+/// Whether gzip is among the encodings that a client takes.
+bool takesGzip(const std::string& acceptEncoding) {
+    for (const std::string& offer : splitAt(acceptEncoding, ',')) {
+        const std::vector<std::string> parts = splitAt(offer, ';');
+        if (parts.empty() || lowered(trimmed(parts[0])) != "gzip") continue;
+        for (std::size_t i = 1; i < parts.size(); ++i) {
+            const std::string weight = lowered(trimmed(parts[i]));
+            if (weight.rfind("q=0", 0) == 0 && weight.find_first_not_of("0.", 2) == std::string::npos) return false;
+        }
+        return true;
+    }
+    return false;
+}
+
+/// Whether a client holds what bears this tag already.
+bool holds(const std::string& ifNoneMatch, const std::string& etag) {
+    for (const std::string& part : splitAt(ifNoneMatch, ',')) {
+        std::string tag = trimmed(part);
+        if (tag == "*") return true;
+        if (tag.rfind("W/", 0) == 0) tag.erase(0, 2);
+        if (tag == etag) return true;
+    }
+    return false;
+}
+
+/// Revision of the last change of what a table's rows show for a choice of station.
+Revision lastChangeOf(const Picture& picture, Table table, bool ofStation) {
+    Revision last = picture.revisionOf(table);
+    if (!ofStation) return last;
+    for (const Table other : {Table::STATIONS, Table::PLATFORMS, Table::TRIP_STOPS}) {
+        last = std::max(last, picture.revisionOf(other));
+    }
+    return last;
+}
+
+void requireReady(const Picture& picture) {
+    if (picture.feed.ready) return;
+    throw Problem{503,
+                  "Nothing is known yet: neither a snapshot nor a record has come from the signalling side.",
+                  "",
+                  "",
+                  {{"Retry-After", "2"}}};
+}
+
+}  // namespace
+
+Api::Api(Surroundings surroundings, ApiOptions options)
+    : _around(std::move(surroundings)), _options(std::move(options)) {
+    for (const Table each : kEveryTable) {
+        addRoute(pathOf(each), &Api::table);
+        addRoute(pathOf(each) + "/{id}", &Api::record);
+    }
+    addRoute("/api/v1/stations/{id}/departures", &Api::stationDepartures);
+    addRoute("/api/v1/platforms/{id}/departures", &Api::platformDepartures);
+    addRoute("/api/v1/changes", &Api::changes);
+    addRoute("/api/v1/status", &Api::status);
+    addRoute("/healthz", &Api::alive);
+    addRoute("/readyz", &Api::ready);
+    addRoute("/metrics", &Api::metrics);
+}
+
+void Api::addRoute(const std::string& path, Handler handler) {
+    _routes.push_back({path, handler, splitAt(path.substr(1), '/')});
+}
+
+const Api::Route* Api::routeOf(const RequestTarget& target) const {
+    const std::vector<std::string>& segments = target.segments();
+    for (const Route& route : _routes) {
+        const auto same = [](const std::string& wanted, const std::string& given) {
+            return wanted == "{id}" || wanted == given;
+        };
+        if (std::equal(route.segments.begin(), route.segments.end(), segments.begin(), segments.end(), same)) {
+            return &route;
+        }
+    }
+    return nullptr;
+}
+
+HttpAnswer Api::answer(const HttpRequest& request) {
+    std::string route = "none";
+    HttpAnswer answer;
+    try {
+        answer = routed(request, route);
+    } catch (const Problem& problem) {
+        answer = answerOf(problem);
+    } catch (const std::exception& error) {
+        handleError(2, "%s: %s: %s", "answer", onOneLine(request.target).c_str(), error.what());
+        answer = answerOf(Problem{500, "The service failed at this request; its log says more.", ""});
+    }
+    answer.route = route;
+    return answer;
+}
+
+HttpAnswer Api::routed(const HttpRequest& request, std::string& route) {
+    checkSender(request);
+    const RequestTarget target(request.target);
+    const Route* known = routeOf(target);
+    const bool isPage = known == nullptr && findPage(target.path()) != nullptr;
+    if (known == nullptr && !isPage) {
+        throw Problem{404, "There is nothing at this path; /api/v1/openapi.json describes what there is.", ""};
+    }
+    route = isPage ? target.path() : known->path;
+    if (request.method != "GET" && request.method != "HEAD") {
+        throw Problem{405, "This resource is read only: GET or HEAD.", "", "", {{"Allow", "GET, HEAD"}}};
+    }
+    return isPage ? page(request, target) : (this->*known->handler)(request, target);
+}
+
+/// A page on somebody else's site must not read what a browser inside the house can reach: the name it
+/// was reached by and the page's origin have to be ours.
+void Api::checkSender(const HttpRequest& request) const {
+    if (!request.host || request.host->empty()) throw Problem{400, "The request must name one Host.", ""};
+    if (_options.hosts.count(lowered(withoutPort(*request.host))) == 0) {
+        throw Problem{421,
+                      "This service does not answer for " + quoted(*request.host) +
+                          "; its operator can allow it with --allow-host.",
+                      ""};
+    }
+    if (!request.origin) return;
+    const std::size_t scheme = request.origin->find("://");
+    const bool ours =
+        scheme != std::string::npos && lowered(request.origin->substr(scheme + 3)) == lowered(*request.host);
+    if (!ours) throw Problem{403, "Pages of " + quoted(*request.origin) + " may not read here.", ""};
+}
+
+// --- Tables -------------------------------------------------------------------------------------
+
+HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) {
+    const std::shared_ptr<const Picture> picture = _around.published.current();
+    const Table wanted = tableOf(target);
+    const bool perStation =
+        std::find(kTablesOfStations.begin(), kTablesOfStations.end(), wanted) != kTablesOfStations.end();
+    perStation ? target.allow({"since", "station"}) : target.allow({"since"});
+    requireReady(*picture);
+
+    const std::optional<std::string> since = target.parameter("since");
+    const int station = knownStation(*picture, target);
+    if (since && station != 0) throw Problem{400, "Cannot be combined with station.", "since"};
+    if (since) return changedSince(request, *picture, wanted, *since);
+
+    const Revision revision = lastChangeOf(*picture, wanted, station != 0);
+    const std::string token = _around.tokens.of(revision);
+    const std::string key = target.path() + (station != 0 ? "?station=" + std::to_string(station) : "");
+    const auto body = _bodies.get(key, revision, token, [&] {
+        const auto rows = rowsOf(*picture, wanted, ChangeFilter{{}, station});
+        JsonText json;
+        json.beginObject().key("revision").text(token).key("table").text(nameOf(wanted));
+        json.key("count").number(static_cast<long long>(rows.size())).key("items").beginArray();
+        for (const auto& row : rows) json.raw(row->json);
+        json.endArray().endObject();
+        return json.str();
+    });
+    return answerWith(request, *body);
+}
+
+/// The station that is asked for; 0 for none. It must exist.
+int Api::knownStation(const Picture& picture, const RequestTarget& target) const {
+    const std::optional<int> station = target.number("station", kLowestId, kHighestId);
+    if (!station) return 0;
+    if (picture.find(Table::STATIONS, *station) == nullptr) {
+        throw Problem{404, "There is no station " + std::to_string(*station) + ".", "station"};
+    }
+    return *station;
+}
+
+HttpAnswer Api::changedSince(const HttpRequest& request, const Picture& picture, Table table,
+                             const std::string& token) {
+    const RevisionTokens::Reading since = _around.tokens.read(token);
+    if (!since.wellFormed) throw Problem{400, "Must be a revision as this service gives them.", "since"};
+
+    const Revision last = picture.revisionOf(table);
+    const bool nothingNew = since.revision && *since.revision >= last && *since.revision <= picture.revision;
+    const auto changes = nothingNew       ? std::optional<Changes>(Changes{})
+                         : since.revision ? picture.changesSince(*since.revision)
+                                          : std::nullopt;
+    const std::string current = _around.tokens.of(last);
+    if (!changes) {
+        throw Problem{410,
+                      since.revision ? "The changes since then are not kept any more: read the whole table."
+                                     : "This revision is from before the service was started: read the whole table.",
+                      "since", current};
+    }
+    JsonText items;
+    JsonText removed;
+    items.beginArray();
+    removed.beginArray();
+    for (const Change& change : changes->latest) {
+        if (change.table != table) continue;
+        change.row != nullptr ? items.raw(change.row->json) : removed.number(change.id);
+    }
+    items.endArray();
+    removed.endArray();
+
+    JsonText json;
+    json.beginObject().key("revision").text(current).key("table").text(nameOf(table)).key("since").text(token);
+    json.key("items").raw(items.str()).key("removed").raw(removed.str()).endObject();
+    Body body{std::make_shared<const std::string>(json.str()), nullptr, current + "-since-" + token};
+    return answerWith(request, body);
+}
+
+HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) {
+    target.allow({});
+    const Table wanted = tableOf(target);
+    const int id = wholeNumber(target.segments()[3], "id", kLowestId, kHighestId);
+    const std::shared_ptr<const Picture> picture = _around.published.current();
+    requireReady(*picture);
+    const std::shared_ptr<const Row> row = picture->find(wanted, id);
+    if (row == nullptr) throw Problem{404, "There is no " + nounOf(wanted) + " " + std::to_string(id) + ".", "id"};
+    Body body{std::make_shared<const std::string>(row->json), nullptr, _around.tokens.of(row->revision)};
+    return answerWith(request, body);
+}
+
+// --- Departures ---------------------------------------------------------------------------------
+
+HttpAnswer Api::stationDepartures(const HttpRequest& request, const RequestTarget& target) {
+    return departures(request, target, true);
+}
+
+HttpAnswer Api::platformDepartures(const HttpRequest& request, const RequestTarget& target) {
+    return departures(request, target, false);
+}
+
+HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) {
+    constexpr int kDefaultLimit = 20;
+    constexpr int kHighestLimit = 200;
+    constexpr double kMinute = 60;
+    target.allow({"limit"});
+    DepartureQuery query;
+    const int id = wholeNumber(target.segments()[3], "id", kLowestId, kHighestId);
+    (ofStation ? query.stationId : query.platformId) = id;
+    query.limit = static_cast<std::size_t>(target.number("limit", 1, kHighestLimit).value_or(kDefaultLimit));
+
+    const std::shared_ptr<const Picture> picture = _around.published.current();
+    if (!knows(*picture, query)) {
+        throw Problem{
+            404, std::string("There is no ") + (ofStation ? "station " : "platform ") + std::to_string(id) + ".", "id"};
+    }
+    // Whatever passes with time alone passes within the minute.
+    const double now = std::floor(_around.clock.now(picture->feed, _around.wallClock()) / kMinute) * kMinute;
+    const auto minute = static_cast<std::uint64_t>(static_cast<std::int64_t>(std::fmod(now / kMinute, 1e15)));
+    const std::string key = std::string(ofStation ? "departures/station/" : "departures/platform/") +
+                            std::to_string(id) + "/" + std::to_string(query.limit);
+    const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
+    const auto body =
+        _bodies.get(key, validity, "", [&] { return departuresJson(*picture, query, _around.clock, now); });
+    return answerWith(request, *body);
+}
+
+// --- Changes, status, pages ---------------------------------------------------------------------
+
+HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target) {
+    target.allow({"tables", "station"});
+    const std::shared_ptr<const Picture> picture = _around.published.current();
+    HttpAnswer::Stream stream;
+    if (target.parameter("station")) {
+        requireReady(*picture);
+        stream.filter.stationId = knownStation(*picture, target);
+    }
+    if (const std::optional<std::string> tables = target.parameter("tables")) {
+        stream.filter.tables.reset();
+        for (const std::string& name : splitAt(*tables, ',')) {
+            const std::optional<Table> table = tableNamed(name);
+            if (!table) throw Problem{400, "There is no table " + quoted(name) + ".", "tables"};
+            stream.filter.tables.set(indexOf(*table));
+        }
+        if (stream.filter.tables.none()) throw Problem{400, "Names no table.", "tables"};
+    }
+    stream.knows = _around.tokens.read(trimmed(request.lastEventId)).revision;
+
+    HttpAnswer answer;
+    answer.type = "text/event-stream";
+    answer.cacheControl = "no-store";
+    answer.stream = stream;
+    return answer;
+}
+
+HttpAnswer Api::status(const HttpRequest& /*request*/, const RequestTarget& target) {
+    target.allow({});
+    return statusOf(*_around.published.current());
+}
+
+HttpAnswer Api::statusOf(const Picture& picture) const {
+    HttpAnswer answer;
+    answer.cacheControl = "no-store";
+    answer.body = std::make_shared<const std::string>(_around.report.status(picture, _around.wallClock()));
+    return answer;
+}
+
+HttpAnswer Api::alive(const HttpRequest& /*request*/, const RequestTarget& target) {
+    target.allow({});
+    HttpAnswer answer;
+    answer.cacheControl = "no-store";
+    answer.body = std::make_shared<const std::string>(R"({"alive":true})");
+    return answer;
+}
+
+/// A link that falls later does not take the boards off the air: it shows in the body.
+HttpAnswer Api::ready(const HttpRequest& /*request*/, const RequestTarget& target) {
+    target.allow({});
+    const std::shared_ptr<const Picture> picture = _around.published.current();
+    HttpAnswer answer = statusOf(*picture);
+    if (picture->feed.ready) return answer;
+    answer.status = 503;
+    answer.headers.emplace_back("Retry-After", "2");
+    return answer;
+}
+
+HttpAnswer Api::metrics(const HttpRequest& request, const RequestTarget& target) {
+    target.allow({});
+    if (!_options.openMetrics && !request.fromLoopback) {
+        throw Problem{403, "Metrics are for this machine alone; --open-metrics opens them.", ""};
+    }
+    HttpAnswer answer;
+    answer.type = "text/plain; version=0.0.4; charset=utf-8";
+    answer.cacheControl = "no-store";
+    answer.body = std::make_shared<const std::string>(_around.metrics());
+    return answer;
+}
+
+/// The parameters of a page are its own business.
+HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) {
+    const EmbeddedPage& page = *findPage(target.path());
+    const auto body = _bodies.get(target.path(), 0, std::string(page.etag), [&] { return std::string(page.body); });
+    HttpAnswer answer = answerWith(request, *body);
+    answer.type = page.type;
+    return answer;
+}
+
+HttpAnswer Api::answerWith(const HttpRequest& request, Body& body) {
+    constexpr std::size_t kWorthIt = 512;  // bytes; below, compressing saves no packet
+    HttpAnswer answer;
+    answer.varies = true;
+    answer.gzip = body.plain->size() >= kWorthIt && takesGzip(request.acceptEncoding);
+    answer.etag = "\"" + body.tag + (answer.gzip ? "-gzip\"" : "\"");
+    if (holds(request.ifNoneMatch, answer.etag)) {
+        answer.status = 304;
+        return answer;
+    }
+    answer.body = answer.gzip ? _bodies.compressed(body) : body.plain;
+    return answer;
+}

@@ -1,0 +1,77 @@
+// The resources of the service: a request comes in, an answer made of the latest picture goes out. Knows
+// no sockets.
+#ifndef STANDALONE_SERVICE_API_H
+#define STANDALONE_SERVICE_API_H
+
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "BodyCache.h"
+#include "FeedReport.h"
+#include "HttpMessages.h"
+#include "PublishedPicture.h"
+#include "RequestTarget.h"
+#include "RevisionToken.h"
+#include "ServiceClock.h"
+
+struct ApiOptions {
+    std::set<std::string> hosts;  ///< Names and addresses, without port, that a `Host` may bear.
+    bool openMetrics = false;     ///< Metrics for everybody, not for this machine alone.
+};
+
+/// [Threading] For one thread.
+class Api {
+public:
+    struct Surroundings {
+        const PublishedPicture& published;
+        const ServiceClock& clock;
+        const FeedReport& report;
+        const RevisionTokens& tokens;
+        std::function<std::string()> metrics;  ///< In the text format of Prometheus.
+        std::function<WallTime()> wallClock;
+    };
+
+    Api(Surroundings surroundings, ApiOptions options);
+
+    /// Never throws for what a client asks; what goes wrong is a problem document.
+    HttpAnswer answer(const HttpRequest& request);
+
+private:
+    using Handler = HttpAnswer (Api::*)(const HttpRequest&, const RequestTarget&);
+    struct Route {
+        std::string path;  ///< With "{id}" for any number.
+        Handler handler;
+        std::vector<std::string> segments;
+    };
+
+    void addRoute(const std::string& path, Handler handler);
+    const Route* routeOf(const RequestTarget& target) const;
+    HttpAnswer routed(const HttpRequest& request, std::string& route);
+    void checkSender(const HttpRequest& request) const;
+
+    HttpAnswer table(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer record(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer stationDepartures(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer platformDepartures(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer changes(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer status(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer alive(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer ready(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer metrics(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer page(const HttpRequest& request, const RequestTarget& target);
+
+    HttpAnswer statusOf(const Picture& picture) const;
+    HttpAnswer changedSince(const HttpRequest& request, const Picture& picture, Table table, const std::string& token);
+    HttpAnswer departures(const HttpRequest& request, const RequestTarget& target, bool ofStation);
+    HttpAnswer answerWith(const HttpRequest& request, Body& body);
+    int knownStation(const Picture& picture, const RequestTarget& target) const;
+
+    Surroundings _around;
+    ApiOptions _options;
+    BodyCache _bodies;
+    std::vector<Route> _routes;
+};
+
+#endif

@@ -1,0 +1,345 @@
+#include "HttpConnection.h"
+
+#include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/write.hpp>
+#include <cstdio>
+#include <ctime>
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using boost::system::error_code;
+
+namespace {
+
+constexpr unsigned kHttp11 = 11;
+
+constexpr const char* kPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; base-uri 'none'; "
+    "form-action 'none'; frame-ancestors 'none'";
+
+/// "Fri, 20 Nov 2026 13:25:08 GMT", whatever the locale.
+std::string httpDate() {
+    static constexpr std::array<const char*, 7> kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    gmtime_r(&now, &parts);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%s, %02d %s %04d %02d:%02d:%02d GMT",
+                  kDays.at(static_cast<std::size_t>(parts.tm_wday)), parts.tm_mday,
+                  kMonths.at(static_cast<std::size_t>(parts.tm_mon)), parts.tm_year + 1900, parts.tm_hour, parts.tm_min,
+                  parts.tm_sec);
+    return text.data();
+}
+
+/// The headers of every answer.
+template <typename Message>
+void addHeaders(Message& message, const HttpAnswer& answer) {
+    message.reason(reasonOf(answer.status));
+    message.set(http::field::date, httpDate());
+    message.set(http::field::cache_control, answer.cacheControl);
+    message.set("X-Content-Type-Options", "nosniff");
+    message.set("Referrer-Policy", "no-referrer");
+    message.set("Cross-Origin-Resource-Policy", "same-origin");
+    message.set("Content-Security-Policy", kPolicy);
+    if (!answer.etag.empty()) message.set(http::field::etag, answer.etag);
+    if (answer.varies) message.set(http::field::vary, "Accept-Encoding");
+    if (answer.gzip && answer.body) message.set(http::field::content_encoding, "gzip");
+    for (const auto& [name, value] : answer.headers) message.set(name, value);
+}
+
+std::string valueOf(const http::request<http::string_body>& request, http::field name) {
+    const auto found = request.find(name);
+    return found == request.end() ? std::string() : std::string(found->value());
+}
+
+std::optional<std::string> givenValueOf(const http::request<http::string_body>& request, http::field name) {
+    const auto found = request.find(name);
+    if (found == request.end()) return std::nullopt;
+    return std::string(found->value());
+}
+
+HttpRequest requestOf(const http::request<http::string_body>& message, const asio::ip::address& peer) {
+    HttpRequest request;
+    request.method = std::string(message.method_string());
+    request.target = std::string(message.target());
+    if (message.count(http::field::host) == 1) request.host = valueOf(message, http::field::host);
+    request.origin = givenValueOf(message, http::field::origin);
+    request.ifNoneMatch = valueOf(message, http::field::if_none_match);
+    request.acceptEncoding = valueOf(message, http::field::accept_encoding);
+    request.lastEventId = std::string(message["Last-Event-ID"]);
+    const bool handedOn = message.count(http::field::forwarded) > 0 || message.count("X-Forwarded-For") > 0;
+    request.fromLoopback = peer.is_loopback() && !handedOn;
+    return request;
+}
+
+/// What a client is told whose request cannot be read; nothing where it just went away.
+std::optional<Problem> problemOf(error_code error, const HttpLimits& limits) {
+    if (error == http::error::header_limit) {
+        return Problem{431, "The header is longer than " + std::to_string(limits.headerBytes) + " bytes.", ""};
+    }
+    if (error == http::error::body_limit) {
+        return Problem{413, "The body is longer than " + std::to_string(limits.bodyBytes) + " bytes.", ""};
+    }
+    const bool notHttp = error.category() == make_error_code(http::error::bad_method).category();
+    if (notHttp && error != http::error::end_of_stream && error != http::error::partial_message) {
+        return Problem{400, "This is no HTTP request: " + error.message() + ".", ""};
+    }
+    return std::nullopt;
+}
+
+/// Differs where readers are to hear at once how the feed is, though no table changed.
+unsigned summaryOf(const FeedStatus& feed) {
+    return static_cast<unsigned>(feed.link) << 3U | (feed.ready ? 4U : 0U) | (feed.serverOnline ? 2U : 0U) |
+           (feed.automaticMessages ? 1U : 0U);
+}
+
+}  // namespace
+
+HttpConnection::HttpConnection(HttpServer& server, asio::ip::tcp::socket socket, asio::ip::address peer)
+    : _server(server),
+      _socket(std::move(socket)),
+      _peer(std::move(peer)),
+      _buffer(server._limits.headerBytes + server._limits.bodyBytes) {}
+
+void HttpConnection::start() {
+    error_code ignored;
+    _socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    await();
+    expectWithin(_server._limits.request);  // a client that connects has something to say
+}
+
+void HttpConnection::refuse(const Problem& problem) {
+    _isRefused = true;
+    expectWithin(_server._limits.progress);
+    send(answerOf(problem), false, true);
+}
+
+// --- Requests -----------------------------------------------------------------------------------
+
+/// The first byte of a request begins its time.
+void HttpConnection::await() {
+    _state = WAITING;
+    expectWithin(_server._limits.idle);
+    if (_buffer.size() > 0) return read();  // sent along with the request before
+    _socket.async_wait(asio::ip::tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
+        if (error) return self->close();
+        self->read();
+    });
+}
+
+void HttpConnection::read() {
+    _state = READING;
+    expectWithin(_server._limits.request);
+    _parser.emplace();
+    _parser->header_limit(static_cast<std::uint32_t>(_server._limits.headerBytes));
+    _parser->body_limit(_server._limits.bodyBytes);
+    http::async_read_header(_socket, _buffer, *_parser, [self = shared_from_this()](error_code error, std::size_t) {
+        if (error || self->_parser->is_done()) return self->onRead(error);
+        self->askForBody();
+    });
+}
+
+/// Some clients wait to be asked for the body that they have announced.
+void HttpConnection::askForBody() {
+    static constexpr std::string_view kGoOn = "HTTP/1.1 100 Continue\r\n\r\n";
+    if (_buffer.size() > 0 || _parser->get().count(http::field::expect) == 0) return readBody();
+    asio::async_write(_socket, asio::buffer(kGoOn), [self = shared_from_this()](error_code error, std::size_t) {
+        if (error) return self->close();
+        self->readBody();
+    });
+}
+
+void HttpConnection::readBody() {
+    http::async_read(_socket, _buffer, *_parser,
+                     [self = shared_from_this()](error_code error, std::size_t) { self->onRead(error); });
+}
+
+void HttpConnection::onRead(error_code error) {
+    if (error) {
+        const std::optional<Problem> problem = problemOf(error, _server._limits);
+        if (!problem) return close();
+        const HttpAnswer answer = answerOf(*problem);
+        _server._metrics.answered("none", answer.status);
+        return send(answer, false, true);
+    }
+    const http::request<http::string_body> message = _parser->release();
+    const HttpRequest request = requestOf(message, _peer);
+    const HttpAnswer answer = _server._api.answer(request);
+    _server._metrics.answered(answer.route, answer.status);
+    const bool bodyToo = request.method != "HEAD";
+    if (answer.stream && bodyToo) {
+        _inChunks = message.version() >= kHttp11;
+        return beginStream(answer);
+    }
+    send(answer, message.keep_alive() && !_finishing, bodyToo);
+}
+
+// --- Answers ------------------------------------------------------------------------------------
+
+void HttpConnection::send(const HttpAnswer& answer, bool keepAlive, bool bodyToo) {
+    _state = WRITING;
+    _body = answer.body;
+    _keepAlive = keepAlive;
+    _response.emplace(static_cast<http::status>(answer.status), kHttp11);
+    addHeaders(*_response, answer);
+    if (_body || answer.stream) _response->set(http::field::content_type, answer.type);
+    if (answer.status != 304 && !answer.stream) _response->content_length(_body ? _body->size() : 0);
+    _response->keep_alive(keepAlive);
+    if (_body && bodyToo) _response->body() = {_body->data(), _body->size()};
+    _serializer.emplace(*_response);
+    _serializer->split(!bodyToo);
+    writeOn();
+}
+
+/// Writes piece by piece: a reader that takes anything gets time for the next.
+void HttpConnection::writeOn() {
+    expectWithin(_server._limits.progress);
+    http::async_write_some(_socket, *_serializer, [self = shared_from_this()](error_code error, std::size_t) {
+        if (error) return self->close();
+        const bool headAlone = self->_serializer->split() && self->_serializer->is_header_done();
+        if (!self->_serializer->is_done() && !headAlone) return self->writeOn();
+        self->_serializer.reset();
+        self->_response.reset();
+        self->_body.reset();
+        self->_state = WAITING;
+        if (!self->_keepAlive || self->_finishing) return self->finish();
+        self->await();
+    });
+}
+
+// --- Streams ------------------------------------------------------------------------------------
+
+void HttpConnection::beginStream(const HttpAnswer& answer) {
+    error_code ignored;
+    _socket.set_option(asio::socket_base::send_buffer_size(_server._limits.sendBufferBytes), ignored);
+    http::response<http::empty_body> head(http::status::ok, kHttp11);
+    addHeaders(head, answer);
+    head.set(http::field::content_type, answer.type);
+    head.chunked(_inChunks);
+    head.keep_alive(false);
+    std::ostringstream text;
+    text << head.base();
+
+    _state = STREAMING;
+    _stream = answer.stream;
+    _lastComment = _lastTick = Clock::now();
+    _server._metrics.streamBegan();
+    // Head and first chunk go out as one: the chunk's own head comes behind the answer's.
+    sendPicture(_server._published.current());
+    _chunkHead.insert(0, text.str());
+    writeChunk();
+    listenForEnd();
+}
+
+/// From a client that has nothing more to say: what comes is passed over until it closes.
+void HttpConnection::listenForEnd() {
+    static std::array<char, 16384> passedOver;  // by all connections: nobody reads it
+    _socket.async_read_some(asio::buffer(passedOver), [self = shared_from_this()](error_code error, std::size_t) {
+        if (error) return self->close();
+        self->listenForEnd();
+    });
+}
+
+/// Makes a chunk of what is new in a picture.
+void HttpConnection::sendPicture(const std::shared_ptr<const Picture>& picture) {
+    const auto piece = _server._changes.piece(picture, _stream->filter, _stream->knows);
+    _stream->knows = picture->revision;
+    _toldOfFeed = summaryOf(picture->feed);
+    _lastTick = Clock::now();
+    _server._metrics.coalesced(piece.coalesced);
+    sendEvents(piece.events);
+}
+
+/// Makes a chunk of some events.
+void HttpConnection::sendEvents(std::shared_ptr<const std::string> events) {
+    std::array<char, 24> head{};
+    if (_inChunks) std::snprintf(head.data(), head.size(), "%zx\r\n", events->size());
+    _chunkHead = head.data();
+    _events = std::move(events);
+    _sent = 0;
+    expectWithin(_server._limits.progress);
+}
+
+void HttpConnection::writeChunk() {
+    const std::string_view chunkEnd = _inChunks ? "\r\n" : "";
+    const std::array<asio::const_buffer, 3> whole{asio::buffer(_chunkHead), asio::buffer(*_events),
+                                                  asio::buffer(chunkEnd)};
+    std::array<asio::const_buffer, 3> left;
+    std::size_t sent = _sent;
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        const std::size_t passed = std::min(sent, whole[i].size());
+        left[i] = whole[i] + passed;
+        sent -= passed;
+        total += whole[i].size();
+    }
+    _socket.async_write_some(left, [self = shared_from_this(), total](error_code error, std::size_t written) {
+        if (error) return self->close();
+        self->_sent += written;
+        self->expectWithin(self->_server._limits.progress);
+        if (self->_sent < total) return self->writeChunk();
+        self->_events.reset();
+        if (self->_finishing) return self->finish();
+        self->pictureChanged();
+    });
+}
+
+void HttpConnection::pictureChanged() {
+    if (!_stream || _events || _finishing) return;
+    const std::shared_ptr<const Picture> picture = _server._published.current();
+    if (_stream->knows == picture->revision && _toldOfFeed == summaryOf(picture->feed)) return;
+    sendPicture(picture);
+    writeChunk();
+}
+
+// --- Time and ends ------------------------------------------------------------------------------
+
+void HttpConnection::watch(Clock::time_point now) {
+    static const auto kComment = std::make_shared<const std::string>(": still here\n\n");
+    const bool waits = _stream && !_events;
+    if (!waits && now >= _deadline) {
+        if (_stream) _server._metrics.streamStoodStill();
+        return close();
+    }
+    if (!waits || _finishing) return;
+    if (now - _lastComment >= _server._limits.comment) {
+        _lastComment = now;
+        sendEvents(kComment);
+        writeChunk();
+    } else if (now - _lastTick >= _server._limits.tick) {
+        // With what is new, if anything is: a tick names the revision that the reader knows.
+        sendPicture(_server._published.current());
+        writeChunk();
+    }
+}
+
+void HttpConnection::finish() {
+    static constexpr std::string_view kLastChunk = "0\r\n\r\n";
+    constexpr std::chrono::seconds kToHearOut{2};
+    _finishing = true;
+    if (_state == READING || _state == WRITING || _events) return;  // comes back here when that is done
+    error_code ignored;
+    if (_state == STREAMING && _inChunks) {
+        _socket.non_blocking(true, ignored);
+        _socket.write_some(asio::buffer(kLastChunk), ignored);
+    }
+    _socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    if (_state == STREAMING || _server._stopping) return close();
+    // Closing on what a client still sends would take the answer from it.
+    expectWithin(kToHearOut);
+    listenForEnd();
+}
+
+void HttpConnection::close() {
+    if (!_socket.is_open()) return;
+    error_code ignored;
+    _socket.close(ignored);
+    if (_stream) _server._metrics.streamEnded();
+    _server.closed(*this);
+}

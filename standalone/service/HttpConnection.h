@@ -1,0 +1,98 @@
+// One connection of a client: requests in, answers out, or a stream of changes. Owned by the server.
+#ifndef STANDALONE_SERVICE_HTTPCONNECTION_H
+#define STANDALONE_SERVICE_HTTPCONNECTION_H
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/serializer.hpp>
+#include <boost/beast/http/span_body.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "HttpMessages.h"
+#include "HttpServer.h"
+#include "Problem.h"
+
+/// [Threading] The server's thread alone. Lives as long as the server knows it and an operation is under
+/// way.
+class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    HttpConnection(HttpServer& server, boost::asio::ip::tcp::socket socket, boost::asio::ip::address peer);
+
+    /// Awaits the first request.
+    void start();
+
+    /// Says why there is no room, then closes.
+    void refuse(const Problem& problem);
+
+    /// Sends a stream's reader what is new, be it the state of the link alone, unless it is still busy with
+    /// what came before.
+    void pictureChanged();
+
+    /// Looks after time limits, comments and ticks; called some times a second.
+    void watch(Clock::time_point now);
+
+    /// Ends in good order: a stream with its last chunk, an answer under way when it is out.
+    void finish();
+
+    /// Ends at once.
+    void close();
+
+    const boost::asio::ip::address& peer() const { return _peer; }
+
+    /// Whether it hears why there is no room, and nothing else.
+    bool isRefused() const { return _isRefused; }
+
+private:
+    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+    using Response = boost::beast::http::response<boost::beast::http::span_body<const char>>;
+    using Serializer = boost::beast::http::response_serializer<boost::beast::http::span_body<const char>>;
+
+    void await();
+    void read();
+    void askForBody();
+    void readBody();
+    void onRead(boost::system::error_code error);
+    void send(const HttpAnswer& answer, bool keepAlive, bool bodyToo);
+    void writeOn();
+    void beginStream(const HttpAnswer& answer);
+    void listenForEnd();
+    void sendPicture(const std::shared_ptr<const Picture>& picture);
+    void sendEvents(std::shared_ptr<const std::string> events);
+    void writeChunk();
+    void expectWithin(std::chrono::seconds time) { _deadline = Clock::now() + time; }
+
+    HttpServer& _server;
+    boost::asio::ip::tcp::socket _socket;
+    boost::asio::ip::address _peer;
+    boost::beast::flat_buffer _buffer;
+    std::optional<Parser> _parser;
+    Clock::time_point _deadline;
+    enum State { WAITING, READING, WRITING, STREAMING } _state = WAITING;
+    bool _finishing = false;
+    bool _isRefused = false;
+
+    // An answer under way.
+    std::shared_ptr<const std::string> _body;
+    std::optional<Response> _response;
+    std::optional<Serializer> _serializer;
+    bool _keepAlive = false;
+
+    // A stream.
+    std::optional<HttpAnswer::Stream> _stream;
+    unsigned _toldOfFeed = 0;
+    bool _inChunks = true;                       // not for a reader who speaks HTTP/1.0
+    std::shared_ptr<const std::string> _events;  // being sent; null while the reader waits
+    std::string _chunkHead;
+    std::size_t _sent = 0;  // bytes of the chunk
+    Clock::time_point _lastComment;
+    Clock::time_point _lastTick;
+};
+
+#endif

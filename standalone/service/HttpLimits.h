@@ -1,0 +1,22 @@
+// What the service takes from its clients before it looks after itself.
+#ifndef STANDALONE_SERVICE_HTTPLIMITS_H
+#define STANDALONE_SERVICE_HTTPLIMITS_H
+
+#include <chrono>
+#include <cstddef>
+
+/// What a client may ask of the service's patience and memory.
+struct HttpLimits {
+    std::size_t connections = 4096;
+    std::size_t connectionsPerAddress = 64;
+    std::size_t headerBytes = 8192;
+    std::size_t bodyBytes = 16384;
+    std::chrono::seconds request{10};   ///< For a whole request, from its first byte or the connection on.
+    std::chrono::seconds idle{60};      ///< Between two requests.
+    std::chrono::seconds progress{30};  ///< For a reader to take anything at all.
+    std::chrono::seconds comment{15};   ///< Between comments in a stream.
+    std::chrono::seconds tick{5};       ///< Between revision events in a stream where nothing changes.
+    int sendBufferBytes = 262144;       ///< Of a stream's socket: what a reader that stands still holds.
+};
+
+#endif

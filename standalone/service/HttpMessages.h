@@ -1,0 +1,46 @@
+// A request and its answer between the connection, which knows sockets, and the service, which does not.
+#ifndef STANDALONE_SERVICE_HTTPMESSAGES_H
+#define STANDALONE_SERVICE_HTTPMESSAGES_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ChangeFilter.h"
+
+/// What the service reads of a request. Header values are as they came; empty where one is missing.
+struct HttpRequest {
+    std::string method;
+    std::string target;
+    std::optional<std::string> host;
+    std::optional<std::string> origin;
+    std::string ifNoneMatch;
+    std::string acceptEncoding;
+    std::string lastEventId;
+    bool fromLoopback = false;  ///< And not handed on by a proxy.
+};
+
+/// What goes back, but for the headers that every answer bears.
+struct HttpAnswer {
+    int status = 200;
+    std::string route;  ///< The path as the API describes it, for the metrics: "/api/v1/lines/{id}".
+    std::string type = "application/json";
+    std::shared_ptr<const std::string> body;  ///< Null for none.
+    std::string etag;                         ///< With its quotes; empty for none.
+    bool gzip = false;                        ///< The body is compressed.
+    bool varies = false;                      ///< It would be another one without Accept-Encoding.
+    std::string cacheControl = "no-cache";
+    std::vector<std::pair<std::string, std::string>> headers;
+
+    /// Set where the answer is a stream of changes: what it shows, and the revision that the reader
+    /// knows already.
+    struct Stream {
+        ChangeFilter filter;
+        std::optional<Revision> knows;
+    };
+    std::optional<Stream> stream;
+};
+
+#endif

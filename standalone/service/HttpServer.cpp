@@ -1,0 +1,136 @@
+#include "HttpServer.h"
+
+#include <boost/asio/error.hpp>
+#include <stdexcept>
+#include <vector>
+
+#include "HttpConnection.h"
+#include "Problem.h"
+#include "debug.h"
+
+namespace asio = boost::asio;
+using boost::system::error_code;
+
+namespace {
+
+constexpr std::chrono::milliseconds kWatchEvery{250};
+constexpr std::chrono::milliseconds kPauseAfterFault{100};
+constexpr std::chrono::seconds kLastWords{1};
+
+}  // namespace
+
+HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
+                       const PublishedPicture& published, ServiceMetrics& metrics)
+    : _context(context),
+      _limits(limits),
+      _api(api),
+      _changes(changes),
+      _published(published),
+      _metrics(metrics),
+      _acceptor(context),
+      _timer(context),
+      _pause(context) {}
+
+HttpServer::~HttpServer() = default;
+
+unsigned short HttpServer::listen(const std::string& address, unsigned short port) {
+    const std::string place = address + ":" + std::to_string(port);
+    error_code error;
+    const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(address, error), port);
+    if (error) throw std::runtime_error("--listen: " + address + " is no address of a network interface");
+    const auto require = [&place](const error_code& failure) {
+        if (failure) throw std::runtime_error("--listen: cannot listen on " + place + ": " + failure.message());
+    };
+    _acceptor.open(endpoint.protocol(), error);
+    require(error);
+    _acceptor.set_option(asio::socket_base::reuse_address(true), error);
+    require(error);
+    _acceptor.bind(endpoint, error);
+    require(error);
+    _acceptor.listen(asio::socket_base::max_listen_connections, error);
+    require(error);
+    accept();
+    watch();
+    return _acceptor.local_endpoint().port();
+}
+
+void HttpServer::accept() {
+    _acceptor.async_accept([this](error_code error, asio::ip::tcp::socket socket) {
+        if (_stopping || error == asio::error::operation_aborted) return;
+        if (!error) {
+            accepted(std::move(socket));
+            return accept();
+        }
+        // No descriptors left, most likely: those that are open go on, new ones wait in the backlog.
+        handleError(2, "%s: a connection could not be accepted: %s", "accept", error.message().c_str());
+        _pause.expires_after(kPauseAfterFault);
+        _pause.async_wait([this](error_code stopped) {
+            if (!stopped) accept();
+        });
+    });
+}
+
+void HttpServer::accepted(asio::ip::tcp::socket socket) {
+    error_code error;
+    const auto peer = socket.remote_endpoint(error).address();
+    if (error) return;  // gone already
+    const auto connection = std::make_shared<HttpConnection>(*this, std::move(socket), peer);
+    const bool full = _admitted >= _limits.connections;
+    const auto ofAddress = _perAddress.find(peer);
+    const bool addressFull = ofAddress != _perAddress.end() && ofAddress->second >= _limits.connectionsPerAddress;
+    if (!full && !addressFull) {
+        _connections.insert(connection);
+        ++_admitted;
+        ++_perAddress[peer];
+        _metrics.connections(_admitted);
+        return connection->start();
+    }
+    _metrics.refused();
+    constexpr std::size_t kMostHearing = 64;  // at a time; beyond them there are no words
+    if (_connections.size() - _admitted >= kMostHearing) return;
+    _connections.insert(connection);
+    connection->refuse(
+        full ? Problem{503, "The service has as many connections as it takes.", "", "", {{"Retry-After", "10"}}}
+             : Problem{429,
+                       "There are as many connections from this address as the service takes; its "
+                       "operator can raise --connections-per-address.",
+                       "",
+                       "",
+                       {{"Retry-After", "10"}}});
+}
+
+void HttpServer::closed(HttpConnection& connection) {
+    _connections.erase(connection.shared_from_this());
+    if (connection.isRefused()) return;
+    const auto ofAddress = _perAddress.find(connection.peer());
+    if (--ofAddress->second == 0) _perAddress.erase(ofAddress);
+    _metrics.connections(--_admitted);
+}
+
+void HttpServer::pictureChanged() {
+    const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
+    for (const auto& connection : all) connection->pictureChanged();
+}
+
+void HttpServer::watch() {
+    _timer.expires_after(kWatchEvery);
+    _timer.async_wait([this](error_code error) {
+        if (error) return;
+        const auto now = std::chrono::steady_clock::now();
+        const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
+        const bool giveUp = _stopping && now >= _giveUp;
+        for (const auto& connection : all) giveUp ? connection->close() : connection->watch(now);
+        if (!_stopping || !_connections.empty()) watch();
+    });
+}
+
+void HttpServer::stop() {
+    _stopping = true;
+    _giveUp = std::chrono::steady_clock::now() + kLastWords;
+    error_code ignored;
+    _acceptor.close(ignored);
+    _pause.cancel();
+    const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
+    for (const auto& connection : all) connection->finish();
+    if (_connections.empty()) _timer.cancel();
+}

@@ -1,0 +1,65 @@
+// Listens, answers requests and feeds the readers of changes. Everything runs on the thread that runs the
+// io_context.
+#ifndef STANDALONE_SERVICE_HTTPSERVER_H
+#define STANDALONE_SERVICE_HTTPSERVER_H
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_set>
+
+#include "Api.h"
+#include "ChangeStream.h"
+#include "HttpLimits.h"
+#include "ServiceMetrics.h"
+
+class HttpConnection;
+
+class HttpServer {
+public:
+    HttpServer(boost::asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
+               const PublishedPicture& published, ServiceMetrics& metrics);
+    ~HttpServer();
+
+    /// Listens; port 0 takes a free one.
+    /// @return the port. @throws std::runtime_error that says what the address is in the way of.
+    unsigned short listen(const std::string& address, unsigned short port);
+
+    /// A new picture stands: readers of changes that wait hear of it.
+    void pictureChanged();
+
+    /// Ends every connection: streams with their last chunk, answers under way as soon as they are out,
+    /// and everything that is left after a second at once.
+    void stop();
+
+private:
+    friend class HttpConnection;
+
+    void accept();
+    void accepted(boost::asio::ip::tcp::socket socket);
+    void closed(HttpConnection& connection);
+    void watch();
+
+    boost::asio::io_context& _context;
+    const HttpLimits _limits;
+    Api& _api;
+    ChangeStream& _changes;
+    const PublishedPicture& _published;
+    ServiceMetrics& _metrics;
+    boost::asio::ip::tcp::acceptor _acceptor;
+    boost::asio::steady_timer _timer;
+    boost::asio::steady_timer _pause;  // after accepting failed
+    std::unordered_set<std::shared_ptr<HttpConnection>> _connections;
+    // Without those that only hear why there is no room.
+    std::size_t _admitted = 0;
+    std::map<boost::asio::ip::address, std::size_t> _perAddress;
+    bool _stopping = false;
+    std::chrono::steady_clock::time_point _giveUp;
+};
+
+#endif

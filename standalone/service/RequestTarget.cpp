@@ -1,0 +1,61 @@
+#include "RequestTarget.h"
+
+#include <algorithm>
+#include <boost/url/parse.hpp>
+#include <boost/url/src.hpp>
+#include <boost/url/url_view.hpp>
+#include <charconv>
+#include <set>
+#include <system_error>
+
+#include "Output.h"
+#include "Problem.h"
+
+RequestTarget::RequestTarget(std::string_view target) {
+    const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
+    if (!parsed) throw Problem{400, "The target of the request is no path with a query.", ""};
+    _path = parsed->path();
+    for (const auto& segment : parsed->segments()) _segments.push_back(segment);
+    for (const auto& parameter : parsed->params()) _parameters.emplace_back(parameter.key, parameter.value);
+}
+
+void RequestTarget::allow(std::initializer_list<const char*> names) const {
+    std::set<std::string> seen;
+    for (const auto& [name, value] : _parameters) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            std::string known;
+            for (const char* other : names) known += (known.empty() ? "" : ", ") + std::string(other);
+            throw Problem{400,
+                          "There is no parameter " + quoted(name) +
+                              (known.empty() ? " here; this takes none." : " here; there are: " + known + "."),
+                          name};
+        }
+        if (!seen.insert(name).second) throw Problem{400, "The parameter stands twice.", name};
+    }
+}
+
+std::optional<std::string> RequestTarget::parameter(std::string_view name) const {
+    for (const auto& [given, value] : _parameters) {
+        if (given == name) return value;
+    }
+    return std::nullopt;
+}
+
+std::optional<int> RequestTarget::number(const char* name, int lowest, int highest) const {
+    const std::optional<std::string> text = parameter(name);
+    if (!text) return std::nullopt;
+    return wholeNumber(*text, name, lowest, highest);
+}
+
+int wholeNumber(const std::string& text, const char* parameter, int lowest, int highest) {
+    int number = 0;
+    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = code == std::errc() && end == text.data() + text.size();
+    if (!whole || number < lowest || number > highest) {
+        throw Problem{400,
+                      "Must be a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest) +
+                          ", not " + quoted(text) + ".",
+                      parameter};
+    }
+    return number;
+}

@@ -1,0 +1,149 @@
+#include "ServiceMetrics.h"
+
+#include <prometheus/metric_family.h>
+#include <prometheus/text_serializer.h>
+
+#include <initializer_list>
+#include <vector>
+
+#include "EventQueue.h"
+#include "LockWatch.h"
+
+namespace {
+
+using prometheus::ClientMetric;
+using prometheus::MetricFamily;
+using prometheus::MetricType;
+using Labels = std::vector<ClientMetric::Label>;
+
+/// Families of metrics as they are put together for one answer.
+class Families {
+public:
+    MetricFamily& begin(const char* name, const char* help, MetricType type) {
+        _families.push_back({std::string("pis_") + name, help, type, {}});
+        return _families.back();
+    }
+
+    void gauge(const char* name, const char* help, double value) {
+        addGauge(begin(name, help, MetricType::Gauge), {}, value);
+    }
+
+    void counter(const char* name, const char* help, double value) {
+        addCounter(begin(name, help, MetricType::Counter), {}, value);
+    }
+
+    void histogram(const char* name, const char* help, const TimeHistogram::Values& values) {
+        constexpr double kPerSecond = 1e6;
+        ClientMetric metric;
+        metric.histogram.sample_count = values.count;
+        metric.histogram.sample_sum = values.seconds;
+        for (std::size_t i = 0; i < values.upTo.size(); ++i) {
+            metric.histogram.bucket.push_back({values.upTo[i], TimeHistogram::kBounds[i] / kPerSecond});
+        }
+        begin(name, help, MetricType::Histogram).metric.push_back(metric);
+    }
+
+    static void addGauge(MetricFamily& family, Labels labels, double value) {
+        ClientMetric metric;
+        metric.label = std::move(labels);
+        metric.gauge.value = value;
+        family.metric.push_back(std::move(metric));
+    }
+
+    static void addCounter(MetricFamily& family, Labels labels, double value) {
+        ClientMetric metric;
+        metric.label = std::move(labels);
+        metric.counter.value = value;
+        family.metric.push_back(std::move(metric));
+    }
+
+    std::string text() const { return prometheus::TextSerializer().Serialize(_families); }
+
+private:
+    std::vector<MetricFamily> _families;
+};
+
+double number(std::uint64_t count) {
+    return static_cast<double>(count);
+}
+
+void addFeed(Families& families, const ServiceMetrics::Sources& sources, WallTime now) {
+    const FeedStatus& feed = sources.published.current()->feed;
+    auto& records = families.begin("records_total", "Lines of the feed by element type and what became of them.",
+                                   MetricType::Counter);
+    for (const TypeCounts& type : sources.feeding.counts()) {
+        for (std::size_t i = 0; i < kOutcomes; ++i) {
+            Families::addCounter(records, {{"type", type.name}, {"outcome", nameOf(static_cast<Outcome>(i))}},
+                                 number(type.outcomes[i].count));
+        }
+    }
+    if (const auto silence = FeedReport::silence(feed, now)) {
+        families.gauge("feed_silence_seconds", "Seconds since the last record.", *silence);
+    }
+    families.gauge("feed_stale", "1 while the feed has been silent for too long.",
+                   sources.report.isStale(feed, now) ? 1 : 0);
+    families.gauge("ready", "1 once a snapshot or a record has been taken.", feed.ready ? 1 : 0);
+    auto& link = families.begin("link_state", "1 for the state that the link is in.", MetricType::Gauge);
+    for (const auto state : {FeedStatus::CONNECTING, FeedStatus::UP, FeedStatus::DOWN, FeedStatus::ENDED}) {
+        Families::addGauge(link, {{"state", nameOf(state)}}, feed.link == state ? 1 : 0);
+    }
+    families.gauge("signalling_server_online", "1 while the signalling server says that it is online.",
+                   feed.serverOnline ? 1 : 0);
+}
+
+void addPicture(Families& families, const ServiceMetrics::Sources& sources) {
+    const std::shared_ptr<const Picture> picture = sources.published.current();
+    auto& rows = families.begin("table_rows", "Rows of the picture's tables.", MetricType::Gauge);
+    for (const Table table : kEveryTable) {
+        Families::addGauge(rows, {{"table", std::string(nameOf(table))}}, number(picture->size(table)));
+    }
+    families.gauge("picture_revision", "Revision of the latest picture.", number(picture->revision));
+    const FeedingFigures figures = sources.feeding.figures();
+    families.counter("picture_publications_total", "Pictures published, new revisions or not.",
+                     number(figures.publications));
+    families.counter("snapshots_total", "Snapshots of the signalling side that were taken whole.",
+                     number(figures.snapshots));
+    families.gauge("storage_elements", "Elements in the signalling storage.", number(figures.elements));
+}
+
+void addStore(Families& families, const ServiceMetrics::Sources& sources) {
+    const FeedingFigures figures = sources.feeding.figures();
+    families.histogram("store_lock_hold_seconds", "How long the store's lock was held.", LockWatch::values());
+    families.counter("store_entry_seconds_total", "Time in the store's entry points for elements.",
+                     figures.secondsInStore);
+    families.histogram("observer_seconds", "Time in the service's observer.", sources.observer.times());
+    auto& calls = families.begin("observer_calls_total", "What the store told the observer.", MetricType::Counter);
+    for (const auto& [operation, count] : sources.observer.calls()) {
+        Families::addCounter(calls, {{"operation", operation}}, number(count));
+    }
+    auto& queues = families.begin("queue_items", "What waits in a queue.", MetricType::Gauge);
+    Families::addGauge(queues, {{"queue", "inbox"}}, number(figures.inbox));
+    Families::addGauge(queues, {{"queue", "events"}}, number(EventQueue::instance().size()));
+    Families::addGauge(queues, {{"queue", "requests"}}, number(figures.requestsWaiting));
+    families.counter("requests_total", "Requests made to the store.", number(figures.requests));
+    families.counter("requests_refused_total", "Requests refused because too many waited.",
+                     number(figures.requestsRefused));
+}
+
+}  // namespace
+
+std::string ServiceMetrics::text(const Sources& sources, WallTime now) const {
+    Families families;
+    addFeed(families, sources, now);
+    addPicture(families, sources);
+    addStore(families, sources);
+
+    families.gauge("http_connections", "Connections that are open.", number(_connections));
+    families.counter("http_connections_refused_total", "Connections refused because there were too many.",
+                     number(_refused));
+    families.gauge("changes_readers", "Readers of changes.", number(_readers));
+    families.counter("changes_coalesced_total", "Changes that a reader did not see one by one.", number(_coalesced));
+    families.counter("changes_stood_still_total", "Readers of changes closed because they took nothing.",
+                     number(_stoodStill));
+    auto& answers = families.begin("http_answers_total", "Answers by route and status.", MetricType::Counter);
+    for (const auto& [which, count] : _answers) {
+        Families::addCounter(answers, {{"route", which.first}, {"status", std::to_string(which.second)}},
+                             number(count));
+    }
+    return families.text();
+}

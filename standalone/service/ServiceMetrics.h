@@ -1,0 +1,47 @@
+// What the service counts of itself, and everything that there is to measure in the text format of
+// Prometheus.
+#ifndef STANDALONE_SERVICE_SERVICEMETRICS_H
+#define STANDALONE_SERVICE_SERVICEMETRICS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "FeedReport.h"
+#include "FeedingThread.h"
+#include "PublishedPicture.h"
+#include "ServiceObserver.h"
+
+/// Counts of connections, answers and readers. [Threading] The server's thread alone.
+class ServiceMetrics {
+public:
+    void answered(const std::string& route, int status) { ++_answers[{route, status}]; }
+    void connections(std::size_t now) { _connections = now; }
+    void refused() { ++_refused; }
+    void streamBegan() { ++_readers; }
+    void streamEnded() { --_readers; }
+    void streamStoodStill() { ++_stoodStill; }
+    void coalesced(std::size_t changes) { _coalesced += changes; }
+
+    /// Where the figures come from that are not counted here.
+    struct Sources {
+        const FeedingThread& feeding;
+        const ServiceObserver& observer;
+        const PublishedPicture& published;
+        const FeedReport& report;
+    };
+
+    std::string text(const Sources& sources, WallTime now) const;
+
+private:
+    std::map<std::pair<std::string, int>, std::uint64_t> _answers;  // by route and status
+    std::size_t _connections = 0;
+    std::uint64_t _refused = 0;
+    std::uint64_t _readers = 0;
+    std::uint64_t _stoodStill = 0;
+    std::uint64_t _coalesced = 0;
+};
+
+#endif

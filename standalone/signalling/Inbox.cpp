@@ -1,0 +1,68 @@
+#include "Inbox.h"
+
+#include <utility>
+
+namespace {
+
+std::size_t weightOf(const LinkItem& item) {
+    const FeedRecord* record = std::get_if<FeedRecord>(&item);
+    return sizeof(LinkItem) + (record == nullptr ? 0 : record->fields.bytes());
+}
+
+}  // namespace
+
+Inbox::Inbox(std::size_t capacity) : _capacity(capacity) {}
+
+bool Inbox::put(LinkItem item) {
+    const std::size_t bytes = weightOf(item);
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        _room.wait(lock, [this] { return _closed || (_items.size() < _capacity && _bytes < kMostBytes); });
+        if (_closed) return false;
+        _items.push_back(std::move(item));
+        _bytes += bytes;
+    }
+    _arrival.notify_one();
+    return true;
+}
+
+std::optional<LinkItem> Inbox::take(std::optional<Clock::time_point> deadline) {
+    std::optional<LinkItem> item;
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        const auto somethingToDo = [this] { return _closed || _woken || !_items.empty(); };
+        if (deadline) {
+            _arrival.wait_until(lock, *deadline, somethingToDo);
+        } else {
+            _arrival.wait(lock, somethingToDo);
+        }
+        if (std::exchange(_woken, false) || _closed || _items.empty()) return std::nullopt;
+        item = std::move(_items.front());
+        _items.pop_front();
+        _bytes -= weightOf(*item);
+    }
+    _room.notify_one();
+    return item;
+}
+
+void Inbox::wake() {
+    {
+        const std::lock_guard<std::mutex> guard(_mutex);
+        _woken = true;
+    }
+    _arrival.notify_one();
+}
+
+void Inbox::close() {
+    {
+        const std::lock_guard<std::mutex> guard(_mutex);
+        _closed = true;
+    }
+    _arrival.notify_all();
+    _room.notify_all();
+}
+
+std::size_t Inbox::size() const {
+    const std::lock_guard<std::mutex> guard(_mutex);
+    return _items.size();
+}

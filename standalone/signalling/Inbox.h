@@ -1,0 +1,71 @@
+// The way from the link's thread to the feeding thread: bounded, so that a link that sends faster than
+// the store takes is slowed down, and nothing is dropped.
+#ifndef STANDALONE_SIGNALLING_INBOX_H
+#define STANDALONE_SIGNALLING_INBOX_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "FeedRecord.h"
+#include "Picture.h"
+
+/// A line that is no record.
+struct MalformedLine {
+    int type = 0;  ///< Element type code as far as the line told one, else 0.
+    std::string fault;
+};
+
+/// The link came to be up, down or ended.
+struct LinkChange {
+    FeedStatus::Link link;
+    std::string detail;
+};
+
+using LinkItem = std::variant<FeedRecord, MalformedLine, LinkChange>;
+
+/// [Threading] put() belongs to the link's thread, take() to the feeding thread, the rest to any.
+class Inbox {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// The items may be large: beyond this they count as too many, however few they are.
+    static constexpr std::size_t kMostBytes = std::size_t{16} << 20;
+
+    /// @param capacity most items that wait; at least 1.
+    explicit Inbox(std::size_t capacity = 1024);
+
+    /// Waits while the inbox is full. False once it is closed: nobody will take the item.
+    bool put(LinkItem item);
+
+    /// The oldest item; nothing when none comes before the deadline, when wake() was called or when the
+    /// inbox is closed: what it still holds is nobody's then.
+    /// @param deadline nothing to wait as long as it takes.
+    std::optional<LinkItem> take(std::optional<Clock::time_point> deadline);
+
+    /// Makes one take() return early: there is other work for the feeding thread.
+    void wake();
+
+    /// Nothing goes in any more; what waits for room or for an item returns.
+    void close();
+
+    /// Items that wait.
+    std::size_t size() const;
+
+private:
+    const std::size_t _capacity;
+    mutable std::mutex _mutex;
+    std::condition_variable _room;
+    std::condition_variable _arrival;
+    std::deque<LinkItem> _items;  // guarded by _mutex, as are the next three
+    std::size_t _bytes = 0;
+    bool _woken = false;
+    bool _closed = false;
+};
+
+#endif

@@ -1,0 +1,64 @@
+#include "MakeLink.h"
+
+#include <charconv>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "FileLink.h"
+#include "SimLink.h"
+#include "TcpLink.h"
+
+namespace {
+
+constexpr const char* kForms =
+    "a link is file:PATH (- or file:- for standard input), tcp://HOST:PORT ([HOST] for an IPv6 address) or sim:FILE";
+
+std::runtime_error wrong(const std::string& link, const std::string& what) {
+    return std::runtime_error("link \"" + link + "\": " + what + "; " + kForms);
+}
+
+/// What stands behind a prefix, if the text begins with it.
+std::optional<std::string> behind(std::string_view prefix, const std::string& text) {
+    if (text.compare(0, prefix.size(), prefix) != 0) return std::nullopt;
+    return text.substr(prefix.size());
+}
+
+bool isPort(const std::string& text) {
+    int port = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    return error == std::errc() && end == text.data() + text.size() && port >= 1 && port <= 65535;
+}
+
+/// "HOST:PORT" or "[HOST]:PORT".
+TcpAddress addressIn(const std::string& text, const std::string& link) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) throw wrong(link, "the port is missing");
+    TcpAddress address{text.substr(0, colon), text.substr(colon + 1)};
+    if (!isPort(address.port)) throw wrong(link, "the port is no number from 1 to 65535");
+    const bool inBrackets = address.host.size() > 2 && address.host.front() == '[' && address.host.back() == ']';
+    if (inBrackets) address.host = address.host.substr(1, address.host.size() - 2);
+    if (address.host.empty()) throw wrong(link, "the host is missing");
+    const std::string_view notInNames = inBrackets ? "[]/@ " : "[]/@ :";
+    if (address.host.find_first_of(notInNames) != std::string::npos) throw wrong(link, "the host is none");
+    return address;
+}
+
+}  // namespace
+
+std::unique_ptr<SignallingLink> makeLink(const LinkOptions& options) {
+    const std::string& link = options.link;
+    if (link == "-") return std::make_unique<FileLink>("-", options.speed);
+    if (const auto path = behind("file:", link)) {
+        if (path->empty()) throw wrong(link, "the path is missing");
+        return std::make_unique<FileLink>(*path, options.speed);
+    }
+    if (const auto address = behind("tcp://", link)) return std::make_unique<TcpLink>(addressIn(*address, link));
+    if (const auto file = behind("sim:", link)) {
+        if (file->empty()) throw wrong(link, "the network file is missing");
+        SimulationOptions simulation = options.simulation;
+        simulation.networkFile = *file;
+        return std::make_unique<SimLink>(simulation);
+    }
+    throw wrong(link, "is none");
+}

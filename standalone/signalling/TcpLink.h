@@ -1,0 +1,47 @@
+// A signalling side on a TCP connection: records come in as lines of JSON, operations go out likewise. Connects
+// again whenever the connection falls.
+#ifndef STANDALONE_SIGNALLING_TCPLINK_H
+#define STANDALONE_SIGNALLING_TCPLINK_H
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "SignallingLink.h"
+
+/// Where to connect, and how patiently.
+struct TcpAddress {
+    std::string host;  ///< Name or address, without brackets.
+    std::string port;
+};
+
+struct TcpTiming {
+    std::chrono::milliseconds connectLimit{5000};  ///< For one attempt, finding the address included.
+    std::chrono::milliseconds firstPause{500};     ///< Between two attempts; see ReconnectPause.
+    std::chrono::milliseconds longestPause{30000};
+    std::uint32_t seed = 1;  ///< Of the pauses' jitter.
+};
+
+class TcpLink : public SignallingLink {
+public:
+    static constexpr std::size_t kMostWaiting = 1024;  ///< Operations that wait to go out.
+
+    explicit TcpLink(const TcpAddress& address, const TcpTiming& timing = {});
+    ~TcpLink() override;
+
+    void run(Inbox& inbox) override;
+
+    /// False when there is no connection, or when kMostWaiting operations wait already. Those that wait
+    /// when the connection falls are lost; the log says how many.
+    bool send(const SendOperation& operation) override;
+    void stop() override;
+    std::string name() const override;
+
+private:
+    class Connection;
+
+    std::unique_ptr<Connection> _connection;
+};
+
+#endif

@@ -1,0 +1,156 @@
+#include "RailwayRecords.h"
+
+#include <algorithm>
+#include <initializer_list>
+
+using namespace SignallingCodes;
+
+namespace railway {
+
+namespace {
+
+// The states' names, in the order of their codes.
+constexpr const char* kDoorSides[] = {"NONE", "SIDE_1", "SIDE_2", "BOTH"};
+constexpr const char* kVehicleStates[] = {"OUT_OF_SERVICE", "IN_SERVICE", "SWITCHING_SERVICE"};
+constexpr const char* kPlatformStates[] = {"NO_VEHICLE_SCHEDULED",  "VEHICLE_APPROACHING", "VEHICLE_ON_PLATFORM",
+                                           "VEHICLE_DOES_NOT_STOP", "VEHICLE_TERMINATED",  "VEHICLE_BOARDING",
+                                           "VEHICLE_DEPARTING",     "VEHICLE_DEPARTED"};
+constexpr const char* kServiceStates[] = {"NOT_STARTED",      "RUNNING",    "APPROACHING_STATION",
+                                          "IN_STATION",       "BOARDING",   "DEPARTING_STATION",
+                                          "DEPARTED_STATION", "TERMINATED", "CANCELLED"};
+
+FeedRecord update(int type, int id, std::initializer_list<std::string> fields) {
+    FeedRecord record;
+    record.type = type;
+    record.id = id;
+    for (const std::string& field : fields) record.fields.append(field);
+    return record;
+}
+
+FeedRecord snapshotMark(FeedRecord::Kind kind) {
+    FeedRecord record;
+    record.kind = kind;
+    return record;
+}
+
+std::string text(int number) {
+    return std::to_string(number);
+}
+
+std::string list(Ids::const_iterator first, Ids::const_iterator last) {
+    std::string ids;
+    for (; first != last; ++first) ids += (ids.empty() ? "" : "!") + text(*first);
+    return ids;
+}
+
+std::string list(const Ids& ids) {
+    return list(ids.begin(), ids.end());
+}
+
+}  // namespace
+
+FeedRecord serverStatusRecord(const std::string& signalBox, bool online) {
+    return update(SIGNALLING_SERVER_STATUS, 1, {signalBox, "A", online ? "1" : "0"});
+}
+
+FeedRecord autoMessageRecord(bool enabled) {
+    return update(AUTO_MESSAGE_STATE, 1, {enabled ? "Y" : "N"});
+}
+
+FeedRecord lineRecord(const Line& line) {
+    return update(LINE, line.id, {line.name, line.abbreviation});
+}
+
+FeedRecord stationRecord(const Station& station) {
+    return update(STATION, station.id,
+                  {station.name, station.abbreviation, station.major ? "Y" : "N", list(station.platforms)});
+}
+
+FeedRecord platformRecord(const Platform& platform) {
+    return update(PLATFORM, platform.id,
+                  {text(platform.station), platform.abbreviation, platform.name, platform.location});
+}
+
+FeedRecord platformStateRecord(const Platform& platform) {
+    const Ids& passers = platform.passers;
+    const auto told = static_cast<std::ptrdiff_t>(std::min(passers.size(), kPassersTold));
+    return update(
+        PLATFORM_STATE, platform.id,
+        {text(platform.state), kPlatformStates[platform.state], list(passers.begin(), passers.begin() + told)});
+}
+
+FeedRecord tripRecord(const Trip& trip) {
+    return update(TRIP, trip.id,
+                  {trip.name, text(trip.line), trip.ascending ? "1" : "0", text(trip.priority), trip.priorityText,
+                   list(trip.stops)});
+}
+
+FeedRecord tripStopRecord(const TripStop& stop) {
+    return update(
+        TRIP_STOP, stop.id,
+        {text(stop.trip), text(stop.platform), stop.stopping ? "Y" : "N", text(stop.arrival), text(stop.departure)});
+}
+
+FeedRecord serviceRecord(const Service& service) {
+    return update(
+        SERVICE, service.id,
+        {text(service.trip), text(service.start), text(service.vehicle), list(service.tripStops),
+         service.loading ? "1" : "0", text(service.destination), service.lastTrain ? "1" : "0", text(service.line)});
+}
+
+FeedRecord serviceStateRecord(const Service& service) {
+    const auto next = service.stops.begin() + static_cast<std::ptrdiff_t>(service.ahead);
+    return update(SERVICE_STATE, service.id,
+                  {list(next, service.stops.end()), text(service.state), nameOf(service.state)});
+}
+
+FeedRecord serviceStopRecord(const ServiceStop& stop) {
+    return update(SERVICE_STOP, stop.id,
+                  {text(stop.service), text(stop.tripStop), text(stop.start), text(stop.arrivalDelay),
+                   text(stop.departureDelay)});
+}
+
+FeedRecord vehicleRecord(const Vehicle& vehicle) {
+    return update(VEHICLE, vehicle.id,
+                  {vehicle.name, vehicle.abbreviation, text(vehicle.cars), list(vehicle.services)});
+}
+
+FeedRecord vehicleStateRecord(const Vehicle& vehicle) {
+    return update(VEHICLE_STATE, vehicle.id,
+                  {vehicle.ascending ? "Y" : "N", vehicle.location, text(vehicle.state), kVehicleStates[vehicle.state],
+                   text(vehicle.currentService), text(vehicle.openingDoors), kDoorSides[vehicle.openingDoors],
+                   text(vehicle.openedDoors), kDoorSides[vehicle.openedDoors]});
+}
+
+const char* nameOf(Service::State state) {
+    return kServiceStates[state];
+}
+
+FeedRecord deletionRecord(Element type, int id) {
+    FeedRecord record;
+    record.kind = FeedRecord::DELETION;
+    record.type = type;
+    record.id = id;
+    return record;
+}
+
+void snapshot(const Railway& railway, const std::function<void(FeedRecord)>& report) {
+    const auto reportAll = [&report](const auto& table, auto recordOf) {
+        for (const auto& row : table) report(recordOf(row.second));
+    };
+    report(snapshotMark(FeedRecord::SNAPSHOT_BEGIN));
+    reportAll(railway.lines, lineRecord);
+    reportAll(railway.stations, stationRecord);
+    reportAll(railway.platforms, platformRecord);
+    reportAll(railway.trips, tripRecord);
+    reportAll(railway.tripStops, tripStopRecord);
+    reportAll(railway.vehicles, vehicleRecord);
+    reportAll(railway.services, serviceRecord);
+    reportAll(railway.serviceStops, serviceStopRecord);
+    reportAll(railway.vehicles, vehicleStateRecord);
+    reportAll(railway.services, serviceStateRecord);
+    reportAll(railway.platforms, platformStateRecord);
+    report(snapshotMark(FeedRecord::SNAPSHOT_END));
+}
+
+}  // namespace railway

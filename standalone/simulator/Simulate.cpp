@@ -1,0 +1,97 @@
+#include "Simulate.h"
+
+#include <CLI/CLI.hpp>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+
+#include "Interrupt.h"
+#include "Output.h"
+#include "SimulatedPort.h"
+#include "SimulatedSide.h"
+
+namespace {
+
+/// Writes the feed on standard output and stops the railway when nobody takes it any more.
+class LinesToOutput : public SignallingLines {
+public:
+    explicit LinesToOutput(SimulatedSide& side) : _side(side) {}
+
+    void onConnected() override {}
+    void onLine(std::string_view line) override {
+        printLine(line);
+        if (std::ferror(stdout) != 0) _side.stop();
+    }
+    void onDisconnected(const std::string& why) override { complain(why); }
+    void onRemark(const std::string& remark) override { complain(remark); }
+
+private:
+    SimulatedSide& _side;
+};
+
+/// Stops a railway when the program is interrupted, as long as it lives.
+class InterruptWatch {
+public:
+    explicit InterruptWatch(SimulatedSide& side) : _thread([this, &side] { watch(side); }) {}
+    ~InterruptWatch() {
+        _over = true;
+        _thread.join();
+    }
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+private:
+    void watch(SimulatedSide& side) const {
+        constexpr std::chrono::milliseconds kNotice{20};
+        while (!_over && Interrupt::requested() == 0) std::this_thread::sleep_for(kNotice);
+        if (!_over) side.stop();
+    }
+
+    std::atomic<bool> _over{false};
+    std::thread _thread;
+};
+
+ExitStatus writeOut(const SimulationOptions& options) {
+    SimulatedSide side(options, RunningRailway::Use::RECORDING);
+    // Paced lines are read as they come.
+    if (options.speed) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    Interrupt::watch();
+    const InterruptWatch watch(side);
+    LinesToOutput output(side);
+    side.run(output);
+    const int signal = Interrupt::requested();
+    return signal == 0 ? DONE : static_cast<ExitStatus>(INTERRUPTED + signal);
+}
+
+ExitStatus serve(const SimulateOptions& options) {
+    SimulatedPort port(options.simulation, options.listen, complain);
+    port.endOnSignals();
+    remark("listening on " + port.address() + "\n");
+    port.run();
+    return DONE;
+}
+
+}  // namespace
+
+void addSimulateOptions(CLI::App& command, SimulateOptions& options) {
+    command.add_option("FILE", options.simulation.networkFile, "The railway: a network file")
+        ->required()
+        ->type_name("");
+    command
+        .add_option("--listen", options.listen,
+                    "Serve it over TCP instead of standard output, in real time; port 0 for any that is free")
+        ->type_name("HOST:PORT");
+    addSimulationOptions(command, options.simulation);
+}
+
+ExitStatus simulate(const SimulateOptions& options) {
+    try {
+        return options.listen.empty() ? writeOut(options.simulation) : serve(options);
+    } catch (const std::runtime_error& error) {
+        reportFault(error.what());
+        return FAILED;
+    }
+}

@@ -1,0 +1,29 @@
+// How a simulated railway is to be run, and the command-line options that say so.
+#ifndef STANDALONE_SIMULATOR_SIMULATIONOPTIONS_H
+#define STANDALONE_SIMULATOR_SIMULATIONOPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "FaultInjector.h"
+
+namespace CLI {
+class App;
+}
+
+struct SimulationOptions {
+    std::string networkFile;
+    std::optional<double> speed;  ///< Times real time; without it a link keeps real time.
+    std::optional<int> start;     ///< Seconds since midnight of the day's beginning; before it nothing is told.
+    std::optional<int> until;     ///< Likewise; then the railway stands still.
+    std::uint32_t seed = 1;
+    int snapshotMinutes = 0;  ///< Minutes of railway time between whole states; 0 for none in between.
+    FaultPlan faults;
+};
+
+/// Adds --speed, --start, --until, --seed, --snapshots and --fault; `options` must live until the command
+/// line has been parsed. The network file is left to the command.
+void addSimulationOptions(CLI::App& command, SimulationOptions& options);
+
+#endif

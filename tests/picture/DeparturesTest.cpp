@@ -1,0 +1,478 @@
+// The departures of a small railway: Harbour Central, Customs Quay and Lännavik with a platform each and
+// a trip that calls at all three. What a board would show, what it would leave out, and in which order.
+#include "Departures.h"
+
+#include <string>
+#include <vector>
+
+#include "NextCalls.h"
+#include "PictureTest.h"
+
+namespace {
+
+constexpr int kStart = 25200;  // 07:00
+
+class DeparturesTest : public PictureTest {
+protected:
+    DeparturesTest() {
+        builder.feed().ready = true;
+        line(1, "Mole Line", "ML");
+        addStation(5, "Harbour Central", "HBC", 9);
+        addStation(6, "Customs Quay", "CQ", 11);
+        addStation(7, "Lännavik", "LV", 13);
+        addTrip(3, "Harbour – Lännavik", "31!32!33");
+        tripStop(31, {"3", "9", "Y", "0", "60"});
+        tripStop(32, {"3", "11", "Y", "180", "200"});
+        tripStop(33, {"3", "13", "Y", "400", "400"});
+    }
+
+    void addStation(int id, const std::string& name, const std::string& abrv, int platformId) {
+        Station station(id);
+        station.setName(name);
+        station.setAbrv(abrv);
+        update(station);
+        addPlatform(platformId, name + " 1", id);
+    }
+
+    void addPlatform(int id, const std::string& name, int stationId) {
+        PlatformInfo platform(id);
+        platform.setName(name);
+        platform.setStationId(stationId);
+        update(platform);
+    }
+
+    void addTrip(int id, const std::string& name, const std::string& stops) {
+        Trip trip(id);
+        trip.setName(name);
+        trip.setLineId(1);
+        trip.setStopsListAsString(stops);
+        update(trip);
+    }
+
+    static Service service(int id, Service::State state = Service::NOT_STARTED, const std::string& following = "",
+                           unsigned long start = kStart) {
+        Service record(id, 3, static_cast<long>(start));
+        record.setState(state);
+        record.setFollowingStopsListAsString(following);
+        return record;
+    }
+
+    /// A service that calls at all three: its service stops are ten times its id and one, two and three.
+    void run(const Service& record, const char* delay = "0") {
+        update(record);
+        const std::string id = std::to_string(record.getId());
+        for (const int place : {1, 2, 3}) {
+            const std::string tripStopId = std::to_string(30 + place);
+            serviceStop(record.getId() * 10 + place, {id.c_str(), tripStopId.c_str(), "25200", delay, delay});
+        }
+    }
+
+    std::string answer(const DepartureQuery& query, double now) {
+        publish();
+        return departuresJson(*picture, query, ServiceClock({ClockOptions::FEED, "day", "UTC", "03:00"}), now);
+    }
+
+    /// The board of the first station at a time: "12 07:01 07:02" for each departure, or the status.
+    std::string board(double now, int platformId = 9, std::size_t limit = 20) {
+        const std::string json = answer({0, platformId, limit}, now);
+        const auto after = [&json](const std::string& key, std::size_t from, const char* end) {
+            const std::size_t begin = json.find(key, from) + key.size();
+            return json.substr(begin, json.find_first_of(end, begin) - begin);
+        };
+        std::string shown;
+        const std::string first = "{\"service_id\":";
+        for (std::size_t at = json.find(first); at != std::string::npos; at = json.find(first, at + 1)) {
+            shown += (shown.empty() ? "" : ", ") + after(first, at, ",") + " " +
+                     after("\"scheduled_text\":\"", at, "\"") + " " + after("\"expected_text\":\"", at, "\"");
+        }
+        const std::string status = after("\"status\":\"", 0, "\"");
+        EXPECT_EQ(status == "departures", !shown.empty() || limit == 0);
+        return shown.empty() ? status : shown;
+    }
+
+    bool shows(const std::string& text, double now = kStart) {
+        return answer({0, 9, 20}, now).find(text) != std::string::npos;
+    }
+};
+
+// --- The whole answer ---------------------------------------------------------------------------
+
+TEST_F(DeparturesTest, OfAStation) {
+    Service record = service(12, Service::BOARDING, "121!122!123");
+    record.setStateText("Boarding \"now\"");
+    record.setDestinationStationId(7);
+    record.setVehicleId(4);
+    record.setLineId(1);
+    record.setIsLastTrain(true);
+    run(record, "60");
+    Vehicle vehicle(4);
+    vehicle.setName("Skarv");
+    vehicle.setNumCars(4);
+    update(vehicle);
+    PlatformInfo platform(9);
+    platform.setName("Harbour Central 1");
+    platform.setStationId(5);
+    platform.setState(PlatformInfo::VEHICLE_BOARDING);
+    update(platform);
+    EXPECT_EQ(
+        answer({5, 0, 20}, kStart),
+        R"({"station":{"id":5,"name":"Harbour Central","abrv":"HBC"},"status":"departures","departures":[)"
+        R"({"service_id":12,"service_stop_id":121,"trip_id":3,"name":"Harbour – Lännavik",)"
+        R"("line":{"id":1,"name":"Mole Line","abrv":"ML"},"destination":{"id":7,"name":"Lännavik"},)"
+        R"("platform":{"id":9,"name":"Harbour Central 1","track":"1"},)"
+        R"("scheduled":25260,"scheduled_text":"07:01","expected":25320,"expected_text":"07:02","delay":60,)"
+        R"("state":"BOARDING","state_text":"Boarding \"now\"","platform_state":"VEHICLE_BOARDING","at_platform":true,)"
+        R"("is_stopping":true,"cancelled":false,"last_train":true,"priority":"ALL_STOPS","priority_text":"ALL_STOPS",)"
+        R"("vehicle":{"id":4,"name":"Skarv","cars":4},"stops_ahead":[)"
+        R"({"station_id":6,"name":"Customs Quay","platform_id":11,"scheduled":25380,"scheduled_text":"07:03",)"
+        R"("expected":25440,"expected_text":"07:04"},)"
+        R"({"station_id":7,"name":"Lännavik","platform_id":13,"scheduled":25600,"scheduled_text":"07:06",)"
+        R"("expected":25660,"expected_text":"07:07"}]}]})");
+}
+
+TEST_F(DeparturesTest, OfAPlatformWithLittleKnown) {
+    update(service(12));
+    EXPECT_EQ(
+        answer({0, 11, 20}, kStart),
+        R"({"platform":{"id":11,"name":"Customs Quay 1","track":"1","station_id":6,"station_name":"Customs Quay"},)"
+        R"("status":"departures","departures":[)"
+        R"({"service_id":12,"service_stop_id":null,"trip_id":3,"name":"Harbour – Lännavik",)"
+        R"("line":{"id":1,"name":"Mole Line","abrv":"ML"},"destination":{"id":7,"name":"Lännavik"},)"
+        R"("platform":{"id":11,"name":"Customs Quay 1","track":"1"},)"
+        R"("scheduled":25400,"scheduled_text":"07:03","expected":25400,"expected_text":"07:03","delay":0,)"
+        R"("state":"NOT_STARTED","state_text":"NOT_STARTED","platform_state":"NO_VEHICLE_SCHEDULED",)"
+        R"("at_platform":false,"is_stopping":true,"cancelled":false,"last_train":false,"priority":"ALL_STOPS",)"
+        R"("priority_text":"ALL_STOPS","vehicle":null,"stops_ahead":[)"
+        R"({"station_id":7,"name":"Lännavik","platform_id":13,"scheduled":25600,"scheduled_text":"07:06",)"
+        R"("expected":25600,"expected_text":"07:06"}]}]})");
+}
+
+TEST_F(DeparturesTest, OfWhatNobodyKnows) {
+    builder.feed().ready = false;
+    EXPECT_EQ(answer({4711, 0, 20}, kStart),
+              R"({"station":{"id":4711,"name":"","abrv":""},"status":"no_data","departures":[]})");
+    EXPECT_EQ(answer({0, 4711, 20}, kStart),
+              R"({"platform":{"id":4711,"name":"","track":"","station_id":0,"station_name":""},)"
+              R"("status":"no_data","departures":[]})");
+}
+
+TEST_F(DeparturesTest, IsTheSameTextAsLongAsNothingInItChanges) {
+    run(service(12, Service::RUNNING, "121!122!123"));
+    const std::string before = answer({5, 0, 20}, kStart);
+    line(2, "Headland Line");
+    EXPECT_EQ(answer({5, 0, 20}, kStart + 30), before);
+}
+
+TEST_F(DeparturesTest, KnowsStationsAndPlatformsOnceTheFeedIsReady) {
+    publish();
+    EXPECT_TRUE(knows(*picture, {5, 0, 20}));
+    EXPECT_FALSE(knows(*picture, {9, 0, 20}));
+    EXPECT_TRUE(knows(*picture, {0, 9, 20}));
+    EXPECT_FALSE(knows(*picture, {0, 5, 20}));
+    EXPECT_FALSE(knows(*picture, {0, 0, 20}));
+    builder.feed().ready = false;
+    publish();
+    EXPECT_TRUE(knows(*picture, {9, 0, 20}));
+}
+
+TEST_F(DeparturesTest, NoTrainsAndNoDataAreDifferent) {
+    EXPECT_EQ(board(kStart), "no_trains");
+    run(service(12));
+    EXPECT_EQ(board(kStart), "12 07:01 07:01");
+    builder.feed().ready = false;
+    EXPECT_EQ(board(kStart), "no_data") << "nothing has been taken yet";
+    builder.feed().ready = true;
+    builder.takeDeletion(7, 0);
+    EXPECT_EQ(board(kStart), "no_data") << "no timetable";
+}
+
+TEST_F(DeparturesTest, OfAStationTakeItsPlatformsTogether) {
+    addPlatform(10, "Harbour Central 2", 5);
+    addTrip(4, "back", "41!42");
+    tripStop(41, {"4", "10", "Y", "0", "0"});
+    tripStop(42, {"4", "11", "Y", "100", "100"});
+    update(service(12));
+    Service other(13, 4, kStart);
+    update(other);
+    const std::string json = answer({5, 0, 20}, kStart);
+    EXPECT_LT(json.find(R"("service_id":13)"), json.find(R"("service_id":12)"));
+    EXPECT_NE(json.find(R"("name":"Harbour Central 2","track":"2")"), std::string::npos);
+    EXPECT_EQ(board(kStart), "12 07:01 07:01") << "the platform alone";
+}
+
+// --- Times --------------------------------------------------------------------------------------
+
+TEST_F(DeparturesTest, AnEarlyTrainsDelayIsNegative) {
+    run(service(12, Service::RUNNING, "121!122!123"), "-60");  // shows as 4294967236
+    EXPECT_EQ(board(kStart), "12 07:01 07:00");
+    EXPECT_TRUE(shows(R"("delay":-60)"));
+}
+
+TEST_F(DeparturesTest, TimesGoOnPastMidnight) {
+    run(service(12, Service::NOT_STARTED, "121!122!123", 86400 - 90), "0");
+    run(service(13, Service::NOT_STARTED, "131!132!133", 86400 + 600), "120");
+    EXPECT_EQ(board(86400 - 300), "12 23:59 23:59, 13 00:11 00:13") << "the feed before midnight";
+    EXPECT_EQ(board(86400 + 300), "12 23:59 23:59, 13 00:11 00:13") << "and after it";
+    EXPECT_EQ(board(86400 + 1800), "13 00:11 00:13");
+    EXPECT_TRUE(shows(R"("scheduled":87060,"scheduled_text":"00:11","expected":87180)", 86400));
+}
+
+TEST_F(DeparturesTest, TheStoresHostReadsOffsetsWithTheirSign) {
+    tripStop(31, {"3", "9", "Y", "-120", "-60"});
+    update(service(12));
+    EXPECT_EQ(board(kStart), "12 06:59 06:59");
+}
+
+// --- Who has left -------------------------------------------------------------------------------
+
+TEST_F(DeparturesTest, ARunningTrainStaysHoweverLateItIs) {
+    run(service(12, Service::RUNNING, "121!122!123"), "60");
+    EXPECT_EQ(board(kStart + 7200), "12 07:01 07:02");
+}
+
+TEST_F(DeparturesTest, ATrainThatDepartedGoes) {
+    run(service(12, Service::DEPARTED_STATION, "122!123"));
+    EXPECT_EQ(board(kStart), "no_trains");
+    EXPECT_EQ(board(kStart, 11), "12 07:03 07:03") << "the next station still has it ahead";
+    EXPECT_EQ(board(kStart, 13), "no_trains") << "it ends there";
+}
+
+TEST_F(DeparturesTest, ATerminatedTrainGoes) {
+    run(service(12, Service::TERMINATED, ""));
+    run(service(13, Service::TERMINATED, "131!132!133"));
+    EXPECT_EQ(board(kStart), "no_trains");
+}
+
+TEST_F(DeparturesTest, ARunningTrainWithNothingAheadGoes) {
+    run(service(12, Service::RUNNING, ""));
+    EXPECT_EQ(board(kStart), "no_trains");
+}
+
+TEST_F(DeparturesTest, ATrainThatNeverRanIsNotKeptForEver) {
+    run(service(12, Service::NOT_STARTED, "121!122!123"), "60");
+    run(service(13, Service::NOT_STARTED, ""), "60");
+    const int expected = kStart + 120;
+    EXPECT_EQ(board(expected + 1800), "12 07:01 07:02, 13 07:01 07:02");
+    EXPECT_EQ(board(expected + 1801), "no_trains");
+}
+
+TEST_F(DeparturesTest, ACancelledTrainStaysFiveMinutes) {
+    run(service(12, Service::CANCELLED, "122"), "3600");
+    EXPECT_EQ(board(kStart + 360), "12 07:01 08:01");
+    EXPECT_TRUE(shows(R"("cancelled":true)"));
+    EXPECT_EQ(board(kStart + 361), "no_trains");
+}
+
+TEST_F(DeparturesTest, AListWithUnusableIdsIsTreatedAsMissing) {
+    run(service(12, Service::NOT_STARTED, "abc!122"));
+    run(service(13, Service::NOT_STARTED, "132;133"));
+    run(service(14, Service::NOT_STARTED, "99999999999"));
+    run(service(15, Service::NOT_STARTED, "152!"));
+    EXPECT_EQ(board(kStart), "12 07:01 07:01, 13 07:01 07:01, 14 07:01 07:01") << "15 has a list that leaves this out";
+}
+
+TEST_F(DeparturesTest, AListMayHaveBlanks) {
+    run(service(12, Service::RUNNING, " 121! 122 !123 "));
+    EXPECT_EQ(board(kStart), "12 07:01 07:01");
+}
+
+TEST_F(DeparturesTest, AStateWithoutANameCountsAsRunning) {
+    run(service(12, static_cast<Service::State>(42), "121!122!123"));
+    EXPECT_EQ(board(kStart + 7200), "12 07:01 07:01");
+    EXPECT_TRUE(shows(R"("state":42,)"));
+}
+
+// --- Who departs at all -------------------------------------------------------------------------
+
+TEST_F(DeparturesTest, TheLastStopIsNoDeparture) {
+    update(service(12));
+    EXPECT_EQ(board(kStart, 13), "no_trains");
+    addTrip(3, "without a list", "");
+    EXPECT_EQ(board(kStart, 13), "no_trains") << "by the times";
+    EXPECT_EQ(board(kStart, 11), "12 07:03 07:03");
+    addTrip(3, "garbled", "31!3#!33");
+    EXPECT_EQ(board(kStart, 13), "no_trains");
+    EXPECT_EQ(board(kStart, 11), "12 07:03 07:03");
+}
+
+TEST_F(DeparturesTest, TheListCountsForMoreThanTheTimes) {
+    addTrip(3, "the other way round", "33!32!31");
+    update(service(12));
+    EXPECT_EQ(board(kStart, 9), "no_trains");
+    EXPECT_EQ(board(kStart, 13), "12 07:06 07:06");
+}
+
+TEST_F(DeparturesTest, AStopThatTheTripDoesNotNameGoesByTheTimes) {
+    addTrip(3, "short", "32!33");
+    update(service(12));
+    EXPECT_EQ(board(kStart), "12 07:01 07:01");
+}
+
+TEST_F(DeparturesTest, ATripMayNameStopsThatHaveNotCome) {
+    addTrip(3, "longer", "31!32!33!34");
+    update(service(12));
+    EXPECT_EQ(board(kStart, 13), "12 07:06 07:06");
+}
+
+TEST_F(DeparturesTest, ADroppedStopIsNoCall) {
+    run(service(12));
+    builder.takeDeletion(9, 122);
+    EXPECT_EQ(board(kStart, 11), "no_trains");
+    EXPECT_EQ(board(kStart), "12 07:01 07:01");
+    EXPECT_FALSE(shows("Customs Quay"));
+    EXPECT_TRUE(shows(R"("stops_ahead":[{"station_id":7,)"));
+}
+
+TEST_F(DeparturesTest, AServiceThatEndsEarlyTerminatesThere) {
+    run(service(12));
+    builder.takeDeletion(9, 123);
+    EXPECT_EQ(board(kStart, 11), "no_trains");
+    EXPECT_TRUE(shows(R"("destination":{"id":6,"name":"Customs Quay"})"));
+}
+
+TEST_F(DeparturesTest, APassingTrainIsShownAsOne) {
+    tripStop(32, {"3", "11", "N", "180", "180"});
+    run(service(12));
+    EXPECT_EQ(board(kStart, 11), "12 07:03 07:03");
+    EXPECT_NE(answer({0, 11, 20}, kStart).find(R"("is_stopping":false)"), std::string::npos);
+    EXPECT_FALSE(shows("Customs Quay")) << "nobody can get off there";
+}
+
+TEST_F(DeparturesTest, APasserThatBeginsOrEndsThereStaysOut) {
+    tripStop(31, {"3", "9", "N", "0", "60"});
+    tripStop(33, {"3", "13", "N", "400", "400"});
+    run(service(12));
+    EXPECT_EQ(board(kStart), "no_trains");
+    EXPECT_EQ(board(kStart, 13), "no_trains");
+}
+
+TEST_F(DeparturesTest, ATrainMayCallTwice) {
+    addTrip(3, "round", "31!32!34!33");
+    tripStop(34, {"3", "9", "Y", "300", "320"});
+    update(service(12));
+    EXPECT_EQ(board(kStart), "12 07:01 07:01, 12 07:05 07:05");
+}
+
+TEST_F(DeparturesTest, ATripWithoutItsRecordStillRuns) {
+    Service record = service(12);
+    record.setName("Morning train");
+    update(record);
+    builder.take({SignallingCodes::TRIP_DELETED, 3, Trip(3)});
+    EXPECT_EQ(board(kStart), "12 07:01 07:01");
+    EXPECT_TRUE(shows(R"("name":"Morning train","line":null,"destination":{"id":7,)"));
+}
+
+TEST_F(DeparturesTest, LineAndDestinationAreTheServicesOwnFirst) {
+    line(2, "Headland Line", "HL");
+    Service record = service(12);
+    record.setLineId(2);
+    record.setDestinationStationId(6);
+    update(record);
+    EXPECT_TRUE(shows(R"("line":{"id":2,"name":"Headland Line","abrv":"HL"},"destination":{"id":6,)"));
+    record.setLineId(4711);
+    record.setDestinationStationId(4711);
+    update(record);
+    EXPECT_TRUE(shows(R"("line":{"id":1,"name":"Mole Line","abrv":"ML"},"destination":{"id":7,)"));
+}
+
+TEST_F(DeparturesTest, IsAtThePlatformOnlyBetweenArrivalAndDeparture) {
+    using S = Service;
+    const std::string yes = R"("at_platform":true)";
+    for (const S::State state : {S::IN_STATION, S::BOARDING, S::DEPARTING_STATION}) {
+        run(service(12, state, "121!122!123"));
+        EXPECT_TRUE(shows(yes)) << state;
+    }
+    for (const S::State state : {S::NOT_STARTED, S::RUNNING, S::APPROACHING_STATION, S::DEPARTED_STATION}) {
+        run(service(12, state, "121!122!123"));
+        EXPECT_FALSE(shows(yes)) << state;
+    }
+    run(service(12, S::BOARDING, "122!121"));
+    EXPECT_FALSE(shows(yes)) << "it stands elsewhere";
+}
+
+TEST_F(DeparturesTest, TheTrackIsThePlatformsNameWithoutTheStations) {
+    update(service(12));
+    const auto trackOf = [this](const std::string& name) {
+        addPlatform(9, name, 5);
+        publish();
+        const std::string json = answer({0, 9, 0}, kStart);
+        const std::size_t begin = json.find(R"("track":")") + 9;
+        return json.substr(begin, json.find('"', begin) - begin);
+    };
+    EXPECT_EQ(trackOf("Harbour Central 1"), "1");
+    EXPECT_EQ(trackOf("Harbour Central  12 B"), "12 B");
+    EXPECT_EQ(trackOf("Harbour Central"), "Harbour Central");
+    EXPECT_EQ(trackOf("Harbour Central "), "Harbour Central ");
+    EXPECT_EQ(trackOf("Harbour Centrally 1"), "Harbour Centrally 1");
+    EXPECT_EQ(trackOf("Track 1"), "Track 1");
+}
+
+// --- Order --------------------------------------------------------------------------------------
+
+TEST_F(DeparturesTest, ComeByExpectedThenScheduledTimeThenService) {
+    run(service(15, Service::NOT_STARTED, "", kStart + 120), "0");  // 07:03 07:03
+    run(service(14, Service::NOT_STARTED, "", kStart), "120");      // 07:01 07:03
+    run(service(13, Service::NOT_STARTED, "", kStart), "120");      // 07:01 07:03
+    run(service(12, Service::NOT_STARTED, "", kStart + 60), "0");   // 07:02 07:02
+    run(service(11, Service::CANCELLED, "", kStart), "3600");       // 07:01, and would be 08:01
+    EXPECT_EQ(board(kStart), "11 07:01 08:01, 12 07:02 07:02, 13 07:01 07:03, 14 07:01 07:03, 15 07:03 07:03");
+    EXPECT_EQ(board(kStart, 9, 2), "11 07:01 08:01, 12 07:02 07:02") << "the limit counts from the front";
+    EXPECT_EQ(board(kStart, 9, 0), "departures");
+}
+
+// --- What a feed can do at worst ----------------------------------------------------------------
+
+TEST_F(DeparturesTest, NumbersAtTheEdgesGiveTimesAllTheSame) {
+    tripStop(31, {"3", "9", "Y", "2147483647", "2147483647"});
+    tripStop(32, {"3", "11", "Y", "-2147483648", "-2147483648"});
+    run(service(12, Service::RUNNING, "121!122!123", 0x7fffffffUL), "2147483647");
+    run(service(13, Service::RUNNING, "131!132!133", 0x80000000UL), "-2147483648");
+    const std::string json = answer({5, 0, 20}, -1e300);
+    EXPECT_NE(json.find(R"("scheduled":4294967294,)"), std::string::npos);
+    EXPECT_NE(json.find(R"("expected":6442450941,)"), std::string::npos);
+    EXPECT_EQ(board(1e300).substr(0, 3), "13 ");
+}
+
+TEST_F(DeparturesTest, GarbageInEveryTextIsTakenAsItIs) {
+    for (const char* garbage : {"!", "!!!", "31!31!31", "-1!-2", "0!0", "31!", "\"31\"!32", "31\\!32", "\xff\xfe!1",
+                                "2147483648", "1 2!3", "(null)", "31!32!33!31"}) {
+        addTrip(3, garbage, garbage);
+        Service record = service(12, Service::RUNNING, garbage);
+        record.setStateText(garbage);
+        run(record);
+        addPlatform(9, garbage, 5);
+        for (const int platformId : {9, 11, 13}) {
+            const std::string json = answer({0, platformId, 20}, kStart);
+            EXPECT_EQ(json.front(), '{') << garbage;
+            EXPECT_EQ(json.back(), '}') << garbage;
+            EXPECT_EQ(json.find('\xff'), std::string::npos) << garbage;
+        }
+    }
+}
+
+TEST_F(DeparturesTest, ManyCallsAtOnePlatformTakeTheirTimeOnce) {
+    std::string list;
+    for (int id = 1000; id < 6000; ++id) {
+        tripStop(id, {"3", "9", "Y", "0", "60"});
+        list += std::to_string(id) + "!";
+    }
+    addTrip(3, "hostile", list);
+    update(service(12, Service::RUNNING, list));
+    for (int id = 1000; id < 6000; ++id) {
+        const std::string stop = std::to_string(id);
+        serviceStop(id, {"12", stop.c_str(), "0", "0", "0"});
+    }
+    publish();
+    EXPECT_EQ(NextCalls(*picture, kStart).at({9}).size(), 4999U) << "each of them but the last";
+}
+
+TEST(IdsOf, ReadsListStrings) {
+    EXPECT_EQ(idsOf(""), std::vector<int>{});
+    EXPECT_EQ(idsOf("11!12"), (std::vector<int>{11, 12}));
+    EXPECT_EQ(idsOf(" 11 !!\t-12!"), (std::vector<int>{11, -12}));
+    EXPECT_EQ(idsOf("11!x"), std::vector<int>{});
+    EXPECT_EQ(idsOf("11!0"), std::vector<int>{});
+    EXPECT_EQ(idsOf("11!2147483648"), std::vector<int>{});
+}
+
+}  // namespace

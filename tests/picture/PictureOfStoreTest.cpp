@@ -1,0 +1,218 @@
+// The picture against the store: random feeds go into the store on the real platform and, by its event
+// queue, into a builder. Whenever a picture is published it must show what the store's tables show, and
+// its log of changes and its indexes must agree with its rows.
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <new>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "EventQueue.h"
+#include "HostFieldList.h"
+#include "HostLog.h"
+#include "PictureTest.h"
+#include "StoreAccess.h"
+#include "TableDump.h"
+
+namespace {
+
+using Lines = std::multiset<std::string>;
+using Shadow = std::map<std::pair<Table, int>, std::string>;
+
+constexpr int kSteps = 2000;
+constexpr int kCodes[] = {2, 3, 4, 5, 6, 7, 7, 7, 8, 8, 9, 9, 9, 10, 11, 12, 12, 13, 98, 99, 0};
+constexpr int kDeleted[] = {0, 2, 3, 4, 5, 6, 7, 7, 8, 9, 9, 10, 13, 98, -1};
+const std::vector<std::optional<std::string>> kTexts = {
+    std::nullopt, "",   "(null)", "1",     "2",   "3",     "4",          "5",          "6",
+    "Y",          "N",  "Yes",    "y",     "0",   "-60",   "4294967236", "2147483648", "-2147483649",
+    "12abc",      " 3", "+4",     "1!2!3", "4!x", "North", "Lännavik",   "\xff"};
+
+class PictureOfStore : public PictureTest, public ::testing::WithParamInterface<int> {
+protected:
+    PictureOfStore() {
+        HostLog::setLevel(-1);
+        renewStore();
+    }
+    ~PictureOfStore() override { renewStore(); }
+
+    /// An empty store and an empty queue.
+    static void renewStore() {
+        gPassengerInformationServer.~PassengerInformationServer();
+        new (&gPassengerInformationServer) PassengerInformationServer();
+        while (EventQueue::instance().take()) continue;
+    }
+
+    void deliver(int type, int id, const FieldTexts& fields) {
+        store.updatePassengerInformation(0, type, id, _list.of(fields));
+        takeEvents();
+        builder.takeStop(type, id, fields);
+    }
+
+    void remove(int type, int id) {
+        store.deletePassengerInformation(type, id);
+        takeEvents();
+        builder.takeDeletion(type, id);
+    }
+
+    void takeEvents() {
+        while (const auto item = EventQueue::instance().take()) builder.take(*item);
+    }
+
+    /// What the store's tables show, and of the service stops what their trip stops say now.
+    Lines linesOfStore() {
+        Lines lines;
+        dumpTables(store, [&lines](const std::string& line) { lines.insert(line); });
+        std::map<int, TripStop> tripStops;
+        for (const TripStop& stop : store.getTripStops()) tripStops.emplace(stop.getId(), stop);
+        for (ServiceStop stop : serviceStopsOf(store)) {
+            const auto tripStop = tripStops.find(stop.getTripStopId());
+            const TripStop joined = tripStop != tripStops.end() ? tripStop->second : TripStop(0);
+            stop.setTripId(joined.getTripId());
+            stop.setPlatformId(joined.getPlatformId());
+            stop.setIsStopping(joined.isStopping());
+            stop.setSchArvOffset(joined.getSchArvOffset());
+            stop.setSchDepOffset(joined.getSchDepOffset());
+            lines.insert(dumpLine(stop));
+        }
+        return lines;
+    }
+
+    static std::string withoutTime(const std::string& json) {
+        return json.substr(0, json.rfind(R"(,"updated_at":)")) + "}";
+    }
+
+    static Lines linesOf(const Picture& picture) {
+        Lines lines;
+        for (const Table table : kEveryTable) {
+            for (const auto& row : picture.rowsOf(table)) lines.insert(withoutTime(row->json));
+        }
+        return lines;
+    }
+
+    static Shadow shadowOf(const Picture& picture) {
+        Shadow shadow;
+        for (const Table table : kEveryTable) {
+            for (const auto& row : picture.rowsOf(table)) shadow[{table, row->id}] = row->json;
+        }
+        return shadow;
+    }
+
+    /// Brings a reader's copy of an earlier revision up to date.
+    static void follow(Shadow& shadow, const Changes& changes) {
+        for (const Change& change : changes.latest) {
+            if (change.row != nullptr) {
+                shadow[{change.table, change.id}] = change.row->json;
+            } else {
+                shadow.erase({change.table, change.id});
+            }
+        }
+    }
+
+    template <typename Record>
+    static std::map<int, std::vector<int>> indexBy(const TableOf<Record>& table, int (Record::*key)() const) {
+        std::map<int, std::vector<int>> index;
+        table.forEach([&](int id, const auto& row) {
+            if ((row->record.*key)() != 0) index[(row->record.*key)()].push_back(id);
+        });
+        return index;
+    }
+
+    static std::map<int, std::vector<int>> contentsOf(const PersistentMap<int, Ids>& index) {
+        std::map<int, std::vector<int>> contents;
+        index.forEach([&contents](int key, const Ids& ids) { contents[key] = *ids; });
+        return contents;
+    }
+
+    void expectIndexesToAgree() const {
+        ASSERT_EQ(contentsOf(picture->platformsOfStation), indexBy(picture->platforms, &PlatformInfo::getStationId));
+        ASSERT_EQ(contentsOf(picture->tripStopsAtPlatform), indexBy(picture->tripStops, &TripStop::getPlatformId));
+        ASSERT_EQ(contentsOf(picture->tripStopsOfTrip), indexBy(picture->tripStops, &TripStop::getTripId));
+        ASSERT_EQ(contentsOf(picture->servicesOfTrip), indexBy(picture->services, &Service::getTripId));
+        ASSERT_EQ(contentsOf(picture->stopsOfService), indexBy(picture->serviceStops, &ServiceStop::getServiceId));
+    }
+
+    PassengerInformationServer& store = gPassengerInformationServer;
+
+private:
+    HostFieldList _list;
+};
+
+TEST_P(PictureOfStore, ShowsWhatTheStoreShows) {
+    std::mt19937 random(static_cast<std::uint32_t>(GetParam()));
+    const auto below = [&random](std::size_t bound) { return random() % bound; };
+    const std::size_t ids = GetParam() % 2 == 0 ? 6 : 300;
+    Shadow reader = {};
+    Revision readerKnows = 0;
+    std::vector<std::pair<std::shared_ptr<const Picture>, Shadow>> kept;
+    Shadow shown = shadowOf(publish());
+    for (int step = 0; step < kSteps; ++step) {
+        wall += std::chrono::milliseconds(7);
+        const int id = below(50) == 0 ? 0 : static_cast<int>(below(ids)) + 1;
+        if (below(12) == 0) {
+            remove(kDeleted[below(std::size(kDeleted))], below(40) == 0 ? 0 : id);
+        } else {
+            FieldTexts fields;
+            for (std::size_t count = below(11); count > 0; --count) {
+                const auto& text = kTexts[below(kTexts.size())];
+                text ? fields.append(*text) : fields.appendMissing();
+            }
+            deliver(kCodes[below(std::size(kCodes))], id, fields);
+        }
+        if (below(5) != 0) continue;
+
+        const Revision before = picture->revision;
+        const bool expectsChanges = builder.hasChanges();
+        publish();
+        ASSERT_EQ(linesOf(*picture), linesOfStore()) << "step " << step;
+        const Shadow shownBefore = std::exchange(shown, shadowOf(*picture));
+        ASSERT_EQ(picture->revision, before + (shown != shownBefore ? 1 : 0)) << "step " << step;
+        ASSERT_EQ(expectsChanges, shown != shownBefore) << "step " << step;
+        expectIndexesToAgree();
+
+        if (below(3) == 0) {
+            if (const auto changes = picture->changesSince(readerKnows)) {
+                follow(reader, *changes);
+            } else {
+                reader = shown;
+            }
+            ASSERT_EQ(reader, shown) << "step " << step;
+            readerKnows = picture->revision;
+        }
+        if (below(10) == 0) kept.emplace_back(picture, shown);
+    }
+    for (const auto& [earlier, shadow] : kept) ASSERT_EQ(shadowOf(*earlier), shadow);
+    ASSERT_GT(kept.size(), 10U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Feeds, PictureOfStore, ::testing::Values(1, 2, 3, 4));
+
+using PictureOfOneService = PictureOfStore;
+
+TEST_F(PictureOfOneService, ShowsServiceStopsAsTheStoreHoldsThemWhereTheTripStopCameFirst) {
+    deliver(7, 31, fieldsOf({"3", "9", "Y", "10", "20"}));
+    deliver(9, 88, fieldsOf({"12", "31", "25200", "-60", "60"}));
+    deliver(9, 89, fieldsOf({"12", "32", "25200"}));
+    publish();
+    for (const ServiceStop& stop : serviceStopsOf(store)) {
+        EXPECT_EQ(withoutTime(json(Table::SERVICE_STOPS, stop.getId())), dumpLine(stop));
+    }
+    EXPECT_EQ(picture->size(Table::SERVICE_STOPS), serviceStopsOf(store).size());
+}
+
+TEST_F(PictureOfOneService, ShowsAServiceCompletedFromItsTrip) {
+    deliver(8, 12, fieldsOf({"3", "25200"}));
+    publish();
+    EXPECT_NE(json(Table::SERVICES, 12).find("Unknown Service"), std::string::npos);
+    deliver(6, 3, fieldsOf({"East - West", "1"}));
+    deliver(8, 12, fieldsOf({"3", "25200"}));
+    publish();
+    EXPECT_NE(json(Table::SERVICES, 12).find("East - West"), std::string::npos);
+    EXPECT_EQ(linesOf(*picture), linesOfStore());
+}
+
+}  // namespace

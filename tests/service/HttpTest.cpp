@@ -1,0 +1,238 @@
+// How the service speaks HTTP: tags, compression, methods, parameters, who may ask.
+#include "ServiceTest.h"
+
+namespace {
+
+using Http = ServiceTest;
+
+// --- Tags and compression ---
+
+TEST_F(Http, WhatAClientHoldsIsNotSentAgain) {
+    serve();
+    for (const char* target :
+         {"/api/v1/stations", "/api/v1/stations/1", "/api/v1/trips?station=1", "/api/v1/stations/1/departures"}) {
+        SCOPED_TRACE(target);
+        const std::string tag = get(target).header("etag");
+        ASSERT_GT(tag.size(), 2U);
+        EXPECT_EQ('"', tag.front());
+        for (const std::string& held : std::vector<std::string>{tag, "W/" + tag, "\"other\", " + tag,
+                                                                "\"other\" ,W/" + tag + " , \"more\"", "*"}) {
+            const Answer answer = get(target, {{"If-None-Match", held}});
+            EXPECT_EQ(304, answer.status) << held;
+            EXPECT_EQ(tag, answer.header("etag"));
+            EXPECT_EQ("Accept-Encoding", answer.header("vary"));
+            EXPECT_FALSE(answer.has("content-length"));
+        }
+        for (const std::string& held :
+             std::vector<std::string>{"\"other\"", tag.substr(1), ",", std::string("w/" + tag)}) {
+            EXPECT_EQ(200, get(target, {{"If-None-Match", held}}).status) << held;
+        }
+    }
+}
+
+TEST_F(Http, ATagChangesWithItsTableAlone) {
+    serve();
+    const std::string stations = get("/api/v1/stations").header("etag");
+    const std::string lines = get("/api/v1/lines").header("etag");
+    const std::string row = get("/api/v1/stations/2").header("etag");
+    feedWhole(feed::station(1, "West End", "11!12"));
+    EXPECT_NE(stations, get("/api/v1/stations").header("etag"));
+    EXPECT_EQ(row, get("/api/v1/stations/2").header("etag"));
+    EXPECT_EQ(200, get("/api/v1/lines", {{"If-None-Match", stations}}).status);
+    EXPECT_NE(lines, get("/api/v1/lines").header("etag")) << "the marker line came and went";
+}
+
+TEST_F(Http, GzipWhenItIsAskedFor) {
+    serve();
+    const Answer plain = get("/api/v1/service-stops");
+    const Answer packed = get("/api/v1/service-stops", {{"Accept-Encoding", "br;q=1, GZip;q=0.5"}});
+    EXPECT_EQ("", plain.header("content-encoding"));
+    EXPECT_EQ("gzip", packed.header("content-encoding"));
+    EXPECT_EQ(plain.body, gunzipped(packed.body));
+    EXPECT_LT(packed.body.size(), plain.body.size());
+    EXPECT_NE(plain.header("etag"), packed.header("etag"));
+    EXPECT_EQ("Accept-Encoding", plain.header("vary"));
+    EXPECT_EQ("Accept-Encoding", packed.header("vary"));
+    EXPECT_EQ(
+        304,
+        get("/api/v1/service-stops", {{"Accept-Encoding", "gzip"}, {"If-None-Match", packed.header("etag")}}).status);
+    EXPECT_EQ(200, get("/api/v1/service-stops", {{"If-None-Match", packed.header("etag")}}).status);
+    for (const char* refusal : {"gzip;q=0", "gzip; q=0.000", "gzip ;Q=0", "identity", "", "gzipped", "deflate"}) {
+        EXPECT_EQ("", get("/api/v1/service-stops", {{"Accept-Encoding", refusal}}).header("content-encoding"))
+            << refusal;
+    }
+}
+
+// --- Methods ---
+
+TEST_F(Http, HeadIsGetWithoutTheBody) {
+    serve();
+    Connection connection(service->port());
+    for (const char* target : {"/api/v1/service-stops", "/api/v1/lines/99", "/healthz", "/", "/metrics"}) {
+        SCOPED_TRACE(target);
+        const Answer head = connection.ask("HEAD", target);
+        const Answer whole = connection.ask("GET", target);
+        EXPECT_EQ(whole.status, head.status);
+        EXPECT_EQ(whole.header("etag"), head.header("etag"));
+        EXPECT_EQ(whole.header("content-type"), head.header("content-type"));
+        if (std::string(target) != "/metrics") {
+            EXPECT_EQ(std::to_string(whole.body.size()), head.header("content-length"));
+        }
+    }
+    EXPECT_EQ("text/event-stream", connection.ask("HEAD", "/api/v1/changes").header("content-type"));
+    EXPECT_EQ(200, connection.ask("GET", "/healthz").status);
+}
+
+TEST_F(Http, OtherMethodsAreRefused) {
+    serve();
+    for (const char* method : {"POST", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE", "BREW"}) {
+        const Answer answer = ask(method, "/api/v1/lines", {{"Content-Length", "0"}});
+        EXPECT_PROBLEM(405, "none", answer);
+        EXPECT_EQ("GET, HEAD", answer.header("allow")) << method;
+    }
+    EXPECT_PROBLEM(400, "none", ask("OPTIONS", "*"));
+    EXPECT_PROBLEM(400, "none", ask("CONNECT", "localhost:80"));
+}
+
+// --- Parameters ---
+
+TEST_F(Http, ParametersThatAreNotKnownAreNamed) {
+    serve();
+    EXPECT_PROBLEM(400, "statoin", get("/api/v1/platforms?statoin=1"));
+    EXPECT_PROBLEM(400, "station", get("/api/v1/platforms?station=1&station=1"));
+    EXPECT_PROBLEM(400, "x", get("/api/v1/lines/1?x"));
+    EXPECT_PROBLEM(400, "x", get("/healthz?x=1"));
+    EXPECT_PROBLEM(400, "tables", get("/api/v1/changes?tables=lines,planets"));
+    EXPECT_PROBLEM(400, "tables", get("/api/v1/changes?tables="));
+    EXPECT_PROBLEM(400, "tables", get("/api/v1/changes?tables=,"));
+    EXPECT_PROBLEM(404, "station", get("/api/v1/changes?station=99"));
+    EXPECT_EQ(200, get("/api/v1/platforms?st%61tion=%31").status);
+}
+
+TEST_F(Http, WhatAClientSendsComesBackAsCleanJson) {
+    serve();
+    for (const char* name : {"%ff", "%00", "%22%5c", "%e2%80%a8", "%0d%0aX-Header:%201", "<script>"}) {
+        const Answer answer = get(std::string("/api/v1/lines?") + name + "=1");
+        EXPECT_EQ(400, answer.status) << name;
+        EXPECT_EQ("400", valueAt(answer.body, "/status")) << name << " " << answer.body;
+        EXPECT_FALSE(answer.has("x-header"));
+    }
+    EXPECT_PROBLEM(421, "none", get("/", {{"Host", "\xff\xfe"}}));
+}
+
+// --- Who may ask ---
+
+TEST_F(Http, HostMustBeOneOfOurs) {
+    serve("", {"--allow-host", "Boards.Example", "--allow-host", "::2"});
+    const std::string port = ":" + std::to_string(service->port());
+    for (const std::string& host :
+         std::vector<std::string>{"localhost", "localhost" + port, "LOCALHOST:1", "127.0.0.1" + port, "[::1]" + port,
+                                  "[::1]", "boards.example", "BOARDS.example:443", "[::2]:80"}) {
+        EXPECT_EQ(200, get("/healthz", {{"Host", host}}).status) << host;
+    }
+    for (const char* host :
+         {"example.org", "localhost.example.org", "127.0.0.1.example.org", "127.0.0.2", "::1", "[::3]",
+          "localhost@example.org", "example.org:localhost", "localhost,example.org", "local host"}) {
+        EXPECT_PROBLEM(421, "none", get("/healthz", {{"Host", host}}));
+    }
+    EXPECT_PROBLEM(400, "none", get("/healthz", {{"Host", ""}}));
+    EXPECT_PROBLEM(400, "none", get("/healthz", {{"Host", "localhost"}, {"Host", "example.org"}}));
+    Connection without(service->port());
+    without.send("GET /healthz HTTP/1.1\r\n\r\n");
+    EXPECT_PROBLEM(400, "none", without.readAnswer());
+}
+
+TEST_F(Http, OriginMustBeOurs) {
+    serve("");
+    const std::string host = "localhost:" + std::to_string(service->port());
+    for (const std::string& origin :
+         std::vector<std::string>{"http://" + host, "https://" + host, "HTTP://LOCALHOST" + host.substr(9)}) {
+        EXPECT_EQ(200, get("/healthz", {{"Host", host}, {"Origin", origin}}).status) << origin;
+    }
+    for (const std::string& origin : std::vector<std::string>{
+             "null", "", "http://example.org", host, "http://localhost", "http://127.0.0.1" + host.substr(9),
+             "http://" + host + ".example.org", "http://" + host + "0"}) {
+        EXPECT_PROBLEM(403, "none", get("/api/v1/changes", {{"Host", host}, {"Origin", origin}}));
+    }
+}
+
+TEST_F(Http, EveryAnswerBearsTheSecurityHeaders) {
+    serve();
+    const std::string tag = get("/api/v1/lines").header("etag");
+    std::vector<Answer> answers{get("/"),
+                                get("/api/v1/lines"),
+                                get("/api/v1/lines", {{"If-None-Match", tag}}),
+                                get("/nowhere"),
+                                get("/", {{"Host", "example.org"}}),
+                                ask("POST", "/"),
+                                ask("HEAD", "/"),
+                                get("/metrics")};
+    Connection garbage(service->port());
+    garbage.send("garbage\r\n\r\n");
+    answers.push_back(garbage.readAnswer());
+    EventStream stream(service->port());
+    answers.push_back(stream.head());
+    for (const Answer& answer : answers) {
+        SCOPED_TRACE(answer.status);
+        EXPECT_EQ("nosniff", answer.header("x-content-type-options"));
+        EXPECT_EQ("no-referrer", answer.header("referrer-policy"));
+        EXPECT_EQ("same-origin", answer.header("cross-origin-resource-policy"));
+        EXPECT_NE(std::string::npos, answer.header("content-security-policy").find("default-src 'none'"));
+        EXPECT_EQ(std::string::npos, answer.header("content-security-policy").find("unsafe"));
+        EXPECT_FALSE(answer.has("access-control-allow-origin"));
+        EXPECT_TRUE(answer.has("date"));
+        EXPECT_TRUE(answer.has("cache-control"));
+    }
+}
+
+// --- Requests one after the other ---
+
+TEST_F(Http, OneConnectionTakesManyRequests) {
+    serve();
+    Connection connection(service->port());
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(200, connection.ask("GET", "/api/v1/lines").status);
+    EXPECT_EQ("close", connection.ask("GET", "/healthz", {{"Connection", "close"}}).header("connection"));
+    EXPECT_TRUE(connection.isClosed());
+}
+
+TEST_F(Http, PipelinedRequestsAreAnsweredInOrder) {
+    serve();
+    Connection connection(service->port());
+    std::string requests;
+    for (int i = 0; i < 300; ++i) requests += requestText("GET", i % 2 == 0 ? "/api/v1/lines/1" : "/api/v1/lines/99");
+    connection.send(requests);
+    for (int i = 0; i < 300; ++i) ASSERT_EQ(i % 2 == 0 ? 200 : 404, connection.readAnswer().status) << i;
+}
+
+TEST_F(Http, AClientThatHasSaidItAllIsStillAnswered) {
+    serve();
+    Connection connection(service->port());
+    connection.send(requestText("GET", "/api/v1/lines"));
+    connection.endSending();
+    EXPECT_EQ(200, connection.readAnswer().status);
+    EXPECT_TRUE(connection.isClosed());
+}
+
+TEST_F(Http, OlderClientsAreAnswered) {
+    serve();
+    Connection connection(service->port());
+    connection.send("GET /api/v1/lines HTTP/1.0\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(200, connection.readAnswer().status);
+    EXPECT_TRUE(connection.isClosed());
+}
+
+TEST_F(Http, AStreamForAnOlderClientIsNotInChunks) {
+    serve();
+    Connection connection(service->port());
+    connection.send("GET /api/v1/changes?tables=stations HTTP/1.0\r\nHost: localhost\r\n\r\n");
+    const Answer head = connection.readHead();
+    EXPECT_EQ(200, head.status);
+    EXPECT_FALSE(head.has("transfer-encoding"));
+    EXPECT_EQ("close", head.header("connection"));
+    service->signal(SIGTERM);
+    const std::string text = connection.takeRest();
+    EXPECT_EQ(0U, text.find("event: reset\n"));
+    EXPECT_EQ("\n\n", text.substr(text.size() - 2));
+}
+
+}  // namespace

@@ -1,0 +1,242 @@
+// How the service starts, is told to end or to reopen its log, and what it says to wrong options.
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include "ServiceTest.h"
+
+namespace {
+
+class Life : public ServiceTest {
+protected:
+    /// Starts the program and expects that it ends with status 2 and says why.
+    static void expectFault(const std::vector<std::string>& arguments, const std::string& part) {
+        std::vector<std::string> all{"serve"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        Program program(all);
+        EXPECT_EQ(2, program.status()) << part;
+        EXPECT_NE(std::string::npos, program.err().find(part)) << program.err();
+        EXPECT_EQ("", program.out());
+    }
+
+    TempFolder folder;
+};
+
+// --- The end ---
+
+TEST_F(Life, EndsInGoodOrderOnBothSignals) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        serve();
+        service->signal(signal);
+        EXPECT_EQ(0, service->status());
+    }
+}
+
+TEST_F(Life, EndsInTimeWithManyReadersAndOneThatStandsStill) {
+    std::string records = feed::railway();
+    const std::string padding(1000, 'x');
+    for (int i = 0; i < 3000; ++i) records += feed::line(100 + i, padding);
+    serve(records, {"--connections-per-address", "300"});
+    EventStream stalled(service->port(), "?tables=lines", "", 4096);
+    EXPECT_EQ(200, stalled.head().status);  // and reads no further: 3 MB do not fit on the way
+    std::vector<EventStream> readers;
+    for (int i = 0; i < 200; ++i) {
+        readers.emplace_back(service->port(), "?tables=stations");
+        readers.back().nextRevision();
+    }
+    Connection waiting(service->port());
+    EXPECT_EQ(200, waiting.ask("GET", "/healthz").status);
+    Connection halfway(service->port());
+    halfway.send("GET / HT");
+    const auto began = patience::Clock::now();
+    service->signal(SIGTERM);
+    EXPECT_EQ(0, service->status());
+    const std::chrono::duration<double> took = patience::Clock::now() - began;
+    EXPECT_LT(took.count(), kUnderSanitizer ? 10.0 : 2.0) << "seconds";
+    for (EventStream& reader : readers) {
+        Event event = reader.next();
+        while (event.kind == "revision") event = reader.next();
+        ASSERT_EQ("end", event.kind);
+    }
+    EXPECT_TRUE(waiting.isClosed());
+    EXPECT_TRUE(halfway.isClosed());
+}
+
+TEST_F(Life, EndsWhileTheFeedFloods) {
+    service = std::make_unique<ServiceProcess>();
+    service->feed(feed::railway());
+    std::string records;
+    for (int i = 0; i < 500; ++i) records += feed::line(i + 1, "x");
+    service->feed(records);
+    service->signal(SIGTERM);
+    try {
+        for (int i = 0; i < 1000; ++i) service->feed(records);
+    } catch (const std::runtime_error&) {  // it reads no more
+    }
+    EXPECT_EQ(0, service->status());
+}
+
+// --- The log ---
+
+TEST_F(Life, ReopensItsLogOnHangUp) {
+    const std::string path = folder.path("log");
+    serve(feed::railway() + "the first fault\n", {"--log-file", path});
+    patience::await("the first fault in the log",
+                    [&] { return folder.read("log").find("malformed line") != std::string::npos; });
+    std::filesystem::rename(path, folder.path("log.1"));
+    service->signal(SIGHUP);
+    patience::await("a new log", [&] { return std::filesystem::exists(path); });
+    const std::string old = folder.read("log.1");
+    patience::await("lines in the new log", [&] {
+        service->feed("another fault\n");
+        return folder.read("log").find("malformed line") != std::string::npos;
+    });
+    EXPECT_EQ(old, folder.read("log.1"));
+    EXPECT_EQ(200, get("/healthz").status);
+}
+
+TEST_F(Life, GoesOnWithItsLogWhereItCannotBeReopened) {
+    const std::string path = folder.path("log");
+    serve(feed::railway(), {"--log-file", path});
+    std::filesystem::rename(path, folder.path("log.1"));
+    std::filesystem::create_directory(path);
+    service->signal(SIGHUP);
+    patience::await("a complaint",
+                    [&] { return folder.read("log.1").find("cannot write the log") != std::string::npos; });
+    EXPECT_EQ(200, get("/healthz").status);
+}
+
+TEST_F(Life, HangUpWithoutALogFileIsNoEnd) {
+    serve();
+    service->signal(SIGHUP);
+    feedWhole(feed::line(2, "Hill Line"));
+    EXPECT_EQ(200, get("/healthz").status);
+}
+
+// --- Options ---
+
+TEST_F(Life, APortInUseIsSaid) {
+    serve("");
+    const std::string address = "127.0.0.1:" + std::to_string(service->port());
+    expectFault({"--link", "file:-", "--listen", address}, "cannot listen on " + address + ": Address already in use");
+}
+
+TEST_F(Life, WrongOptionsAreSaid) {
+    expectFault({}, "--link is required");
+    expectFault({"--link", "nonsense"}, "link \"nonsense\"");
+    expectFault({"--link", "tcp://127.0.0.1"}, "port");
+    expectFault({"--link", "tcp://127.0.0.1:99999"}, "port");
+    expectFault({"--link", "sim:/nowhere.json"}, "/nowhere.json");
+    const std::vector<std::pair<std::vector<std::string>, std::string>> wrong{
+        {{"--listen", "8080"}, "--listen"},
+        {{"--listen", "127.0.0.1:"}, "--listen"},
+        {{"--listen", "127.0.0.1:65536"}, "--listen"},
+        {{"--listen", "127.0.0.1:80x"}, "--listen"},
+        {{"--listen", "nowhere.example:0"}, "--listen"},
+        {{"--listen", "192.0.2.1:0"}, "cannot listen on 192.0.2.1:0"},
+        {{"--max-elements", "0"}, "--max-elements"},
+        {{"--max-elements", "x"}, "--max-elements"},
+        {{"--stale-after", "0"}, "--stale-after"},
+        {{"--stale-after", "nan"}, "--stale-after"},
+        {{"--stale-after", "soon"}, "--stale-after"},
+        {{"--clock", "sun"}, "--clock"},
+        {{"--epoch", "yesterday"}, "--epoch"},
+        {{"--timezone", "Nowhere/Nothing"}, "--timezone"},
+        {{"--day-start", "25:00"}, "--day-start"},
+        {{"--allow-host", "example.org:80"}, "--allow-host"},
+        {{"--connections", "0"}, "--connections"},
+        {{"--connections-per-address", "-1"}, "--connections-per-address"},
+        {{"--debug-level", "much"}, "--debug-level"},
+        {{"--log-file", "/proc/nowhere/log"}, "log"},
+        {{"--speed", "0"}, "--speed"},
+        {{"--fault", "flood=1"}, "--fault"},
+        {{"--start", "noon"}, "--start"},
+        {{"--nonsense"}, "--nonsense"}};
+    for (const auto& [options, part] : wrong) {
+        SCOPED_TRACE(options.front() + " " + options.back());
+        std::vector<std::string> all{"--link", "file:-", "--listen", "127.0.0.1:0"};
+        if (options.front() == "--listen") all.resize(2);
+        all.insert(all.end(), options.begin(), options.end());
+        expectFault(all, part);
+    }
+}
+
+TEST_F(Life, AFileIsPlayedAtTheSpeedAskedFor) {
+    const std::string path = folder.write(
+        "day.jsonl", feed::update(2, 1, {"Coast Line", "C"}, 0) + feed::update(2, 2, {"Hill Line", "H"}, 100000));
+    service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--link", "file:" + path, "--speed", "1"});
+    patience::await("the first record", [this] { return get("/api/v1/lines/1").status == 200; });
+    EXPECT_EQ("up", value("/api/v1/status", "/link/state"));
+    EXPECT_EQ(404, get("/api/v1/lines/2").status) << "it is due in a day";
+}
+
+TEST_F(Life, ListensOnTheOtherLoopbackAddressToo) {
+    try {
+        service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--listen", "[::1]:0"});
+    } catch (const std::runtime_error& error) {
+        GTEST_SKIP() << "no IPv6 here: " << error.what();
+    }
+    EXPECT_NE(std::string::npos, service->err().find("http://[::1]:" + std::to_string(service->port()) + "/"));
+    service->signal(SIGTERM);
+    EXPECT_EQ(0, service->status());
+}
+
+TEST_F(Life, TheLogMayLoseItsReader) {
+    int log[2];
+    ASSERT_EQ(0, pipe2(log, O_CLOEXEC));
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(log[1], STDERR_FILENO);
+        std::signal(SIGPIPE, SIG_DFL);
+        execl(PIS_PROGRAM, "pis", "serve", "--link", "tcp://127.0.0.1:1", "--listen", "127.0.0.1:0",
+              static_cast<char*>(nullptr));
+        _exit(126);
+    }
+    close(log[1]);
+    std::string said;
+    char piece[256];
+    while (said.find("  link") == std::string::npos) {
+        const ssize_t count = read(log[0], piece, sizeof piece);
+        if (count <= 0) break;
+        said.append(piece, static_cast<std::size_t>(count));
+    }
+    close(log[0]);
+    const std::size_t begin = said.find("127.0.0.1:") + 10;
+    ASSERT_NE(std::string::npos, said.find("  link")) << said;
+    const auto port = static_cast<unsigned short>(std::stoul(said.substr(begin, 5)));
+    patience::await("the link's fall, which it logs",
+                    [port] { return valueAt(::get(port, "/api/v1/status").body, "/link/state") == "down"; });
+    EXPECT_EQ(200, ::get(port, "/healthz").status);
+    kill(pid, SIGTERM);
+    int status = 0;
+    EXPECT_EQ(pid, waitpid(pid, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status)) << "ended by a signal";
+}
+
+// --- The link ---
+
+TEST_F(Life, AFallenLinkLeavesTheBoardsOnTheAir) {
+    auto side = std::make_unique<Program>(
+        std::vector<std::string>{"simulate", PIS_NETWORK, "--start", "07:00", "--listen", "127.0.0.1:0"});
+    side->awaitErr("127.0.0.1:");
+    const std::string said = side->err();
+    const std::size_t begin = said.find("127.0.0.1:");
+    const std::string address = said.substr(begin, said.find_first_not_of("0123456789", begin + 10) - begin);
+    service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--link", "tcp://" + address});
+    patience::await("the first snapshot", [this] { return get("/readyz").status == 200; });
+    EXPECT_EQ("true", value("/api/v1/status", "/server_online"));
+    EventStream stream(service->port());
+    stream.nextRevision();
+    side.reset();
+    patience::await("the link's fall", [this] { return value("/api/v1/status", "/link/state") == "down"; });
+    EXPECT_EQ("false", value("/api/v1/status", "/server_online"));
+    EXPECT_EQ(200, get("/readyz").status);
+    EXPECT_EQ("down", value("/readyz", "/link/state"));
+    EXPECT_EQ("departures", value("/api/v1/stations/5/departures", "/status"));
+    EXPECT_EQ(1, metric(R"(pis_link_state{state="down"})"));
+    EXPECT_EQ(0, metric("pis_signalling_server_online"));
+    patience::await("readers' hearing of it",
+                    [&] { return valueAt(stream.nextRevision().data, "/link/state") == "down"; });
+    EXPECT_EQ("", differenceOf(tables(), stream.rows())) << "the picture stays";
+}
+
+}  // namespace

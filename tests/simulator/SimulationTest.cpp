@@ -1,0 +1,218 @@
+// The simulation as such: the same every time, day after day, and its whole state is what was told before.
+#include "Simulation.h"
+
+#include <algorithm>
+
+#include "FeedDelivery.h"
+#include "RecordMirror.h"
+#include "SimulationTestSupport.h"
+#include "StoreTest.h"
+#include "TableDump.h"
+
+namespace {
+
+std::vector<std::string> morningLines(std::uint32_t seed) {
+    Simulation simulation(harbourNetwork(), seed);
+    Lines lines;
+    simulation.reportWholeState(lines.taker());
+    simulation.advanceTo(9 * 3600, lines.taker());
+    return lines.taken();
+}
+
+}  // namespace
+
+TEST(Simulation, IsTheSameForTheSameSeedAndAnotherForAnother) {
+    const std::vector<std::string> first = morningLines(7);
+    EXPECT_EQ(first, morningLines(7));
+    EXPECT_NE(first, morningLines(8));
+}
+
+TEST(Simulation, DoesNotDependOnTheSizeOfTheSteps) {
+    Simulation simulation(harbourNetwork(), 7);
+    Lines lines;
+    simulation.reportWholeState(lines.taker());
+    while (simulation.nextAt() <= 9 * 3600) {
+        const int next = simulation.nextAt();
+        simulation.advanceTo(next - 1 < simulation.now() ? next : next - 1, lines.taker());
+        simulation.advanceTo(next, lines.taker());
+        EXPECT_EQ(simulation.now(), next);
+    }
+    EXPECT_EQ(lines.all(), morningLines(7));
+}
+
+TEST(Simulation, BeginsWithTheDayAndTellsTheTimeOfEachRecord) {
+    Simulation simulation(shuttle(), 1);
+    EXPECT_EQ(simulation.now(), 4 * 3600);
+    EXPECT_EQ(simulation.day(), 0);
+    simulation.advanceTo(6 * 3600 + 7, [&](const FeedRecord& record) { EXPECT_EQ(*record.at, simulation.now()); });
+    EXPECT_EQ(simulation.now(), 6 * 3600 + 7);
+}
+
+TEST(Simulation, SaysEveryMinuteThatItIsThere) {
+    Simulation simulation(shuttle(), 1);
+    Lines lines;
+    simulation.advanceTo(4 * 3600 - 1 + 180, lines.taker());
+    EXPECT_EQ(lines.taken(), (std::vector<std::string>{R"({"at":14460,"update":98,"id":1,"fields":["Box","A","1"]})",
+                                                       R"({"at":14520,"update":98,"id":1,"fields":["Box","A","1"]})"}));
+}
+
+TEST(Simulation, MakesAServiceKnownAheadOfItsStart) {
+    Simulation simulation(shuttle(), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    simulation.reportWholeState(take);
+    EXPECT_EQ(mirror.idsOfType(8), std::vector<int>{1});  // 05:00 is an hour away
+    simulation.advanceTo(4 * 3600 + 30 * 60 - 1, take);
+    EXPECT_EQ(mirror.idsOfType(8), std::vector<int>{1});
+    simulation.advanceTo(4 * 3600 + 30 * 60, take);
+    EXPECT_EQ(mirror.idsOfType(8), (std::vector<int>{1, 2}));
+    EXPECT_EQ(mirror.field(3, 1, 3), "1!2");
+    EXPECT_EQ(mirror.field(8, 2, 1), std::to_string(5 * 3600 + 30 * 60));
+}
+
+TEST(Simulation, RunsATrainFromPlatformToPlatform) {
+    Simulation simulation(shuttle(), 1);
+    std::vector<std::string> course;
+    const auto take = [&course](const FeedRecord& record) {
+        if (record.kind != FeedRecord::UPDATE) return;
+        const RecordMirror::Fields fields = RecordMirror::fieldsOf(record);
+        if (record.type == 12 && record.id == 1) course.push_back(fields[2] + " " + fields[0]);
+        if (record.type != 11 || fields[0] == "0") return;
+        const std::string platform = std::to_string(record.id) + " " + fields[1];
+        // Passers that become known repeat the state.
+        if (std::find(course.begin(), course.end(), platform) == course.end()) course.push_back(platform);
+    };
+    simulation.advanceTo(5 * 3600 + 10 * 60, take);
+    EXPECT_EQ(course, (std::vector<std::string>{"APPROACHING_STATION 1!2!3",
+                                                "1 VEHICLE_APPROACHING",
+                                                "IN_STATION 1!2!3",
+                                                "1 VEHICLE_ON_PLATFORM",
+                                                "BOARDING 1!2!3",
+                                                "1 VEHICLE_BOARDING",
+                                                "DEPARTING_STATION 1!2!3",
+                                                "1 VEHICLE_DEPARTING",
+                                                "DEPARTED_STATION 2!3",
+                                                "1 VEHICLE_DEPARTED",
+                                                "RUNNING 2!3",  //
+                                                "APPROACHING_STATION 2!3",
+                                                "3 VEHICLE_APPROACHING",
+                                                "IN_STATION 2!3",
+                                                "3 VEHICLE_ON_PLATFORM",
+                                                "BOARDING 2!3",
+                                                "3 VEHICLE_BOARDING",
+                                                "DEPARTING_STATION 2!3",
+                                                "3 VEHICLE_DEPARTING",
+                                                "DEPARTED_STATION 3",
+                                                "3 VEHICLE_DEPARTED",
+                                                "RUNNING 3",  //
+                                                "APPROACHING_STATION 3",
+                                                "4 VEHICLE_APPROACHING",
+                                                "IN_STATION 3",
+                                                "4 VEHICLE_ON_PLATFORM",
+                                                "TERMINATED ",
+                                                "4 VEHICLE_TERMINATED"}));
+}
+
+TEST(Simulation, BeginsTheNextDayWithAWholeStateAndWithoutYesterdaysServices) {
+    const std::string late =
+        replaced(shuttleText(), R"("from": "05:30", "until": "23:30")", R"("from": "05:50", "until": "27:50")");
+    Simulation simulation(parseNetwork(replaced(late, R"("until": "23:00")", R"("until": "27:00")"), "late.json"), 1);
+    RecordMirror mirror;
+    Lines lines;
+    simulation.advanceTo(28 * 3600 - 1, [&](const FeedRecord& record) { mirror.take(record); });
+    EXPECT_FALSE(mirror.idsOfType(8).empty()) << "the last service is kept for a while";
+
+    const auto take = [&](const FeedRecord& record) {
+        mirror.take(record);
+        lines.taker()(record);
+    };
+    simulation.advanceTo(28 * 3600, take);
+    EXPECT_EQ(simulation.now(), 4 * 3600);
+    EXPECT_EQ(simulation.day(), 1);
+    ASSERT_GT(lines.all().size(), 3U);
+    EXPECT_EQ(lines.all()[0], R"({"at":14400,"update":98,"id":1,"fields":["Box","A","1"]})");
+    EXPECT_EQ(lines.all()[1], R"({"at":14400,"update":13,"id":1,"fields":["Y"]})");
+    EXPECT_EQ(lines.all()[2], R"({"at":14400,"snapshot":"begin"})");
+    EXPECT_EQ(lines.all().back(), R"({"at":14400,"snapshot":"end"})");
+    EXPECT_EQ(mirror.idsOfType(8), std::vector<int>{1});
+}
+
+TEST(Simulation, GoesOnIntoTheNextDayInOneStep) {
+    Simulation simulation(shuttle(), 1);
+    simulation.advanceTo(28 * 3600 + 24 * 3600 + 3600, nobody);
+    EXPECT_EQ(simulation.day(), 2);
+    EXPECT_EQ(simulation.now(), 5 * 3600);
+}
+
+TEST(Simulation, DelaysDifferFromDayToDay) {
+    Simulation simulation(harbourNetwork(), 1);
+    Lines first;
+    Lines second;
+    simulation.advanceTo(8 * 3600, first.taker());
+    simulation.advanceTo(28 * 3600, nobody);
+    simulation.advanceTo(8 * 3600, second.taker());
+    EXPECT_NE(first.all(), second.all());
+}
+
+TEST(Simulation, KeepsSilentWhileItsLinkIsLostAndTellsEverythingAfterwards) {
+    const std::string text = replaced(shuttleText(), R"("vehicles":)",
+                                      R"("incidents": [{"at": "05:01", "link_lost_for": 300}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "lost.json"), 1);
+    Lines lines;
+    simulation.advanceTo(5 * 3600 + 59, nobody);
+    simulation.advanceTo(5 * 3600 + 60 + 299, lines.taker());
+    EXPECT_EQ(lines.taken(), std::vector<std::string>{R"({"at":18060,"update":98,"id":1,"fields":["Box","A","0"]})"});
+    EXPECT_FALSE(simulation.take(12, "", nobody).taken);
+    simulation.advanceTo(5 * 3600 + 60 + 300, lines.taker());
+    EXPECT_EQ(lines.all().front(), R"({"at":18360,"update":98,"id":1,"fields":["Box","A","1"]})");
+    EXPECT_NE(std::find(lines.all().begin(), lines.all().end(), R"({"at":18360,"snapshot":"end"})"), lines.all().end());
+}
+
+TEST(Simulation, CancelsARunThereAndBackWhenAVehicleFails) {
+    const std::string text = replaced(shuttleText(), R"("vehicles":)",
+                                      R"("incidents": [{"at": "06:40", "vehicle_fails": "1"}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "fails.json"), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    simulation.advanceTo(6 * 3600 + 59 * 60, take);
+    EXPECT_EQ(mirror.field(12, 5, 2), "CANCELLED");  // 07:00
+    EXPECT_EQ(mirror.field(12, 6, 2), "CANCELLED");  // 07:30
+    simulation.advanceTo(7 * 3600 + 45 * 60, take);
+    EXPECT_EQ(mirror.field(12, 7, 2), "NOT_STARTED");  // 08:00
+    simulation.advanceTo(8 * 3600 + 60, take);
+    EXPECT_EQ(mirror.field(10, 1, 4), "7");
+}
+
+TEST(Simulation, AddsAStopWhereThePatternPassed) {
+    const std::string text = replaced(
+        shuttleText(), R"("vehicles":)",
+        R"("incidents": [{"at": "06:40", "stop_added": {"pattern": "Westward", "platform": "M1", "dwell": 60}}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "added.json"), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    simulation.reportWholeState(take);
+    EXPECT_EQ(mirror.field(7, 5, 2), "N");
+    simulation.advanceTo(6 * 3600 + 40 * 60, take);
+    EXPECT_EQ(mirror.field(7, 5, 2), "Y");
+    EXPECT_EQ(mirror.field(7, 5, 4), "230");
+    EXPECT_EQ(mirror.field(7, 6, 3), "350");
+    EXPECT_EQ(mirror.field(6, 2, 0), "Westward via Mid");
+}
+
+class WholeStateInStore : public StoreTest {};
+
+TEST_F(WholeStateInStore, ChangesNothingForWhoHeardEverything) {
+    host.setDebugLevel(-1);
+    host.notesLock = false;
+    Simulation simulation(harbourNetwork(), 5);
+    FeedDelivery delivery(store);
+    const auto deliver = [&delivery](const FeedRecord& record) { delivery.deliver(record); };
+    simulation.reportWholeState(deliver);
+    for (int time = 5 * 3600; time < 11 * 3600; time += 1777) {
+        simulation.advanceTo(time, deliver);
+        const std::uint64_t before = hashTables(store);
+        simulation.reportWholeState(deliver);
+        ASSERT_EQ(hashTables(store), before) << "at " << time;
+        host.clear();
+    }
+}
