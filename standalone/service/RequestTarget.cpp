@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <boost/url/parse.hpp>
-#include <boost/url/src.hpp>
 #include <boost/url/url_view.hpp>
 #include <charconv>
 #include <set>
