@@ -286,13 +286,12 @@ void HttpConnection::writeChunk() {
         if (self->_sent < total) return self->writeChunk();
         self->_events.reset();
         if (self->_finishing) return self->finish();
-        self->pictureChanged();
+        self->pictureChanged(self->_server._published.current());
     });
 }
 
-void HttpConnection::pictureChanged() {
+void HttpConnection::pictureChanged(const std::shared_ptr<const Picture>& picture) {
     if (!_stream || _events || _finishing) return;
-    const std::shared_ptr<const Picture> picture = _server._published.current();
     if (_stream->knows == picture->revision && _toldOfFeed == summaryOf(picture->feed)) return;
     sendPicture(picture);
     writeChunk();

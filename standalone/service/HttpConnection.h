@@ -33,7 +33,7 @@ public:
 
     /// Sends a stream's reader what is new, be it the state of the link alone, unless it is still busy with
     /// what came before.
-    void pictureChanged();
+    void pictureChanged(const std::shared_ptr<const Picture>& picture);
 
     /// Looks after time limits, comments and ticks; called some times a second.
     void watch(Clock::time_point now);

@@ -108,8 +108,9 @@ void HttpServer::closed(HttpConnection& connection) {
 }
 
 void HttpServer::pictureChanged() {
+    const std::shared_ptr<const Picture> picture = _published.current();
     const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
-    for (const auto& connection : all) connection->pictureChanged();
+    for (const auto& connection : all) connection->pictureChanged(picture);
 }
 
 void HttpServer::watch() {

@@ -38,12 +38,14 @@ void addLinkOptions(CLI::App& command, ServeOptions& options) {
 }
 
 void addClockOptions(CLI::App& command, ServeOptions& options) {
-    static const std::map<std::string, ClockOptions::Source> kSources{{"feed", ClockOptions::FEED},
-                                                                      {"wall", ClockOptions::WALL}};
     command
-        .add_option("--clock", options.clock.source,
-                    "What now is: the time of the last record, or this machine's clock")
-        ->transform(CLI::CheckedTransformer(kSources).description(""))
+        .add_option_function<std::string>(
+            "--clock",
+            [&options](const std::string& word) {
+                options.clock.source = word == "wall" ? ClockOptions::WALL : ClockOptions::FEED;
+            },
+            "What now is: the time of the last record, or this machine's clock")
+        ->check(CLI::IsMember({"feed", "wall"}).description(""))
         ->type_name("feed|wall")
         ->default_str("feed")
         ->group("Clock");

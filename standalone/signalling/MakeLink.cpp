@@ -44,16 +44,37 @@ TcpAddress addressIn(const std::string& text, const std::string& link) {
     return address;
 }
 
+/// What is said of a railway to a link that runs none would be lost on it.
+void refuseRailwayOptions(const LinkOptions& options, bool takesSpeed) {
+    const SimulationOptions& railway = options.simulation;
+    const auto refuse = [&options](bool given, const char* option) {
+        if (!given) return;
+        throw std::runtime_error("link \"" + options.link + "\": takes no " + option + "; a simulated railway does");
+    };
+    refuse(railway.speed.has_value() && !takesSpeed, "--speed");
+    refuse(railway.start.has_value(), "--start");
+    refuse(railway.until.has_value(), "--until");
+    refuse(railway.snapshotMinutes != 0, "--snapshots");
+    refuse(railway.faults.any(), "--fault");
+}
+
 }  // namespace
 
 std::unique_ptr<SignallingLink> makeLink(const LinkOptions& options) {
     const std::string& link = options.link;
-    if (link == "-") return std::make_unique<FileLink>("-", options.speed);
+    if (link == "-") {
+        refuseRailwayOptions(options, true);
+        return std::make_unique<FileLink>("-", options.speed);
+    }
     if (const auto path = behind("file:", link)) {
         if (path->empty()) throw wrong(link, "the path is missing");
+        refuseRailwayOptions(options, true);
         return std::make_unique<FileLink>(*path, options.speed);
     }
-    if (const auto address = behind("tcp://", link)) return std::make_unique<TcpLink>(addressIn(*address, link));
+    if (const auto address = behind("tcp://", link)) {
+        refuseRailwayOptions(options, false);
+        return std::make_unique<TcpLink>(addressIn(*address, link));
+    }
     if (const auto file = behind("sim:", link)) {
         if (file->empty()) throw wrong(link, "the network file is missing");
         SimulationOptions simulation = options.simulation;

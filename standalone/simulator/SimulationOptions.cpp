@@ -44,9 +44,10 @@ FaultPlan faultsOf(const std::string& text) {
 
 void addSimulationOptions(CLI::App& command, SimulationOptions& options) {
     const auto add = [&command](const char* name, const char* type, const char* about, auto take) {
-        command.add_option_function<std::string>(name, take, about)->type_name(type);
+        command.add_option_function<std::string>(name, take, about)->type_name(type)->group("Railway");
     };
-    add("--speed", "X", "Times real time", [&](const std::string& text) { options.speed = speedOf(text); });
+    add("--speed", "X", "Times real time, or a recorded feed's own pace",
+        [&](const std::string& text) { options.speed = speedOf(text); });
     add("--start", "HH:MM", "Run unseen up to this time of the operating day, so that trains are under way",
         [&](const std::string& text) { options.start = timeOf(text, "--start"); });
     add("--until", "HH:MM", "Stand still from this time of the operating day on",

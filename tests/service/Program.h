@@ -4,6 +4,7 @@
 #define TESTS_SERVICE_PROGRAM_H
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -61,6 +62,10 @@ public:
         if (!_ended) {
             kill(_pid, SIGKILL);
             waitpid(_pid, nullptr, 0);
+        }
+        const std::string said = err();
+        if (said.find("Sanitizer") != std::string::npos || said.find("runtime error:") != std::string::npos) {
+            ADD_FAILURE() << "a sanitizer found something in the program: " << said;
         }
     }
 

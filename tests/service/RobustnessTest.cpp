@@ -3,6 +3,8 @@
 
 namespace {
 
+using namespace std::string_literals;  // NUL characters stand in them
+
 class Robustness : public ServiceTest {
 protected:
     /// What comes back for some bytes; the connection must be closed then.
@@ -20,11 +22,9 @@ protected:
 TEST_F(Robustness, GarbageIsNoRequest) {
     serve("");
     for (const std::string& bytes :
-         {std::string("garbage\r\n\r\n"),
-          std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03zzzzzzzzzzzzzzzzzzzzzzzzzz", 36),
+         {std::string("garbage\r\n\r\n"), "\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03zzzzzzzzzzzzzzzzzzzzzzzzzz"s,
           std::string("GET / HTTP/1.1\r\nHost localhost\r\n\r\n"),
-          std::string("GET / HTTP/9.9\r\nHost: localhost\r\n\r\n"),
-          std::string("GET / HTTP/1.1\r\nHost: local\0host\r\n\r\n", 38),
+          std::string("GET / HTTP/9.9\r\nHost: localhost\r\n\r\n"), "GET / HTTP/1.1\r\nHost: local\0host\r\n\r\n"s,
           std::string("GET /\x01 HTTP/1.1\r\nHost: localhost\r\n\r\n"),
           std::string("GET  / HTTP/1.1\r\nHost: localhost\r\n\r\n"),
           std::string("GET / HTTP/1.1\r\n: localhost\r\n\r\n"),
@@ -42,7 +42,7 @@ TEST_F(Robustness, NulBytesEndNoName) {
     EXPECT_PROBLEM(404, "none", get("/healthz%00"));
     EXPECT_PROBLEM(400, "tables", get("/api/v1/changes?tables=lines%00"));
     EXPECT_EQ(400, get("/api/v1/changes?tables%00=lines").status);
-    EXPECT_EQ(400, answerTo(std::string("GET /\0 HTTP/1.1\r\nHost: localhost\r\n\r\n", 38)).status);
+    EXPECT_EQ(400, answerTo("GET /\0 HTTP/1.1\r\nHost: localhost\r\n\r\n"s).status);
 }
 
 TEST_F(Robustness, TargetsThatAreNoPaths) {

@@ -33,6 +33,29 @@ TEST(MakeLink, KnowsTcpByNameAndAddress) {
     EXPECT_EQ(nameOf("tcp://[::1]:65535"), "tcp://[::1]:65535");
 }
 
+TEST(MakeLink, RefusesWhatOnlyARailwayTakes) {
+    const auto faultOf = [](const std::string& word, SimulationOptions railway) {
+        LinkOptions options;
+        options.link = word;
+        options.simulation = railway;
+        try {
+            return makeLink(options)->name();
+        } catch (const std::runtime_error& error) {
+            return std::string(error.what());
+        }
+    };
+    SimulationOptions fast;
+    fast.speed = 10;
+    EXPECT_EQ(faultOf("-", fast), "file:-");
+    EXPECT_EQ(faultOf("tcp://[::1]:7", fast), "link \"tcp://[::1]:7\": takes no --speed; a simulated railway does");
+    SimulationOptions early;
+    early.start = 0;
+    EXPECT_EQ(faultOf("file:a", early), "link \"file:a\": takes no --start; a simulated railway does");
+    SimulationOptions spoilt;
+    spoilt.faults.drop = 0.5;
+    EXPECT_EQ(faultOf("-", spoilt), "link \"-\": takes no --fault; a simulated railway does");
+}
+
 TEST(MakeLink, SaysWhatIsWrongAndWhichFormsThereAre) {
     const std::string forms =
         "; a link is file:PATH (- or file:- for standard input), tcp://HOST:PORT ([HOST] for an IPv6 address) or "
