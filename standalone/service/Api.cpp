@@ -150,7 +150,7 @@ const Api::Route* Api::routeOf(const RequestTarget& target) const {
     return nullptr;
 }
 
-HttpAnswer Api::answer(const HttpRequest& request) {
+HttpAnswer Api::answer(const HttpRequest& request) const {
     std::string route = "none";
     HttpAnswer answer;
     try {
@@ -165,7 +165,7 @@ HttpAnswer Api::answer(const HttpRequest& request) {
     return answer;
 }
 
-HttpAnswer Api::routed(const HttpRequest& request, std::string& route) {
+HttpAnswer Api::routed(const HttpRequest& request, std::string& route) const {
     checkSender(request);
     const RequestTarget target(request.target);
     const Route* known = routeOf(target);
@@ -199,7 +199,7 @@ void Api::checkSender(const HttpRequest& request) const {
 
 // --- Tables -------------------------------------------------------------------------------------
 
-HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) const {
     const std::shared_ptr<const Picture> picture = _around.published.current();
     const Table wanted = tableOf(target);
     const bool perStation =
@@ -238,7 +238,7 @@ int Api::knownStation(const Picture& picture, const RequestTarget& target) const
 }
 
 HttpAnswer Api::changedSince(const HttpRequest& request, const Picture& picture, Table table,
-                             const std::string& token) {
+                             const std::string& token) const {
     const RevisionTokens::Reading since = _around.tokens.read(token);
     if (!since.wellFormed) throw Problem{400, "Must be a revision as this service gives them.", "since"};
 
@@ -272,7 +272,7 @@ HttpAnswer Api::changedSince(const HttpRequest& request, const Picture& picture,
     return answerWith(request, body);
 }
 
-HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) const {
     target.allow({});
     const Table wanted = tableOf(target);
     const int id = wholeNumber(target.segments()[3], "id", kLowestId, kHighestId);
@@ -286,15 +286,15 @@ HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) 
 
 // --- Departures ---------------------------------------------------------------------------------
 
-HttpAnswer Api::stationDepartures(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::stationDepartures(const HttpRequest& request, const RequestTarget& target) const {
     return departures(request, target, true);
 }
 
-HttpAnswer Api::platformDepartures(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::platformDepartures(const HttpRequest& request, const RequestTarget& target) const {
     return departures(request, target, false);
 }
 
-HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) {
+HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) const {
     constexpr int kDefaultLimit = 20;
     constexpr int kHighestLimit = 200;
     constexpr double kMinute = 60;
@@ -322,7 +322,7 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
 
 // --- Changes, status, pages ---------------------------------------------------------------------
 
-HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target) const {
     target.allow({"tables", "station"});
     const std::shared_ptr<const Picture> picture = _around.published.current();
     HttpAnswer::Stream stream;
@@ -348,7 +348,7 @@ HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target)
     return answer;
 }
 
-HttpAnswer Api::status(const HttpRequest& /*request*/, const RequestTarget& target) {
+HttpAnswer Api::status(const HttpRequest& /*request*/, const RequestTarget& target) const {
     target.allow({});
     return statusOf(*_around.published.current());
 }
@@ -360,7 +360,7 @@ HttpAnswer Api::statusOf(const Picture& picture) const {
     return answer;
 }
 
-HttpAnswer Api::alive(const HttpRequest& /*request*/, const RequestTarget& target) {
+HttpAnswer Api::alive(const HttpRequest& /*request*/, const RequestTarget& target) const {
     target.allow({});
     HttpAnswer answer;
     answer.cacheControl = "no-store";
@@ -369,7 +369,7 @@ HttpAnswer Api::alive(const HttpRequest& /*request*/, const RequestTarget& targe
 }
 
 /// A link that falls later does not take the boards off the air: it shows in the body.
-HttpAnswer Api::ready(const HttpRequest& /*request*/, const RequestTarget& target) {
+HttpAnswer Api::ready(const HttpRequest& /*request*/, const RequestTarget& target) const {
     target.allow({});
     const std::shared_ptr<const Picture> picture = _around.published.current();
     HttpAnswer answer = statusOf(*picture);
@@ -379,7 +379,7 @@ HttpAnswer Api::ready(const HttpRequest& /*request*/, const RequestTarget& targe
     return answer;
 }
 
-HttpAnswer Api::metrics(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::metrics(const HttpRequest& request, const RequestTarget& target) const {
     target.allow({});
     if (!_options.openMetrics && !request.fromLoopback) {
         throw Problem{403, "Metrics are for this machine alone; --open-metrics opens them.", ""};
@@ -392,7 +392,7 @@ HttpAnswer Api::metrics(const HttpRequest& request, const RequestTarget& target)
 }
 
 /// The parameters of a page are its own business.
-HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) {
+HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) const {
     const EmbeddedPage& page = *findPage(target.path());
     const auto body = _bodies.get(target.path(), 0, std::string(page.etag), [&] { return std::string(page.body); });
     HttpAnswer answer = answerWith(request, *body);
@@ -400,7 +400,7 @@ HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) {
     return answer;
 }
 
-HttpAnswer Api::answerWith(const HttpRequest& request, Body& body) {
+HttpAnswer Api::answerWith(const HttpRequest& request, Body& body) const {
     constexpr std::size_t kWorthIt = 512;  // bytes; below, compressing saves no packet
     HttpAnswer answer;
     answer.varies = true;

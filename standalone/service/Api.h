@@ -36,10 +36,10 @@ public:
     Api(Surroundings surroundings, ApiOptions options);
 
     /// Never throws for what a client asks; what goes wrong is a problem document.
-    HttpAnswer answer(const HttpRequest& request);
+    HttpAnswer answer(const HttpRequest& request) const;
 
 private:
-    using Handler = HttpAnswer (Api::*)(const HttpRequest&, const RequestTarget&);
+    using Handler = HttpAnswer (Api::*)(const HttpRequest&, const RequestTarget&) const;
     struct Route {
         std::string path;  ///< With "{id}" for any number.
         Handler handler;
@@ -48,29 +48,30 @@ private:
 
     void addRoute(const std::string& path, Handler handler);
     const Route* routeOf(const RequestTarget& target) const;
-    HttpAnswer routed(const HttpRequest& request, std::string& route);
+    HttpAnswer routed(const HttpRequest& request, std::string& route) const;
     void checkSender(const HttpRequest& request) const;
 
-    HttpAnswer table(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer record(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer stationDepartures(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer platformDepartures(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer changes(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer status(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer alive(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer ready(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer metrics(const HttpRequest& request, const RequestTarget& target);
-    HttpAnswer page(const HttpRequest& request, const RequestTarget& target);
+    HttpAnswer table(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer record(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer stationDepartures(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer platformDepartures(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer changes(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer status(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer alive(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer ready(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer metrics(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer page(const HttpRequest& request, const RequestTarget& target) const;
 
     HttpAnswer statusOf(const Picture& picture) const;
-    HttpAnswer changedSince(const HttpRequest& request, const Picture& picture, Table table, const std::string& token);
-    HttpAnswer departures(const HttpRequest& request, const RequestTarget& target, bool ofStation);
-    HttpAnswer answerWith(const HttpRequest& request, Body& body);
+    HttpAnswer changedSince(const HttpRequest& request, const Picture& picture, Table table,
+                            const std::string& token) const;
+    HttpAnswer departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) const;
+    HttpAnswer answerWith(const HttpRequest& request, Body& body) const;
     int knownStation(const Picture& picture, const RequestTarget& target) const;
 
     Surroundings _around;
     ApiOptions _options;
-    BodyCache _bodies;
+    mutable BodyCache _bodies;
     std::vector<Route> _routes;
 };
 

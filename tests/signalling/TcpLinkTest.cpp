@@ -2,6 +2,7 @@
 #include "TcpLink.h"
 
 #include <gtest/gtest.h>
+#include <netdb.h>
 
 #include <future>
 #include <vector>
@@ -14,6 +15,14 @@
 namespace {
 
 using std::chrono::milliseconds;
+
+/// A machine may have no name for itself.
+bool isKnown(const std::string& host) {
+    addrinfo* found = nullptr;
+    if (getaddrinfo(host.c_str(), nullptr, nullptr, &found) != 0) return false;
+    freeaddrinfo(found);
+    return true;
+}
 
 class TcpLinkTest : public ::testing::Test {
 protected:
@@ -56,6 +65,7 @@ TEST_F(TcpLinkTest, FindsHostsByNameAndByBothKindsOfAddress) {
     const LoopbackServer server6(16, AF_INET6);
     for (const std::string& host : {std::string("localhost"), std::string("::1")}) {
         if (host == "::1" && !server6.works()) continue;
+        if (host == "localhost" && !isKnown(host)) continue;
         const LoopbackServer& to = host == "::1" ? server6 : server;
         TcpLink link({host, to.port()}, quick());
         Inbox inbox;
