@@ -115,6 +115,13 @@ public:
         return name != nullptr ? add(key, std::string(name)) : add(key, static_cast<int>(code));
     }
 
+    /// What a trip stop says of its call, and a service stop of the same.
+    RecordLine& addCall(const TripStop& stop) {
+        add("trip_id", stop.getTripId()).add("platform_id", stop.getPlatformId());
+        add("is_stopping", stop.isStopping());
+        return add("sch_arv_offset", stop.getSchArvOffset()).add("sch_dep_offset", stop.getSchDepOffset());
+    }
+
     std::string str() { return _json.endObject().str(); }
 
 private:
@@ -176,13 +183,7 @@ std::string dumpLine(const Trip& trip) {
 }
 
 std::string dumpLine(const TripStop& stop) {
-    return RecordLine("trip_stops", stop)
-        .add("trip_id", stop.getTripId())
-        .add("platform_id", stop.getPlatformId())
-        .add("is_stopping", stop.isStopping())
-        .add("sch_arv_offset", stop.getSchArvOffset())
-        .add("sch_dep_offset", stop.getSchDepOffset())
-        .str();
+    return RecordLine("trip_stops", stop).addCall(stop).str();
 }
 
 std::string dumpLine(const ServiceStop& stop) {
@@ -192,11 +193,7 @@ std::string dumpLine(const ServiceStop& stop) {
         .add("service_start_time", stop.getServiceStartTime())
         .add("arv_delay", stop.getArvDelay())
         .add("dep_delay", stop.getDepDelay())
-        .add("trip_id", stop.getTripId())
-        .add("platform_id", stop.getPlatformId())
-        .add("is_stopping", stop.isStopping())
-        .add("sch_arv_offset", stop.getSchArvOffset())
-        .add("sch_dep_offset", stop.getSchDepOffset())
+        .addCall(stop)
         .str();
 }
 

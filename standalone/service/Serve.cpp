@@ -115,8 +115,8 @@ public:
         _published.setListener([this] { announce(); });
         LockWatch::switchOn();
         gPassengerInformationServer.registerObserver(&observer());
-        _feeding.start();
         sayWhere(port);
+        _feeding.start();
         _context.run();
         _feeding.stop();
     }

@@ -185,6 +185,7 @@ TEST_F(Life, TheLogMayLoseItsReader) {
     ASSERT_EQ(0, pipe2(log, O_CLOEXEC));
     const pid_t pid = fork();
     if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(log[1], STDERR_FILENO);
         std::signal(SIGPIPE, SIG_DFL);
         execl(PIS_PROGRAM, "pis", "serve", "--link", "tcp://127.0.0.1:1", "--listen", "127.0.0.1:0",
@@ -200,8 +201,10 @@ TEST_F(Life, TheLogMayLoseItsReader) {
         said.append(piece, static_cast<std::size_t>(count));
     }
     close(log[0]);
-    const std::size_t begin = said.find("127.0.0.1:") + 10;
+    const std::string before = "listening on http://127.0.0.1:";
+    ASSERT_EQ(0U, said.find(before)) << said;
     ASSERT_NE(std::string::npos, said.find("  link")) << said;
+    const std::size_t begin = before.size();
     const auto port = static_cast<unsigned short>(std::stoul(said.substr(begin, 5)));
     patience::await("the link's fall, which it logs",
                     [port] { return valueAt(::get(port, "/api/v1/status").body, "/link/state") == "down"; });
