@@ -4,6 +4,7 @@
 #include <prometheus/text_serializer.h>
 
 #include <initializer_list>
+#include <memory>
 #include <vector>
 
 #include "EventQueue.h"
@@ -68,7 +69,8 @@ double number(std::uint64_t count) {
 }
 
 void addFeed(Families& families, const ServiceMetrics::Sources& sources, WallTime now) {
-    const FeedStatus& feed = sources.published.current()->feed;
+    const std::shared_ptr<const Picture> picture = sources.published.current();
+    const FeedStatus& feed = picture->feed;
     auto& records = families.begin("records_total", "Lines of the feed by element type and what became of them.",
                                    MetricType::Counter);
     for (const TypeCounts& type : sources.feeding.counts()) {
