@@ -116,7 +116,7 @@ public:
         LockWatch::switchOn();
         gPassengerInformationServer.registerObserver(&observer());
         sayWhere(port);
-        _feeding.start();
+        startFeeding();
         _context.run();
         _feeding.stop();
     }
@@ -134,6 +134,17 @@ private:
     }
 
     ServiceMetrics::Sources sources() const { return {_feeding, observer(), _published, _report}; }
+
+    /// Threads inherit what is blocked here: signals are for the main thread.
+    void startFeeding() {
+        sigset_t ours;
+        sigset_t before;
+        sigemptyset(&ours);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ours, signal);
+        pthread_sigmask(SIG_BLOCK, &ours, &before);
+        _feeding.start();
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
 
     void sayWhere(unsigned short port) const {
         const std::string root = fmt::format("http://{}:{}/", _address.inUrl(), port);
