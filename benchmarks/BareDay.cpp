@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "DayYardsticks.h"
-#include "ElementTypes.h"
+#include "feed/ElementTypes.h"
 #include "SignallingController.h"
 
 using namespace SignallingCodes;

@@ -3,9 +3,9 @@
 #include <map>
 
 #include "BenchHost.h"
-#include "ElementTypes.h"
+#include "feed/ElementTypes.h"
 #include "HarbourMorning.h"
-#include "HostFieldList.h"
+#include "feed/HostFieldList.h"
 #include "Railway.h"
 
 namespace {

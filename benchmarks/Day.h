@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "FeedRecord.h"
+#include "feed/FeedRecord.h"
 
 /// A day's updates and deletions.
 struct Day {

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "FeedReader.h"
+#include "feed/FeedReader.h"
 
 Day readDay(const std::string& path) {
     std::vector<FeedRecord> records;

@@ -4,8 +4,8 @@
 #include <unordered_map>
 
 #include "DayYardsticks.h"
-#include "ElementTypes.h"
-#include "HostFieldList.h"
+#include "feed/ElementTypes.h"
+#include "feed/HostFieldList.h"
 
 namespace {
 

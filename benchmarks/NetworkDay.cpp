@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "ElementTypes.h"
+#include "feed/ElementTypes.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "FeedRecord.h"
+#include "feed/FeedRecord.h"
 
 /// Every record once for each copy of the railway, in the order of the day. The ids of a copy's elements
 /// are shifted past those of the copy before, and so is every field that refers to elements, by id or by

@@ -8,7 +8,7 @@
 
 #include "Arguments.h"
 #include "Measure.h"
-#include "PictureBuilder.h"
+#include "picture/PictureBuilder.h"
 #include "SignallingCodes.h"
 
 namespace {

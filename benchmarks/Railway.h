@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "ElementTypes.h"
-#include "FeedRecord.h"
-#include "HostFieldList.h"
+#include "feed/ElementTypes.h"
+#include "feed/FeedRecord.h"
+#include "feed/HostFieldList.h"
 #include "SignallingController.h"
 
 /// Length of names and lists.

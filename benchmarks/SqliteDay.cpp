@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 #include "DayYardsticks.h"
-#include "ElementTypes.h"
-#include "HostFieldList.h"
+#include "feed/ElementTypes.h"
+#include "feed/HostFieldList.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "Arguments.h"
 #include "Day.h"
-#include "FeedWriter.h"
+#include "feed/FeedWriter.h"
 #include "Measure.h"
 #include "NetworkDay.h"
 #include "Results.h"

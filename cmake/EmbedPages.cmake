@@ -52,7 +52,9 @@ while(at LESS CMAKE_ARGC)
   math(EXPR number "${number} + 1")
 endwhile()
 
-file(WRITE "${CMAKE_ARGV3}" "#include \"EmbeddedPages.h\"
+file(WRITE "${CMAKE_ARGV3}" "#include \"pages/EmbeddedPages.h\"
+
+namespace pis::pages {
 
 namespace {
 
@@ -67,4 +69,6 @@ const EmbeddedPage* findPage(std::string_view path) {
     }
     return nullptr;
 }
+
+}  // namespace pis::pages
 ")

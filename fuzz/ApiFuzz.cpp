@@ -6,33 +6,33 @@
 #include <array>
 #include <set>
 
-#include "Api.h"
-#include "ChangeStream.h"
 #include "FuzzCheck.h"
-#include "PictureBuilder.h"
 #include "SignallingCodes.h"
+#include "picture/PictureBuilder.h"
+#include "service/Api.h"
+#include "service/ChangeStream.h"
 
 using namespace SignallingCodes;
 
 namespace {
 
-WallTime someTime() {
-    return WallTime(std::chrono::hours(500000));
+pis::base::WallTime someTime() {
+    return pis::base::WallTime(std::chrono::hours(500000));
 }
 
 template <typename Record>
-void tell(PictureBuilder& builder, int code, const Record& record) {
+void tell(pis::picture::PictureBuilder& builder, int code, const Record& record) {
     builder.take({code, record.getId(), record});
 }
 
-FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
-    FieldTexts fields;
+pis::feed::FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
+    pis::feed::FieldTexts fields;
     for (const char* text : texts) fields.append(text);
     return fields;
 }
 
 /// A picture with a train that is still to depart.
-void fill(PictureBuilder& builder) {
+void fill(pis::picture::PictureBuilder& builder) {
     Station station(5);
     station.setName("Harbour");
     PlatformInfo platform(9);
@@ -59,17 +59,19 @@ struct SmallService {
         if (ready) fill(builder);
     }
 
-    PublishedPicture published;
-    PictureBuilder builder{published, someTime};
-    ServiceClock clock{ClockOptions()};
-    RevisionTokens tokens{someTime()};
-    FeedReport report{tokens, clock, 90};
-    Api api{{published, clock, report, tokens, [] { return std::string("metrics 1\n"); }, someTime}, {{"h"}, false}};
-    ChangeStream changes{tokens, [this](const Picture& picture) { return report.tick(picture, someTime()); }};
+    pis::picture::PublishedPicture published;
+    pis::picture::PictureBuilder builder{published, someTime};
+    pis::picture::ServiceClock clock{pis::picture::ClockOptions()};
+    pis::service::RevisionTokens tokens{someTime()};
+    pis::service::FeedReport report{tokens, clock, 90};
+    pis::service::Api api{{published, clock, report, tokens, [] { return std::string("metrics 1\n"); }, someTime},
+                          {{"h"}, false}};
+    pis::service::ChangeStream changes{
+        tokens, [this](const pis::picture::Picture& picture) { return report.tick(picture, someTime()); }};
 };
 
-void check(const HttpRequest& request, const HttpAnswer& answer, ChangeStream& changes,
-           const std::shared_ptr<const Picture>& picture) {
+void check(const pis::service::HttpRequest& request, const pis::service::HttpAnswer& answer,
+           pis::service::ChangeStream& changes, const std::shared_ptr<const pis::picture::Picture>& picture) {
     static const std::set<int> kStatuses{200, 304, 400, 403, 404, 405, 410, 421, 503};
     const std::string what = request.target + " " + std::to_string(answer.status);
     require(kStatuses.count(answer.status) == 1, what);
@@ -98,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             ++line;
         }
     }
-    HttpRequest request;
+    pis::service::HttpRequest request;
     request.method = "GET";
     request.target = lines[0];
     request.host = lines[1].empty() ? "h" : lines[1];

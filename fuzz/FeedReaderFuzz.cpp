@@ -9,9 +9,9 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "FeedReader.h"
-#include "FeedWriter.h"
 #include "FuzzCheck.h"
+#include "feed/FeedReader.h"
+#include "feed/FeedWriter.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ struct Reading {
     struct Step {
         std::size_t line;  // as the reader names it
         bool isRecord;
-        FeedRecord record;
+        pis::feed::FeedRecord record;
     };
     std::vector<Step> steps;
     std::size_t unreadableFrom = 0;  // the line that the reader names; 0 when it read to the end
@@ -86,7 +86,7 @@ std::size_t lineNamed(const std::string& text, const std::string& path, const ch
     return line;
 }
 
-std::size_t lineOfFault(const FeedReader& reader, const std::string& path) {
+std::size_t lineOfFault(const pis::feed::FeedReader& reader, const std::string& path) {
     const std::size_t line = lineNamed(reader.fault(), path, ": ");
     require(reader.fault().back() != ' ', "the fault says nothing: " + reader.fault());
     return line;
@@ -94,17 +94,17 @@ std::size_t lineOfFault(const FeedReader& reader, const std::string& path) {
 
 Reading readingOf(const MemoryFile& file) {
     Reading reading;
-    FeedReader reader(file.path());
-    FeedRecord record;
+    pis::feed::FeedReader reader(file.path());
+    pis::feed::FeedRecord record;
     std::size_t line = 0;
     while (true) {
-        const FeedReader::Next next = reader.next(record);
-        if (next == FeedReader::Next::END) return reading;
-        const bool isRecord = next == FeedReader::Next::RECORD;
+        const pis::feed::FeedReader::Next next = reader.next(record);
+        if (next == pis::feed::FeedReader::Next::END) return reading;
+        const bool isRecord = next == pis::feed::FeedReader::Next::RECORD;
         const std::size_t named =
             isRecord ? lineNamed(reader.place(), file.path(), "") : lineOfFault(reader, file.path());
         require(named > line, "line " + std::to_string(named) + " comes behind line " + std::to_string(line));
-        if (next == FeedReader::Next::UNREADABLE) {
+        if (next == pis::feed::FeedReader::Next::UNREADABLE) {
             reading.unreadableFrom = named;
             return reading;
         }
@@ -142,7 +142,7 @@ void checkLines(const Reading& reading, Contents contents) {
     require(step == reading.steps.end(), "more records or faults than lines");
 }
 
-bool sameFields(const FieldTexts& one, const FieldTexts& other) {
+bool sameFields(const pis::feed::FieldTexts& one, const pis::feed::FieldTexts& other) {
     if (one.size() != other.size()) return false;
     for (std::size_t i = 0; i < one.size(); ++i) {
         if ((one[i] == nullptr) != (other[i] == nullptr)) return false;
@@ -151,16 +151,17 @@ bool sameFields(const FieldTexts& one, const FieldTexts& other) {
     return true;
 }
 
-bool same(const FeedRecord& one, const FeedRecord& other) {
+bool same(const pis::feed::FeedRecord& one, const pis::feed::FeedRecord& other) {
     if (one.kind != other.kind || one.at != other.at) return false;
-    const bool isMark = one.kind == FeedRecord::SNAPSHOT_BEGIN || one.kind == FeedRecord::SNAPSHOT_END;
+    const bool isMark =
+        one.kind == pis::feed::FeedRecord::SNAPSHOT_BEGIN || one.kind == pis::feed::FeedRecord::SNAPSHOT_END;
     if (!isMark && (one.type != other.type || one.id != other.id)) return false;
-    return one.kind != FeedRecord::UPDATE || sameFields(one.fields, other.fields);
+    return one.kind != pis::feed::FeedRecord::UPDATE || sameFields(one.fields, other.fields);
 }
 
 /// Writes the records as lines and reads them again.
 void checkThereAndBack(const Reading& reading) {
-    std::vector<const FeedRecord*> records;
+    std::vector<const pis::feed::FeedRecord*> records;
     std::vector<std::string> lines;
     std::string contents;
     for (const Reading::Step& step : reading.steps) {

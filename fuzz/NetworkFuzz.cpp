@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "FuzzCheck.h"
-#include "Simulation.h"
+#include "simulator/Simulation.h"
 
 namespace {
 
@@ -13,15 +13,16 @@ constexpr std::size_t kMostRecords = 200000;
 /// A railway without end is no fault of the reader's.
 struct Enough {};
 
-void runForAnHour(const Network& network) {
+void runForAnHour(const pis::simulator::Network& network) {
     std::size_t records = 0;
     try {
-        Simulation railway(network, 1);
-        railway.reportWholeState([&records](const FeedRecord&) { ++records; });
-        railway.advanceTo(railway.now() + kHour, [&records](const FeedRecord& record) {
-            require(record.kind != FeedRecord::UPDATE || record.id > 0, "an element without an id");
-            if (++records > kMostRecords) throw Enough();
-        });
+        pis::simulator::Simulation railway(network, 1);
+        railway.reportWholeState([&records](const pis::feed::FeedRecord&) { ++records; });
+        railway.advanceTo(
+            railway.now() + kHour, [&records](const pis::feed::FeedRecord& record) {
+                require(record.kind != pis::feed::FeedRecord::UPDATE || record.id > 0, "an element without an id");
+                if (++records > kMostRecords) throw Enough();
+            });
     } catch (const Enough&) {
     }
 }
@@ -30,7 +31,7 @@ void runForAnHour(const Network& network) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {
-        runForAnHour(parseNetwork(textOf(data, size), "network.json"));
+        runForAnHour(pis::simulator::parseNetwork(textOf(data, size), "network.json"));
     } catch (const std::runtime_error& fault) {
         require(std::string(fault.what()).rfind("network.json: ", 0) == 0, fault.what());
     }

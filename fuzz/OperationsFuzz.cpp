@@ -4,12 +4,12 @@
 #include <sstream>
 
 #include "FuzzCheck.h"
-#include "Simulation.h"
+#include "simulator/Simulation.h"
 
 namespace {
 
-const Network& smallRailway() {
-    static const Network network = readNetwork(PIS_SAMPLES "/harbour-line.json");
+const pis::simulator::Network& smallRailway() {
+    static const pis::simulator::Network network = pis::simulator::readNetwork(PIS_SAMPLES "/harbour-line.json");
     return network;
 }
 
@@ -18,8 +18,8 @@ const Network& smallRailway() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr int kStep = 60;
     constexpr int kMostOperations = 40;
-    Simulation railway(smallRailway(), 1);
-    const auto pass = [](const FeedRecord&) {};
+    pis::simulator::Simulation railway(smallRailway(), 1);
+    const auto pass = [](const pis::feed::FeedRecord&) {};
     const int begin = railway.now() + 2 * 3600;
     railway.advanceTo(begin, pass);
 
@@ -28,7 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::string line; number < kMostOperations && std::getline(lines, line); ++number) {
         char* text = nullptr;
         const int operation = static_cast<int>(std::strtol(line.c_str(), &text, 10) % 1000);
-        const OperationReport report = railway.take(operation, *text == ' ' ? text + 1 : text, pass);
+        const pis::simulator::OperationReport report =
+            railway.take(operation, *text == ' ' ? text + 1 : text, pass);
         require(!report.text.empty(), "nothing is said of: " + line);
         railway.advanceTo(railway.now() + kStep, pass);
     }

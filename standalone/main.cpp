@@ -8,13 +8,13 @@
 #include <system_error>
 #include <vector>
 
-#include "ExitStatus.h"
-#include "FeedCheck.h"
-#include "HostLog.h"
-#include "Output.h"
-#include "Replay.h"
-#include "Serve.h"
-#include "Simulate.h"
+#include "base/ExitStatus.h"
+#include "base/Output.h"
+#include "check/FeedCheck.h"
+#include "platform/HostLog.h"
+#include "replay/Replay.h"
+#include "service/Serve.h"
+#include "simulator/Simulate.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ int run(int argc, char** argv) {
     app.require_subcommand(0, 1);
     app.footer(kExitStatuses);
 
-    ReplayOptions options;
+    pis::replay::ReplayOptions options;
     bool json = false;
     bool dump = false;
     bool trace = false;
@@ -84,15 +84,15 @@ int run(int argc, char** argv) {
     addFiles(checkCommand, checkedFiles);
     checkCommand.footer(kExitStatuses);
 
-    ServeOptions serveOptions;
+    pis::service::ServeOptions serveOptions;
     CLI::App& serveCommand = *app.add_subcommand("serve", "Run the store as a live service with departure boards");
-    addServeOptions(serveCommand, serveOptions);
+    pis::service::addServeOptions(serveCommand, serveOptions);
     serveCommand.footer(kServeFooter);
 
-    SimulateOptions simulateOptions;
+    pis::simulator::SimulateOptions simulateOptions;
     CLI::App& simulateCommand =
         *app.add_subcommand("simulate", "Play the signalling side of a railway that is simulated");
-    addSimulateOptions(simulateCommand, simulateOptions);
+    pis::simulator::addSimulateOptions(simulateCommand, simulateOptions);
 
     try {
         app.parse(argc, argv);
@@ -100,37 +100,37 @@ int run(int argc, char** argv) {
         std::ostringstream result;
         std::ostringstream complaint;
         const bool done = app.exit(error, result, complaint) == 0;
-        print(result.str());
-        remark(complaint.str());
-        return done ? DONE : FAILED;
+        pis::base::print(result.str());
+        pis::base::remark(complaint.str());
+        return done ? pis::base::DONE : pis::base::FAILED;
     }
 
-    if (checkCommand.parsed()) return checkFeed(checkedFiles);
-    if (serveCommand.parsed()) return serve(serveOptions);
-    if (simulateCommand.parsed()) return simulate(simulateOptions);
+    if (checkCommand.parsed()) return pis::check::checkFeed(checkedFiles);
+    if (serveCommand.parsed()) return pis::service::serve(serveOptions);
+    if (simulateCommand.parsed()) return pis::simulator::simulate(simulateOptions);
     if (!replayCommand.parsed()) {
-        remark(app.help());
-        return FAILED;
+        pis::base::remark(app.help());
+        return pis::base::FAILED;
     }
-    options.output = json    ? ReplayOptions::JSON_SUMMARY
-                     : dump  ? ReplayOptions::DUMP
-                     : trace ? ReplayOptions::TRACE
-                             : ReplayOptions::SUMMARY;
-    HostLog::setLevel(debugLevelWanted);
-    if (!logFile.empty()) HostLog::writeTo(logFile);
-    const ExitStatus status = replay(options);
-    HostLog::finish();
+    options.output = json    ? pis::replay::ReplayOptions::JSON_SUMMARY
+                     : dump  ? pis::replay::ReplayOptions::DUMP
+                     : trace ? pis::replay::ReplayOptions::TRACE
+                             : pis::replay::ReplayOptions::SUMMARY;
+    pis::platform::HostLog::setLevel(debugLevelWanted);
+    if (!logFile.empty()) pis::platform::HostLog::writeTo(logFile);
+    const pis::base::ExitStatus status = pis::replay::replay(options);
+    pis::platform::HostLog::finish();
     return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    int status = FAILED;
+    int status = pis::base::FAILED;
     try {
         status = run(argc, argv);
     } catch (const std::exception& error) {
-        complain(error.what());
+        pis::base::complain(error.what());
     }
-    return finishOutput() ? status : FAILED;
+    return pis::base::finishOutput() ? status : pis::base::FAILED;
 }

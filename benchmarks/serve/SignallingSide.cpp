@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "FeedReader.h"
-#include "FeedWriter.h"
+#include "feed/FeedReader.h"
+#include "feed/FeedWriter.h"
 #include "RowPool.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "FeedCheck.h"
+#include "check/FeedCheck.h"
 
 #include <fmt/format.h>
 
@@ -11,10 +11,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "ElementTypes.h"
-#include "FeedReader.h"
-#include "Numbers.h"
-#include "Output.h"
+#include "base/Numbers.h"
+#include "base/Output.h"
+#include "feed/ElementTypes.h"
+#include "feed/FeedReader.h"
+
+namespace pis::check {
 
 using namespace SignallingCodes;
 
@@ -40,8 +42,8 @@ std::vector<std::string> itemsOf(const std::string& list) {
     }
 }
 
-const char* nameOf(int type) {
-    const ElementType* known = findElementType(type);
+const char* elementName(int type) {
+    const feed::ElementType* known = feed::findElementType(type);
     return known != nullptr ? known->name : "element";
 }
 
@@ -70,8 +72,8 @@ public:
         std::map<std::size_t, std::string> sentences;
         for (const auto& [what, mention] : _open) {
             std::string sentence =
-                fmt::format("{}: {} {} is not in the feed", mention.first, nameOf(what.first), what.second);
-            if (mention.times > 1) sentence += fmt::format(" (named {} times)", grouped(mention.times));
+                fmt::format("{}: {} {} is not in the feed", mention.first, elementName(what.first), what.second);
+            if (mention.times > 1) sentence += fmt::format(" (named {} times)", base::grouped(mention.times));
             sentences[mention.order] = sentence;
         }
         std::vector<std::string> inOrder;
@@ -95,11 +97,11 @@ private:
 /// A field of a record, put into words only when there is something to say about it: most fields are
 /// all right.
 struct FieldOfRecord {
-    const ElementType& type;
+    const feed::ElementType& type;
     int id;
     std::size_t position;  // from 0
 
-    const FieldType& field() const { return type.fields[position]; }
+    const feed::FieldType& field() const { return type.fields[position]; }
     std::string words() const { return fmt::format("{} {}: field {} ({})", type.name, id, position + 1, field().name); }
 };
 
@@ -107,15 +109,15 @@ class FeedCheck {
 public:
     /// False when the file cannot be read to its end.
     bool read(const std::string& file) {
-        FeedRecord record;
+        feed::FeedRecord record;
         try {
-            FeedReader reader(file);
+            feed::FeedReader reader(file);
             while (true) {
                 switch (reader.next(record)) {
-                    case FeedReader::Next::END: return true;
-                    case FeedReader::Next::UNREADABLE: reportFault(reader.fault()); return false;
-                    case FeedReader::Next::MALFORMED: find(reader.fault()); break;
-                    case FeedReader::Next::RECORD:
+                    case feed::FeedReader::Next::END: return true;
+                    case feed::FeedReader::Next::UNREADABLE: base::reportFault(reader.fault()); return false;
+                    case feed::FeedReader::Next::MALFORMED: find(reader.fault()); break;
+                    case feed::FeedReader::Next::RECORD:
                         ++_records;
                         _place = reader.place();
                         look(record);
@@ -123,7 +125,7 @@ public:
                 }
             }
         } catch (const std::runtime_error& error) {
-            reportFault(error.what());
+            base::reportFault(error.what());
             return false;
         }
     }
@@ -132,26 +134,26 @@ public:
     bool finish() {
         if (!_snapshotBegin.empty()) find(_snapshotBegin + ": the snapshot that begins here does not end");
         for (const std::string& sentence : _references.namingNothing()) find(sentence);
-        printLine(counted(_records, "record") + ", " +
-                  (_findings == 0 ? std::string("no findings") : counted(_findings, "finding")));
+        base::printLine(base::counted(_records, "record") + ", " +
+                        (_findings == 0 ? std::string("no findings") : base::counted(_findings, "finding")));
         return _findings == 0;
     }
 
 private:
-    void look(const FeedRecord& record) {
+    void look(const feed::FeedRecord& record) {
         switch (record.kind) {
-            case FeedRecord::UPDATE: lookAtUpdate(record); break;
-            case FeedRecord::DELETION: lookAtDeletion(record); break;
-            case FeedRecord::SNAPSHOT_BEGIN: _snapshotBegin = _place; break;
-            case FeedRecord::SNAPSHOT_END:
+            case feed::FeedRecord::UPDATE: lookAtUpdate(record); break;
+            case feed::FeedRecord::DELETION: lookAtDeletion(record); break;
+            case feed::FeedRecord::SNAPSHOT_BEGIN: _snapshotBegin = _place; break;
+            case feed::FeedRecord::SNAPSHOT_END:
                 if (_snapshotBegin.empty()) findHere("the snapshot that ends here has not begun");
                 _snapshotBegin.clear();
                 break;
         }
     }
 
-    void lookAtUpdate(const FeedRecord& record) {
-        const ElementType* type = findElementType(record.type);
+    void lookAtUpdate(const feed::FeedRecord& record) {
+        const feed::ElementType* type = feed::findElementType(record.type);
         if (type == nullptr) {
             findHere(fmt::format("unknown code {}: the record is ignored", record.type));
             return;
@@ -169,12 +171,12 @@ private:
         lookAtFields(*type, record);
     }
 
-    void lookAtFields(const ElementType& type, const FeedRecord& record) {
-        const FieldTexts& texts = record.fields;
+    void lookAtFields(const feed::ElementType& type, const feed::FeedRecord& record) {
+        const feed::FieldTexts& texts = record.fields;
         if (texts.size() == 0) return;  // an element with nothing but its defaults
         for (std::size_t i = 0; i < type.fields.size(); ++i) {
             const FieldOfRecord what{type, record.id, i};
-            if (what.field().kind == FieldType::NOT_USED) continue;
+            if (what.field().kind == feed::FieldType::NOT_USED) continue;
             if (i >= texts.size()) {
                 findIn(what, " is missing: the default is used");
             } else {
@@ -188,22 +190,22 @@ private:
     }
 
     void lookAtField(const FieldOfRecord& what, const char* text) {
-        const FieldType::Kind kind = what.field().kind;
+        const feed::FieldType::Kind kind = what.field().kind;
         if (text == nullptr) return findIn(what, " is null: the default is used");
         if (std::strcmp(text, "(null)") == 0) return findIn(what, " is \"(null)\": the default is used");
         if (text[0] == '\0') {
-            if (kind != FieldType::LIST_OF) findIn(what, " is empty: the default is used");
+            if (kind != feed::FieldType::LIST_OF) findIn(what, " is empty: the default is used");
             return;
         }
         switch (kind) {
-            case FieldType::TEXT:
-            case FieldType::NOT_USED: break;
-            case FieldType::FLAG: lookAtFlag(what, text); break;
-            case FieldType::INTEGER:
-                if (!isNumber(text)) findIn(what, " is " + quoted(text) + ", not a number of 32 bits");
+            case feed::FieldType::TEXT:
+            case feed::FieldType::NOT_USED: break;
+            case feed::FieldType::FLAG: lookAtFlag(what, text); break;
+            case feed::FieldType::INTEGER:
+                if (!isNumber(text)) findIn(what, " is " + base::quoted(text) + ", not a number of 32 bits");
                 break;
-            case FieldType::NUMBER_OF: lookAtId(what, text); break;
-            case FieldType::LIST_OF:
+            case feed::FieldType::NUMBER_OF: lookAtId(what, text); break;
+            case feed::FieldType::LIST_OF:
                 for (const std::string& item : itemsOf(text)) lookAtId(what, item.c_str());
                 break;
         }
@@ -212,19 +214,19 @@ private:
     /// Only an upper-case Y means yes; texts that look like a yes are worth a word.
     void lookAtFlag(const FieldOfRecord& what, const char* text) {
         if (std::strchr("y1tT", text[0]) != nullptr) {
-            findIn(what, " is " + quoted(text) + ", which reads as no: only a Y at its front means yes");
+            findIn(what, " is " + base::quoted(text) + ", which reads as no: only a Y at its front means yes");
         }
     }
 
     void lookAtId(const FieldOfRecord& what, const char* text) {
-        if (!isNumber(text)) return findIn(what, " holds " + quoted(text) + ", not a number of 32 bits");
+        if (!isNumber(text)) return findIn(what, " holds " + base::quoted(text) + ", not a number of 32 bits");
         const int id = std::atoi(text);
         if (id == 0 && what.field().zeroMeansNone) return;
         _references.refer(what.field().refersTo, id, [&] { return _place + ": " + what.words(); });
     }
 
-    void lookAtDeletion(const FeedRecord& record) {
-        const ElementType* type = findElementType(record.type);
+    void lookAtDeletion(const feed::FeedRecord& record) {
+        const feed::ElementType* type = feed::findElementType(record.type);
         if (record.type != ALL_ELEMENTS && (type == nullptr || !type->hasTable())) {
             findHere(fmt::format("a deletion with code {} removes nothing", record.type));
         } else if (record.id != 0 && record.type != ALL_ELEMENTS) {
@@ -238,7 +240,7 @@ private:
 
     void find(const std::string& sentence) {
         ++_findings;
-        printLine(onOneLine(sentence));
+        base::printLine(base::onOneLine(sentence));
     }
 
     References _references;
@@ -250,10 +252,12 @@ private:
 
 }  // namespace
 
-ExitStatus checkFeed(const std::vector<std::string>& files) {
+base::ExitStatus checkFeed(const std::vector<std::string>& files) {
     FeedCheck check;
     for (const std::string& file : files) {
-        if (!check.read(file)) return FAILED;
+        if (!check.read(file)) return base::FAILED;
     }
-    return check.finish() ? DONE : FINDINGS;
+    return check.finish() ? base::DONE : base::FINDINGS;
 }
+
+}  // namespace pis::check

@@ -1,4 +1,4 @@
-#include "ByteReader.h"
+#include "feed/ByteReader.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -14,8 +14,10 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "Interrupt.h"
-#include "StopSignal.h"
+#include "base/Interrupt.h"
+#include "base/StopSignal.h"
+
+namespace pis::feed {
 
 namespace {
 
@@ -54,7 +56,7 @@ struct ByteReader::Inflater {
     bool betweenMembers = false;
 };
 
-ByteReader::ByteReader(const std::string& path, const StopSignal* stop)
+ByteReader::ByteReader(const std::string& path, const base::StopSignal* stop)
     : _descriptor(opened(path)), _stop(stop), _input(kReadAtOnce) {}
 
 ByteReader::~ByteReader() {
@@ -74,7 +76,7 @@ std::size_t ByteReader::read(char* to, std::size_t room) {
 }
 
 bool ByteReader::interrupted() const {
-    return Interrupt::requested() != 0 || (_stop != nullptr && _stop->given());
+    return base::Interrupt::requested() != 0 || (_stop != nullptr && _stop->given());
 }
 
 /// Waits until there is something to read, be it the end. False on an interrupt and on failure.
@@ -154,3 +156,5 @@ std::size_t ByteReader::inflateInto(char* to, std::size_t room) {
     }
     return room - stream.avail_out;
 }
+
+}  // namespace pis::feed

@@ -1,6 +1,6 @@
 // Reads a file, decompressing it where it is compressed with gzip.
-#ifndef STANDALONE_FEED_BYTEREADER_H
-#define STANDALONE_FEED_BYTEREADER_H
+#ifndef PIS_FEED_BYTEREADER_H
+#define PIS_FEED_BYTEREADER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -8,9 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "ByteSource.h"
+#include "base/StopSignal.h"
+#include "feed/ByteSource.h"
 
-class StopSignal;
+namespace pis::feed {
 
 /// The bytes of a file or of standard input.
 class ByteReader : public ByteSource {
@@ -18,7 +19,7 @@ public:
     /// @param path a file, or "-" for standard input.
     /// @param stop ends a read() that waits, on a pipe for instance, as if the file ended there; may be null.
     /// @throws std::runtime_error with a message for people when it cannot be opened.
-    explicit ByteReader(const std::string& path, const StopSignal* stop = nullptr);
+    explicit ByteReader(const std::string& path, const base::StopSignal* stop = nullptr);
     ~ByteReader() override;
 
     std::size_t read(char* to, std::size_t room) override;
@@ -35,7 +36,7 @@ private:
     std::size_t inflateInto(char* to, std::size_t room);
 
     int _descriptor;
-    const StopSignal* _stop;
+    const base::StopSignal* _stop;
     std::vector<char> _input;
     std::size_t _next = 0;     // of the bytes in _input not yet used
     std::size_t _left = 0;     // their number
@@ -44,5 +45,7 @@ private:
     std::unique_ptr<Inflater> _inflater;  // null for a file that is not compressed
     std::string _failure;
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,10 +1,12 @@
 // Where the bytes of a feed come from: a file, a connection.
-#ifndef STANDALONE_FEED_BYTESOURCE_H
-#define STANDALONE_FEED_BYTESOURCE_H
+#ifndef PIS_FEED_BYTESOURCE_H
+#define PIS_FEED_BYTESOURCE_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+
+namespace pis::feed {
 
 /// Bytes in order, as soon as they are there. For one thread.
 class ByteSource {
@@ -21,5 +23,7 @@ public:
     /// Bytes used so far, before any decompression.
     virtual std::uint64_t consumed() const = 0;
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,4 +1,6 @@
-#include "ElementTypes.h"
+#include "feed/ElementTypes.h"
+
+namespace pis::feed {
 
 using namespace SignallingCodes;
 
@@ -90,3 +92,5 @@ const ElementType* findElementType(int code) {
     }
     return nullptr;
 }
+
+}  // namespace pis::feed

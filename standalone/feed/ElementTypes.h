@@ -1,11 +1,13 @@
 // The element types of a feed for whoever looks at records from outside the store: names, tables and
 // what each field holds.
-#ifndef STANDALONE_FEED_ELEMENTTYPES_H
-#define STANDALONE_FEED_ELEMENTTYPES_H
+#ifndef PIS_FEED_ELEMENTTYPES_H
+#define PIS_FEED_ELEMENTTYPES_H
 
 #include <vector>
 
 #include "SignallingCodes.h"
+
+namespace pis::feed {
 
 /// One field of an element.
 struct FieldType {
@@ -42,5 +44,7 @@ const std::vector<ElementType>& elementTypes();
 
 /// The type with this code, or null.
 const ElementType* findElementType(int code);
+
+}  // namespace pis::feed
 
 #endif

@@ -1,9 +1,11 @@
-#include "FeedDelivery.h"
+#include "feed/FeedDelivery.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "ElementTypes.h"
+#include "feed/ElementTypes.h"
+
+namespace pis::feed {
 
 namespace {
 
@@ -86,3 +88,5 @@ void FeedDelivery::endSnapshot() {
     _inSnapshot = false;
     ++_snapshots;
 }
+
+}  // namespace pis::feed

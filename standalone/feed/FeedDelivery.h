@@ -1,7 +1,7 @@
 // Hands feed records to the store, one after the other, and keeps what snapshots need: which
 // elements the store holds by now.
-#ifndef STANDALONE_FEED_FEEDDELIVERY_H
-#define STANDALONE_FEED_FEEDDELIVERY_H
+#ifndef PIS_FEED_FEEDDELIVERY_H
+#define PIS_FEED_FEEDDELIVERY_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,9 +10,11 @@
 #include <unordered_map>
 #include <utility>
 
-#include "FeedRecord.h"
-#include "HostFieldList.h"
 #include "SignallingController.h"
+#include "feed/FeedRecord.h"
+#include "feed/HostFieldList.h"
+
+namespace pis::feed {
 
 /// Delivers records through the store's own entry points. For one thread.
 class FeedDelivery {
@@ -72,5 +74,7 @@ private:
     std::uint64_t _snapshots = 0;
     bool _inSnapshot = false;
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,8 +1,10 @@
-#include "FeedReader.h"
+#include "feed/FeedReader.h"
 
 #include <stdexcept>
 
-#include "ByteReader.h"
+#include "feed/ByteReader.h"
+
+namespace pis::feed {
 
 struct FeedReader::Source {
     explicit Source(const std::string& path) : bytes(path), records(bytes) {}
@@ -34,3 +36,5 @@ std::string FeedReader::place() const {
 std::uint64_t FeedReader::consumed() const {
     return _source->records.consumed();
 }
+
+}  // namespace pis::feed

@@ -1,13 +1,15 @@
 // Reads a feed file: lines of JSON come in, records go out, and faults that name the file and the line.
-#ifndef STANDALONE_FEED_FEEDREADER_H
-#define STANDALONE_FEED_FEEDREADER_H
+#ifndef PIS_FEED_FEEDREADER_H
+#define PIS_FEED_FEEDREADER_H
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
-#include "FeedRecord.h"
-#include "RecordReader.h"
+#include "feed/FeedRecord.h"
+#include "feed/RecordReader.h"
+
+namespace pis::feed {
 
 /// The records of one feed file, compressed or not, or of standard input.
 class FeedReader {
@@ -38,5 +40,7 @@ private:
     std::unique_ptr<Source> _source;
     std::string _fault;
 };
+
+}  // namespace pis::feed
 
 #endif

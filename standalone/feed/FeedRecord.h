@@ -1,12 +1,14 @@
 // One record of a feed, as the reader hands it out and the writer takes it: docs/feed-format.md.
-#ifndef STANDALONE_FEED_FEEDRECORD_H
-#define STANDALONE_FEED_FEEDRECORD_H
+#ifndef PIS_FEED_FEEDRECORD_H
+#define PIS_FEED_FEEDRECORD_H
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace pis::feed {
 
 /// The texts of an element's fields by position, each NUL-terminated or missing. Kept in one piece,
 /// so that a reader fills the same record again and again without asking for memory.
@@ -52,5 +54,7 @@ struct FeedRecord {
     int id = 0;                ///< Element id of an update or a deletion.
     FieldTexts fields;         ///< Fields of an update.
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,10 +1,12 @@
-#include "FeedWriter.h"
+#include "feed/FeedWriter.h"
 
 #include <array>
 #include <charconv>
 #include <cmath>
 
-#include "JsonText.h"
+#include "base/JsonText.h"
+
+namespace pis::feed {
 
 namespace {
 
@@ -23,7 +25,7 @@ std::string seconds(double value) {
 }  // namespace
 
 std::string toJsonLine(const FeedRecord& record) {
-    JsonText line;
+    base::JsonText line;
     line.beginObject();
     if (record.at) line.key("at").raw(seconds(*record.at));
     switch (record.kind) {
@@ -45,3 +47,5 @@ std::string toJsonLine(const FeedRecord& record) {
     line.endObject();
     return line.str();
 }
+
+}  // namespace pis::feed

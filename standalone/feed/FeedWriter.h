@@ -1,12 +1,16 @@
 // Writes feed records as the reader takes them.
-#ifndef STANDALONE_FEED_FEEDWRITER_H
-#define STANDALONE_FEED_FEEDWRITER_H
+#ifndef PIS_FEED_FEEDWRITER_H
+#define PIS_FEED_FEEDWRITER_H
 
 #include <string>
 
-#include "FeedRecord.h"
+#include "feed/FeedRecord.h"
+
+namespace pis::feed {
 
 /// A record as one line of JSON, without the line end.
 std::string toJsonLine(const FeedRecord& record);
+
+}  // namespace pis::feed
 
 #endif

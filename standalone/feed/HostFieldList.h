@@ -1,11 +1,13 @@
 // Makes the host's field list out of a feed record's texts.
-#ifndef STANDALONE_FEED_HOSTFIELDLIST_H
-#define STANDALONE_FEED_HOSTFIELDLIST_H
+#ifndef PIS_FEED_HOSTFIELDLIST_H
+#define PIS_FEED_HOSTFIELDLIST_H
 
 #include <vector>
 
-#include "FeedRecord.h"
 #include "KEBlist.h"
+#include "feed/FeedRecord.h"
+
+namespace pis::feed {
 
 /// A field list that is filled again for each record.
 class HostFieldList {
@@ -37,5 +39,7 @@ private:
     std::vector<KEBnode> _nodes;
     KEBlist _list{};
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,7 +1,9 @@
-#include "LineReader.h"
+#include "feed/LineReader.h"
 
 #include <algorithm>
 #include <cstring>
+
+namespace pis::feed {
 
 namespace {
 
@@ -57,3 +59,5 @@ bool LineReader::refill() {
     _delivered += got;
     return got > 0;
 }
+
+}  // namespace pis::feed

@@ -1,6 +1,6 @@
 // Cuts the bytes of a feed into lines.
-#ifndef STANDALONE_FEED_LINEREADER_H
-#define STANDALONE_FEED_LINEREADER_H
+#ifndef PIS_FEED_LINEREADER_H
+#define PIS_FEED_LINEREADER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "ByteSource.h"
+#include "feed/ByteSource.h"
+
+namespace pis::feed {
 
 /// The lines of a source, one at a time, in memory that depends neither on how much comes nor on the length of
 /// its lines.
@@ -56,5 +58,7 @@ private:
     std::string_view _line;
     std::uint64_t _number = 0;
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,7 +1,9 @@
-#include "Pace.h"
+#include "feed/Pace.h"
 
 #include <algorithm>
 #include <thread>
+
+namespace pis::feed {
 
 void Pace::waitFor(const std::optional<double>& at) {
     if (_speed <= 0 || !at) return;
@@ -17,3 +19,5 @@ void Pace::waitFor(const std::optional<double>& at) {
         std::this_thread::sleep_for(std::chrono::duration<double>(std::min(left, kNotice)));
     }
 }
+
+}  // namespace pis::feed

@@ -1,11 +1,13 @@
 // Holds records back until they are due.
-#ifndef STANDALONE_FEED_PACE_H
-#define STANDALONE_FEED_PACE_H
+#ifndef PIS_FEED_PACE_H
+#define PIS_FEED_PACE_H
 
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <utility>
+
+namespace pis::feed {
 
 /// Replays recorded times at a multiple of their pace. The first time seen is due at once; a time
 /// that lies before the one due last is due at once, too.
@@ -27,5 +29,7 @@ private:
     std::optional<double> _firstAt;
     Clock::time_point _start;
 };
+
+}  // namespace pis::feed
 
 #endif

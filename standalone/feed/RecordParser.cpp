@@ -1,4 +1,4 @@
-#include "RecordParser.h"
+#include "feed/RecordParser.h"
 
 #include <simdjson.h>
 
@@ -7,7 +7,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "LineReader.h"
+#include "feed/LineReader.h"
+
+namespace pis::feed {
 
 static_assert(LineReader::kPadding >= simdjson::SIMDJSON_PADDING, "the parser reads that far behind a line");
 
@@ -199,3 +201,5 @@ bool RecordParser::failed(std::string what, FeedRecord& record, int type) {
     record.type = type;
     return false;
 }
+
+}  // namespace pis::feed

@@ -1,12 +1,14 @@
 // Makes a record of one line of a feed, or says what is wrong with it.
-#ifndef STANDALONE_FEED_RECORDPARSER_H
-#define STANDALONE_FEED_RECORDPARSER_H
+#ifndef PIS_FEED_RECORDPARSER_H
+#define PIS_FEED_RECORDPARSER_H
 
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "FeedRecord.h"
+#include "feed/FeedRecord.h"
+
+namespace pis::feed {
 
 /// Keeps its memory from line to line. For one thread.
 class RecordParser {
@@ -35,5 +37,7 @@ private:
     std::unique_ptr<Json> _json;
     std::string _fault;
 };
+
+}  // namespace pis::feed
 
 #endif

@@ -1,6 +1,8 @@
-#include "RecordReader.h"
+#include "feed/RecordReader.h"
 
 #include <string_view>
+
+namespace pis::feed {
 
 namespace {
 
@@ -32,3 +34,5 @@ RecordReader::Next RecordReader::next(FeedRecord& record) {
         return Next::MALFORMED;
     }
 }
+
+}  // namespace pis::feed

@@ -1,14 +1,16 @@
 // Reads records from wherever bytes of a feed come from. Every line is either a record, or blank, or a fault.
-#ifndef STANDALONE_FEED_RECORDREADER_H
-#define STANDALONE_FEED_RECORDREADER_H
+#ifndef PIS_FEED_RECORDREADER_H
+#define PIS_FEED_RECORDREADER_H
 
 #include <cstdint>
 #include <string>
 
-#include "ByteSource.h"
-#include "FeedRecord.h"
-#include "LineReader.h"
-#include "RecordParser.h"
+#include "feed/ByteSource.h"
+#include "feed/FeedRecord.h"
+#include "feed/LineReader.h"
+#include "feed/RecordParser.h"
+
+namespace pis::feed {
 
 class RecordReader {
 public:
@@ -40,5 +42,7 @@ private:
     RecordParser _parser;
     std::string _fault;
 };
+
+}  // namespace pis::feed
 
 #endif

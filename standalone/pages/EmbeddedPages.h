@@ -1,9 +1,11 @@
 // The pages as they stand in the program: no file is read while it runs. The build makes the source of this header
 // (cmake/EmbedPages.cmake).
-#ifndef STANDALONE_PAGES_EMBEDDEDPAGES_H
-#define STANDALONE_PAGES_EMBEDDEDPAGES_H
+#ifndef PIS_PAGES_EMBEDDEDPAGES_H
+#define PIS_PAGES_EMBEDDEDPAGES_H
 
 #include <string_view>
+
+namespace pis::pages {
 
 /// A file for browsers. Lives as long as the program.
 struct EmbeddedPage {
@@ -15,5 +17,7 @@ struct EmbeddedPage {
 
 /// The page at exactly this path; null where there is none. From any thread.
 const EmbeddedPage* findPage(std::string_view path);
+
+}  // namespace pis::pages
 
 #endif

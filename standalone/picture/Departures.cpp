@@ -1,11 +1,13 @@
-#include "Departures.h"
+#include "picture/Departures.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "JsonText.h"
-#include "NextCalls.h"
-#include "TableDump.h"
+#include "base/JsonText.h"
+#include "picture/NextCalls.h"
+#include "records/TableDump.h"
+
+namespace pis::picture {
 
 namespace {
 
@@ -63,7 +65,7 @@ public:
         _json.endObject();
     }
 
-    JsonText& json() { return _json; }
+    base::JsonText& json() { return _json; }
 
 private:
     void text(const char* key, const std::string& value) { _json.key(key).text(value); }
@@ -71,7 +73,7 @@ private:
     /// By its enumerator's name; a code without one as the number.
     template <typename Enumeration>
     void code(const char* key, Enumeration value) {
-        const char* name = nameOf(value);
+        const char* name = records::enumeratorName(value);
         _json.key(key);
         name != nullptr ? _json.text(name) : _json.number(value);
     }
@@ -174,7 +176,7 @@ private:
 
     const Picture& _picture;
     const ServiceClock& _clock;
-    JsonText _json;
+    base::JsonText _json;
 };
 
 }  // namespace
@@ -195,7 +197,7 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
     }
 
     DepartureWriter writer(picture, clock);
-    JsonText& json = writer.json();
+    base::JsonText& json = writer.json();
     json.beginObject();
     writer.writePlace(query);
     json.key("status").text(!hasData ? "no_data" : calls.empty() ? "no_trains" : "departures");
@@ -204,3 +206,5 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
     json.endArray().endObject();
     return json.str();
 }
+
+}  // namespace pis::picture

@@ -1,12 +1,14 @@
 // The next departures of a station or a platform, read from a picture.
-#ifndef STANDALONE_PICTURE_DEPARTURES_H
-#define STANDALONE_PICTURE_DEPARTURES_H
+#ifndef PIS_PICTURE_DEPARTURES_H
+#define PIS_PICTURE_DEPARTURES_H
 
 #include <cstddef>
 #include <string>
 
-#include "Picture.h"
-#include "ServiceClock.h"
+#include "picture/Picture.h"
+#include "picture/ServiceClock.h"
+
+namespace pis::picture {
 
 /// A request for departures, of a station or of a platform.
 struct DepartureQuery {
@@ -23,5 +25,7 @@ bool knows(const Picture& picture, const DepartureQuery& query);
 /// platforms asked for, not the tables.
 /// @param now in service time, from the clock.
 std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now);
+
+}  // namespace pis::picture
 
 #endif

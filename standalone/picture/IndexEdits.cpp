@@ -1,8 +1,10 @@
-#include "IndexEdits.h"
+#include "picture/IndexEdits.h"
 
 #include <algorithm>
 #include <memory>
 #include <utility>
+
+namespace pis::picture {
 
 void IndexEdits::move(int id, int before, int after) {
     if (before == after) return;
@@ -33,3 +35,5 @@ void IndexEdits::applyTo(PersistentMap<int, Ids>& index) {
     }
     _edits.clear();
 }
+
+}  // namespace pis::picture

@@ -1,11 +1,13 @@
 // What one publication changes in an index: moves of records come in, each entry that they touch is
 // written once. Private to the picture builder.
-#ifndef STANDALONE_PICTURE_INDEXEDITS_H
-#define STANDALONE_PICTURE_INDEXEDITS_H
+#ifndef PIS_PICTURE_INDEXEDITS_H
+#define PIS_PICTURE_INDEXEDITS_H
 
 #include <vector>
 
-#include "Picture.h"
+#include "picture/Picture.h"
+
+namespace pis::picture {
 
 class IndexEdits {
 public:
@@ -27,5 +29,7 @@ private:
 
     std::vector<Edit> _edits;
 };
+
+}  // namespace pis::picture
 
 #endif

@@ -1,9 +1,11 @@
-#include "NextCalls.h"
+#include "picture/NextCalls.h"
 
 #include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <tuple>
+
+namespace pis::picture {
 
 namespace {
 
@@ -165,3 +167,5 @@ const Run& NextCalls::runOf(const Service& service) {
     std::sort(run.following.begin(), run.following.end());
     return run;
 }
+
+}  // namespace pis::picture

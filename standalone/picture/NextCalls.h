@@ -1,7 +1,7 @@
 // Which trains are still to depart from some platforms, and in which order: the rules of the board.
 // Read from one picture; called by departuresJson().
-#ifndef STANDALONE_PICTURE_NEXTCALLS_H
-#define STANDALONE_PICTURE_NEXTCALLS_H
+#ifndef PIS_PICTURE_NEXTCALLS_H
+#define PIS_PICTURE_NEXTCALLS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Picture.h"
+#include "picture/Picture.h"
+
+namespace pis::picture {
 
 /// A trip's stops in the order in which it calls.
 struct Pattern {
@@ -88,5 +90,7 @@ private:
     std::unordered_map<int, Pattern> _timed;   // by trip
     std::unordered_map<int, Run> _runs;        // by service
 };
+
+}  // namespace pis::picture
 
 #endif

@@ -1,7 +1,7 @@
 // An ordered map whose copies share what they have in common. A change copies the path to it, so that
 // a copy taken before stays as it was and may be read by any thread.
-#ifndef STANDALONE_PICTURE_PERSISTENTMAP_H
-#define STANDALONE_PICTURE_PERSISTENTMAP_H
+#ifndef PIS_PICTURE_PERSISTENTMAP_H
+#define PIS_PICTURE_PERSISTENTMAP_H
 
 #include <algorithm>
 #include <cstddef>
@@ -9,6 +9,8 @@
 #include <memory>
 #include <utility>
 #include <vector>
+
+namespace pis::picture {
 
 /// From an integral key to a value that is cheap to copy. Copying the map costs one reference count;
 /// set() and erase() cost the height of the tree, which is about the logarithm of the size to the base 16.
@@ -211,5 +213,7 @@ private:
     std::size_t _size = 0;
     std::uint64_t _edition = 1;
 };
+
+}  // namespace pis::picture
 
 #endif

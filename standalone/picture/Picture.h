@@ -1,24 +1,24 @@
 // The picture of the railway at one moment, for every reader outside the feeding thread: tables, what
 // changed of late, and how the feed is. Immutable once it is published.
-#ifndef STANDALONE_PICTURE_PICTURE_H
-#define STANDALONE_PICTURE_PICTURE_H
+#ifndef PIS_PICTURE_PICTURE_H
+#define PIS_PICTURE_PICTURE_H
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "PersistentMap.h"
 #include "SignallingController.h"
-#include "Tables.h"
+#include "feed/FeedStatus.h"
+#include "picture/PersistentMap.h"
+#include "records/Tables.h"
+
+namespace pis::picture {
 
 /// Counts the changes of the picture, for all tables together; 0 before the first.
 using Revision = std::uint64_t;
-
-using WallTime = std::chrono::system_clock::time_point;
 
 /// What every table keeps of a record.
 struct Row {
@@ -41,7 +41,7 @@ using Ids = std::shared_ptr<const std::vector<int>>;
 
 /// One record that changed: its row, or null when it was removed.
 struct Change {
-    Table table;
+    records::Table table;
     int id;
     std::shared_ptr<const Row> row;
 };
@@ -52,28 +52,10 @@ struct Changes {
     std::size_t coalesced = 0;  ///< Changes left out because the same record changed again later.
 };
 
-/// How the feed is.
-struct FeedStatus {
-    enum Link { CONNECTING, UP, DOWN, ENDED };
-
-    std::string linkName;  ///< As the operator named it: "sim:samples/harbour-line.json".
-    Link link = CONNECTING;
-    std::string linkDetail;              ///< Why it is down, for people; empty when there is nothing to say.
-    WallTime linkSince;                  ///< When the link came to be so.
-    std::optional<WallTime> lastRecord;  ///< When the last record of the feed came in.
-    std::optional<double> at;            ///< Time of the feed: "at" of the last record that had one.
-    bool ready = false;                  ///< A snapshot or, without one, a record has been taken.
-    bool serverOnline = false;
-    bool automaticMessages = false;
-};
-
-/// "connecting", "up", "down", "ended".
-const char* nameOf(FeedStatus::Link link);
-
 struct Picture {
     Revision revision = 0;
-    std::array<Revision, kTables> tableRevisions{};  ///< Of the last change of each table.
-    FeedStatus feed;
+    std::array<Revision, records::kTables> tableRevisions{};  ///< Of the last change of each table.
+    feed::FeedStatus feed;
 
     TableOf<Line> lines;
     TableOf<Vehicle> vehicles;
@@ -100,14 +82,14 @@ struct Picture {
     PersistentMap<Revision, std::shared_ptr<const std::vector<Change>>> log;
     Revision logReachesBackTo = 0;  ///< Oldest revision whose successors are all in the log.
 
-    std::size_t size(Table table) const;
-    Revision revisionOf(Table table) const { return tableRevisions[indexOf(table)]; }
+    std::size_t size(records::Table table) const;
+    Revision revisionOf(records::Table table) const { return tableRevisions[records::indexOf(table)]; }
 
     /// A record's row, or null.
-    std::shared_ptr<const Row> find(Table table, int id) const;
+    std::shared_ptr<const Row> find(records::Table table, int id) const;
 
     /// Every row of a table in the order of the ids.
-    std::vector<std::shared_ptr<const Row>> rowsOf(Table table) const;
+    std::vector<std::shared_ptr<const Row>> rowsOf(records::Table table) const;
 
     /// What changed after a revision; nothing when that is too long ago to say, or still to come. Costs
     /// what changed.
@@ -116,7 +98,7 @@ struct Picture {
     /// The station that a record belongs to: a station itself, a platform's, a stop's through its
     /// platform. 0 for what belongs to no station. The row is one of that table, of this picture or of
     /// an earlier one.
-    int stationOf(Table table, const Row& row) const;
+    int stationOf(records::Table table, const Row& row) const;
 };
 
 /// A record of a table, or null; valid as long as the picture.
@@ -128,5 +110,7 @@ const Record* recordIn(const TableOf<Record>& table, int id) {
 
 /// The ids that stand under a key, empty where none do; valid as long as the picture.
 const std::vector<int>& idsUnder(const PersistentMap<int, Ids>& index, int key);
+
+}  // namespace pis::picture
 
 #endif

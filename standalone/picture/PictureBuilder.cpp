@@ -1,14 +1,16 @@
-#include "PictureBuilder.h"
+#include "picture/PictureBuilder.h"
 
 #include <memory>
 #include <type_traits>
 #include <utility>
 
-#include "IsoTime.h"
-#include "SameRecord.h"
 #include "SignallingCodes.h"
-#include "StopRecords.h"
-#include "TableDump.h"
+#include "base/WallTime.h"
+#include "picture/StopRecords.h"
+#include "records/SameRecord.h"
+#include "records/TableDump.h"
+
+namespace pis::picture {
 
 using namespace SignallingCodes;
 
@@ -18,28 +20,28 @@ namespace {
 template <typename Record>
 struct TablePlace;
 
-template <Table number, auto member>
+template <records::Table number, auto member>
 struct Place {
-    static constexpr Table kTable = number;
+    static constexpr records::Table kTable = number;
     static constexpr auto kRows = member;
 };
 
 template <>
-struct TablePlace<Line> : Place<Table::LINES, &Picture::lines> {};
+struct TablePlace<Line> : Place<records::Table::LINES, &Picture::lines> {};
 template <>
-struct TablePlace<Vehicle> : Place<Table::VEHICLES, &Picture::vehicles> {};
+struct TablePlace<Vehicle> : Place<records::Table::VEHICLES, &Picture::vehicles> {};
 template <>
-struct TablePlace<Station> : Place<Table::STATIONS, &Picture::stations> {};
+struct TablePlace<Station> : Place<records::Table::STATIONS, &Picture::stations> {};
 template <>
-struct TablePlace<PlatformInfo> : Place<Table::PLATFORMS, &Picture::platforms> {};
+struct TablePlace<PlatformInfo> : Place<records::Table::PLATFORMS, &Picture::platforms> {};
 template <>
-struct TablePlace<Trip> : Place<Table::TRIPS, &Picture::trips> {};
+struct TablePlace<Trip> : Place<records::Table::TRIPS, &Picture::trips> {};
 template <>
-struct TablePlace<TripStop> : Place<Table::TRIP_STOPS, &Picture::tripStops> {};
+struct TablePlace<TripStop> : Place<records::Table::TRIP_STOPS, &Picture::tripStops> {};
 template <>
-struct TablePlace<Service> : Place<Table::SERVICES, &Picture::services> {};
+struct TablePlace<Service> : Place<records::Table::SERVICES, &Picture::services> {};
 template <>
-struct TablePlace<ServiceStop> : Place<Table::SERVICE_STOPS, &Picture::serviceStops> {};
+struct TablePlace<ServiceStop> : Place<records::Table::SERVICE_STOPS, &Picture::serviceStops> {};
 
 template <typename Record>
 TableOf<Record>& rowsIn(Picture& picture) {
@@ -50,17 +52,17 @@ TableOf<Record>& rowsIn(Picture& picture) {
 /// stop adds, which it gets at the publication.
 template <typename Record>
 bool saysTheSame(const Record& one, const Record& other) {
-    return sameRecord(one, other);
+    return records::sameRecord(one, other);
 }
 
 bool saysTheSame(const ServiceStop& one, const ServiceStop& other) {
-    return ownOf(one) == ownOf(other);
+    return records::ownOf(one) == records::ownOf(other);
 }
 
 /// The record as a dump prints it, with one member more.
 template <typename Record>
 std::string jsonOf(const Record& record, const std::string& updatedAt) {
-    std::string json = dumpLine(record);
+    std::string json = records::dumpLine(record);
     json.pop_back();
     json += R"(,"updated_at":")";
     json += updatedAt;
@@ -91,13 +93,13 @@ bool moveBy(int (Record::*key)() const, IndexEdits& edits, int id, const Record*
 
 }  // namespace
 
-PictureBuilder::PictureBuilder(PublishedPicture& published, std::function<WallTime()> wallClock,
+PictureBuilder::PictureBuilder(PublishedPicture& published, std::function<base::WallTime()> wallClock,
                                std::size_t loggedChanges)
     : _published(published), _wallClock(std::move(wallClock)), _loggedChanges(loggedChanges) {}
 
 // --- What comes in ------------------------------------------------------------------------------
 
-void PictureBuilder::take(const EventQueue::Item& item) {
+void PictureBuilder::take(const platform::EventQueue::Item& item) {
     switch (item.code) {
         case LINE_UPDATED:
         case LINE_DELETED: return takeCopy<Line>(item, LINE_UPDATED);
@@ -116,12 +118,12 @@ void PictureBuilder::take(const EventQueue::Item& item) {
 }
 
 template <typename Record>
-void PictureBuilder::takeCopy(const EventQueue::Item& item, int updatedCode) {
+void PictureBuilder::takeCopy(const platform::EventQueue::Item& item, int updatedCode) {
     if (item.code != updatedCode) return drop<Record>(item.id);
     if (const auto* record = std::get_if<Record>(&item.record)) hold(*record);
 }
 
-void PictureBuilder::takeStop(int type, int id, const FieldTexts& fields) {
+void PictureBuilder::takeStop(int type, int id, const feed::FieldTexts& fields) {
     if (id == 0) return;
     if (type == TRIP_STOP) hold(tripStopOf(id, fields));
     if (type == SERVICE_STOP) hold(serviceStopOf(id, fields));
@@ -174,7 +176,7 @@ void PictureBuilder::publish() {
 
 void PictureBuilder::applyChanges() {
     ++_picture.revision;
-    const std::string updatedAt = isoTime(_wallClock());
+    const std::string updatedAt = base::isoTime(_wallClock());
     std::vector<Change> changes;
     joinStops();
     apply<Line>(updatedAt, changes);
@@ -214,13 +216,13 @@ void PictureBuilder::joinStops() {
 /// Writes what changed in one table.
 template <typename Record>
 void PictureBuilder::apply(const std::string& updatedAt, std::vector<Change>& changes) {
-    constexpr Table kTable = TablePlace<Record>::kTable;
+    constexpr records::Table kTable = TablePlace<Record>::kTable;
     TableOf<Record>& rows = rowsIn<Record>(_picture);
     for (const auto& [id, record] : pending<Record>()) {
         const std::shared_ptr<const RowOf<Record>>* standing = rows.find(id);
         const std::shared_ptr<const RowOf<Record>> before = standing != nullptr ? *standing : nullptr;
         const Record* recordBefore = before != nullptr ? &before->record : nullptr;
-        if (record && before != nullptr && sameRecord(*record, *recordBefore)) continue;
+        if (record && before != nullptr && records::sameRecord(*record, *recordBefore)) continue;
 
         std::shared_ptr<const RowOf<Record>> row;
         if (record) {
@@ -231,7 +233,7 @@ void PictureBuilder::apply(const std::string& updatedAt, std::vector<Change>& ch
             rows.erase(id);
         }
         link(id, recordBefore, record ? &*record : nullptr);
-        _picture.tableRevisions[indexOf(kTable)] = _picture.revision;
+        _picture.tableRevisions[records::indexOf(kTable)] = _picture.revision;
         changes.push_back({kTable, id, std::move(row)});
     }
     pending<Record>().clear();
@@ -288,3 +290,5 @@ void PictureBuilder::freeze() {
                                &Picture::platformsOfStation, &Picture::tripStopsAtPlatform, &Picture::tripStopsOfTrip,
                                &Picture::servicesOfTrip, &Picture::stopsOfService, &Picture::log));
 }
+
+}  // namespace pis::picture

@@ -1,7 +1,7 @@
 // Keeps the picture in step with the store: typed copies of the event queue and records of stops come
 // in, pictures go out. Runs on the feeding thread alone.
-#ifndef STANDALONE_PICTURE_PICTUREBUILDER_H
-#define STANDALONE_PICTURE_PICTUREBUILDER_H
+#ifndef PIS_PICTURE_PICTUREBUILDER_H
+#define PIS_PICTURE_PICTUREBUILDER_H
 
 #include <cstddef>
 #include <functional>
@@ -11,11 +11,13 @@
 #include <tuple>
 #include <vector>
 
-#include "EventQueue.h"
-#include "FeedRecord.h"
-#include "IndexEdits.h"
-#include "Picture.h"
-#include "PublishedPicture.h"
+#include "feed/FeedRecord.h"
+#include "picture/IndexEdits.h"
+#include "picture/Picture.h"
+#include "picture/PublishedPicture.h"
+#include "platform/EventQueue.h"
+
+namespace pis::picture {
 
 /// Changes wait until they are published: several changes of a record are one, and a record that ends
 /// as it was published is none. Publishing costs what changed, not what the tables hold.
@@ -25,23 +27,23 @@ public:
     static constexpr std::size_t kLoggedChanges = 65536;
 
     /// @param wallClock the time that goes into "updated_at".
-    PictureBuilder(PublishedPicture& published, std::function<WallTime()> wallClock,
+    PictureBuilder(PublishedPicture& published, std::function<base::WallTime()> wallClock,
                    std::size_t loggedChanges = kLoggedChanges);
 
     /// An event item of the store: fills the six tables that the store announces. A copy equal to what
     /// is held changes nothing; the status events are passed over.
-    void take(const EventQueue::Item& item);
+    void take(const platform::EventQueue::Item& item);
 
     /// A trip stop's or service stop's own record, as the feed brought it; other types are passed over,
     /// and so is id 0, as the store does.
-    void takeStop(int type, int id, const FieldTexts& fields);
+    void takeStop(int type, int id, const feed::FieldTexts& fields);
 
     /// Elements were deleted, type 0 for every type, id 0 for every element: trip stops and service
     /// stops go; the others are told of by event items.
     void takeDeletion(int type, int id);
 
     /// How the feed is now; goes out with the next publication.
-    FeedStatus& feed() { return _feed; }
+    feed::FeedStatus& feed() { return _feed; }
 
     /// Whether any table changed since the last publication.
     bool hasChanges() const;
@@ -67,7 +69,7 @@ private:
     template <typename Record>
     void dropMatching(int id);
     template <typename Record>
-    void takeCopy(const EventQueue::Item& item, int updatedCode);
+    void takeCopy(const platform::EventQueue::Item& item, int updatedCode);
 
     void applyChanges();
     template <typename Record>
@@ -87,10 +89,10 @@ private:
     void noteMembership() { _picture.membershipRevision = _picture.revision; }
 
     PublishedPicture& _published;
-    std::function<WallTime()> _wallClock;
+    std::function<base::WallTime()> _wallClock;
     std::size_t _loggedChanges;
     std::size_t _logged = 0;  // changes that the log holds
-    FeedStatus _feed;
+    feed::FeedStatus _feed;
     Picture _picture;                          // as it was published last
     PersistentMap<int, Ids> _stopsOfTripStop;  // service stops of the picture that join a trip stop
     std::tuple<Pending<Line>, Pending<Vehicle>, Pending<Station>, Pending<PlatformInfo>, Pending<Trip>,
@@ -103,5 +105,7 @@ private:
     IndexEdits _stopsOfService;
     IndexEdits _joins;
 };
+
+}  // namespace pis::picture
 
 #endif

@@ -1,11 +1,13 @@
 // Where the feeding thread leaves each new picture and everybody else finds the latest one.
-#ifndef STANDALONE_PICTURE_PUBLISHEDPICTURE_H
-#define STANDALONE_PICTURE_PUBLISHEDPICTURE_H
+#ifndef PIS_PICTURE_PUBLISHEDPICTURE_H
+#define PIS_PICTURE_PUBLISHEDPICTURE_H
 
 #include <functional>
 #include <memory>
 
-#include "Picture.h"
+#include "picture/Picture.h"
+
+namespace pis::picture {
 
 /// One atomic pointer and somebody to tell. [Threading] publish() belongs to the feeding thread,
 /// current() to any.
@@ -26,5 +28,7 @@ private:
     std::shared_ptr<const Picture> _picture = std::make_shared<Picture>();
     std::function<void()> _listener;
 };
+
+}  // namespace pis::picture
 
 #endif

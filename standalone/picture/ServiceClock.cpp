@@ -1,4 +1,4 @@
-#include "ServiceClock.h"
+#include "picture/ServiceClock.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +9,8 @@
 #include <limits>
 #include <stdexcept>
 #include <string_view>
+
+namespace pis::picture {
 
 namespace {
 
@@ -170,15 +172,15 @@ ServiceClock::ServiceClock(const ClockOptions& options) : _source(options.source
     _dayStart = dayStartOf(options.dayStart);
 }
 
-ClockOptions::Source ServiceClock::source(const FeedStatus& feed) const {
+ClockOptions::Source ServiceClock::source(const feed::FeedStatus& feed) const {
     return _source == ClockOptions::FEED && feed.at ? ClockOptions::FEED : ClockOptions::WALL;
 }
 
-double ServiceClock::now(const FeedStatus& feed, WallTime wall) const {
+double ServiceClock::now(const feed::FeedStatus& feed, base::WallTime wall) const {
     return source(feed) == ClockOptions::FEED ? *feed.at : nowByWall(wall);
 }
 
-double ServiceClock::nowByWall(WallTime wall) const {
+double ServiceClock::nowByWall(base::WallTime wall) const {
     const double instant = std::chrono::duration<double>(wall.time_since_epoch()).count();
     if (_epoch) return instant - static_cast<double>(*_epoch);
 
@@ -204,3 +206,5 @@ std::string ServiceClock::text(std::int64_t serviceTime) const {
     std::snprintf(text, sizeof text, "%02d:%02d", hour, minute);
     return text;
 }
+
+}  // namespace pis::picture

@@ -1,12 +1,14 @@
 // What time it is for the services of the feed, and how their times are said.
-#ifndef STANDALONE_PICTURE_SERVICECLOCK_H
-#define STANDALONE_PICTURE_SERVICECLOCK_H
+#ifndef PIS_PICTURE_SERVICECLOCK_H
+#define PIS_PICTURE_SERVICECLOCK_H
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "Picture.h"
+#include "picture/Picture.h"
+
+namespace pis::picture {
 
 /// How the operator says that times are to be read.
 struct ClockOptions {
@@ -31,20 +33,22 @@ public:
 
     /// Now, in service time. On an operating day the wall clock counts as a clock face shows it: 12:00 is
     /// 43,200 also on the days on which the clocks change.
-    double now(const FeedStatus& feed, WallTime wall) const;
+    double now(const feed::FeedStatus& feed, base::WallTime wall) const;
 
     /// "07:01"; past midnight of an operating day "00:12".
     std::string text(std::int64_t serviceTime) const;
 
     /// What now() goes by at present.
-    ClockOptions::Source source(const FeedStatus& feed) const;
+    ClockOptions::Source source(const feed::FeedStatus& feed) const;
 
 private:
-    double nowByWall(WallTime wall) const;
+    double nowByWall(base::WallTime wall) const;
 
     ClockOptions::Source _source;
     std::optional<std::int64_t> _epoch;  // seconds since 1970; none for seconds of the operating day
     int _dayStart = 0;                   // seconds since midnight
 };
+
+}  // namespace pis::picture
 
 #endif

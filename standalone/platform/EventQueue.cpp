@@ -1,9 +1,11 @@
-#include "EventQueue.h"
+#include "platform/EventQueue.h"
 
 #include <utility>
 
-#include "HostCalls.h"
 #include "SignallingCodes.h"
+#include "platform/HostCalls.h"
+
+namespace pis::platform {
 
 using namespace SignallingCodes;
 
@@ -47,7 +49,7 @@ void EventQueue::post(int code, int id, const void* record) {
     _items.push_back(std::move(item));
 }
 
-std::optional<EventQueue::Item> EventQueue::take() {
+std::optional<EventQueue::Item> EventQueue::pop() {
     const std::lock_guard<std::mutex> guard(_mutex);
     if (_items.empty()) return std::nullopt;
     std::optional<Item> item(std::move(_items.front()));
@@ -60,7 +62,10 @@ std::size_t EventQueue::size() const {
     return _items.size();
 }
 
+}  // namespace pis::platform
+
 void addNewEventItem(EventItem::EVENT_TYPE code, int id, void* record) {
+    using namespace pis::platform;
     EventQueue::instance().post(code, id, record);
     if (HostCallListener* listener = hostCallListener()) listener->onEvent(code, id);
 }

@@ -1,7 +1,7 @@
 // The host's event queue: what addNewEventItem posts waits here, each item with its own copy of the
 // record, until somebody takes it.
-#ifndef STANDALONE_PLATFORM_EVENTQUEUE_H
-#define STANDALONE_PLATFORM_EVENTQUEUE_H
+#ifndef PIS_PLATFORM_EVENTQUEUE_H
+#define PIS_PLATFORM_EVENTQUEUE_H
 
 #include <cstddef>
 #include <deque>
@@ -10,6 +10,8 @@
 #include <variant>
 
 #include "SignallingController.h"
+
+namespace pis::platform {
 
 /// Event items in the order of posting. Posting waits for nobody but another thread's posting or
 /// taking of one item; whoever posts faster than somebody takes fills the memory, so the thread that
@@ -34,7 +36,7 @@ public:
     void post(int code, int id, const void* record);
 
     /// Takes the oldest item, if there is one.
-    std::optional<Item> take();
+    std::optional<Item> pop();
 
     std::size_t size() const;
 
@@ -42,5 +44,7 @@ private:
     mutable std::mutex _mutex;
     std::deque<Item> _items;  // guarded by _mutex
 };
+
+}  // namespace pis::platform
 
 #endif

@@ -1,6 +1,8 @@
-#include "HostCalls.h"
+#include "platform/HostCalls.h"
 
 #include <atomic>
+
+namespace pis::platform {
 
 namespace {
 
@@ -15,3 +17,5 @@ void listenToHostCalls(HostCallListener* listener) {
 HostCallListener* hostCallListener() {
     return theListener.load(std::memory_order_acquire);
 }
+
+}  // namespace pis::platform

@@ -1,8 +1,10 @@
 // Lets one listener hear every call that the store makes of this host, in the order of the calls.
-#ifndef STANDALONE_PLATFORM_HOSTCALLS_H
-#define STANDALONE_PLATFORM_HOSTCALLS_H
+#ifndef PIS_PLATFORM_HOSTCALLS_H
+#define PIS_PLATFORM_HOSTCALLS_H
 
 #include <string>
+
+namespace pis::platform {
 
 /// Hears the host calls on the thread that makes them, many of them under the store's lock: it must
 /// not call back into the store. All operations do nothing here.
@@ -20,5 +22,7 @@ void listenToHostCalls(HostCallListener* listener);
 
 /// The listener, null when there is none. May be called from any thread.
 HostCallListener* hostCallListener();
+
+}  // namespace pis::platform
 
 #endif

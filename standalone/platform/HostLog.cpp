@@ -1,4 +1,4 @@
-#include "HostLog.h"
+#include "platform/HostLog.h"
 
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
@@ -13,10 +13,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "HostCalls.h"
 #include "debug.h"
+#include "platform/HostCalls.h"
 
 long debugLevel = 0;
+
+namespace pis::platform {
 
 namespace {
 
@@ -108,6 +110,10 @@ void HostLog::setLevel(long level) {
 void HostLog::tellListenersUpTo(long level) {
     debugLevel = std::max(debugLevel, level);
 }
+
+}  // namespace pis::platform
+
+using namespace pis::platform;
 
 void debug(int level, const char* format, ...) {
     std::va_list arguments;

@@ -1,8 +1,10 @@
 // Where the host's log lines go.
-#ifndef STANDALONE_PLATFORM_HOSTLOG_H
-#define STANDALONE_PLATFORM_HOSTLOG_H
+#ifndef PIS_PLATFORM_HOSTLOG_H
+#define PIS_PLATFORM_HOSTLOG_H
 
 #include <string>
+
+namespace pis::platform {
 
 /// The log behind debug() and handleError(). Lines bear time and level and go to standard error until
 /// a file is named. debug(), handleError(), say() and reopen() may be called from any thread; the other
@@ -33,5 +35,7 @@ void setLevel(long level);
 void tellListenersUpTo(long level);
 
 }  // namespace HostLog
+
+}  // namespace pis::platform
 
 #endif

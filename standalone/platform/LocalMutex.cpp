@@ -11,9 +11,11 @@
 #include <system_error>
 #include <thread>
 
-#include "LockWatch.h"
 #include "debug.h"
+#include "platform/LockWatch.h"
 #include "qxMutex.h"
+
+using namespace pis::platform;
 
 namespace {
 

@@ -1,6 +1,8 @@
-#include "LockWatch.h"
+#include "platform/LockWatch.h"
 
 #include <atomic>
+
+namespace pis::platform {
 
 namespace {
 
@@ -28,3 +30,5 @@ void LockWatch::held(std::chrono::nanoseconds time) {
 TimeHistogram::Values LockWatch::values() {
     return theTimes.values();
 }
+
+}  // namespace pis::platform

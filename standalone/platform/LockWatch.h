@@ -1,8 +1,10 @@
 // How long the host's locks are held, for whoever wants to know.
-#ifndef STANDALONE_PLATFORM_LOCKWATCH_H
-#define STANDALONE_PLATFORM_LOCKWATCH_H
+#ifndef PIS_PLATFORM_LOCKWATCH_H
+#define PIS_PLATFORM_LOCKWATCH_H
 
-#include "TimeHistogram.h"
+#include "platform/TimeHistogram.h"
+
+namespace pis::platform {
 
 /// One watch over every qxLocalMutex. Off at first: nobody reads a clock then. Any thread may call.
 namespace LockWatch {
@@ -18,5 +20,7 @@ void held(std::chrono::nanoseconds time);
 TimeHistogram::Values values();
 
 }  // namespace LockWatch
+
+}  // namespace pis::platform
 
 #endif

@@ -1,16 +1,18 @@
-#include "SendQueue.h"
+#include "platform/SendQueue.h"
 
 #include <iostream>
 #include <utility>
 
-#include "HostCalls.h"
-#include "JsonText.h"
 #include "QXReceiver.h"
+#include "base/JsonText.h"
+#include "platform/HostCalls.h"
 
 QXReceiver gQXReceiver;
 
+namespace pis::platform {
+
 std::string toJsonLine(const SendOperation& operation) {
-    JsonText line;
+    base::JsonText line;
     line.beginObject().key("operation").number(operation.operation).key("text").text(operation.text).endObject();
     return line.str();
 }
@@ -60,7 +62,10 @@ void SendQueue::handOver() {
     _handingOver = false;
 }
 
+}  // namespace pis::platform
+
 void QXReceiver::addOperationToSendQueue(int, int, int operation, int, const std::string& text) {
+    using namespace pis::platform;
     if (HostCallListener* listener = hostCallListener()) listener->onOperation(operation, text);
     SendQueue::instance().add({operation, text});
 }

@@ -1,12 +1,14 @@
 // The way out to the signalling server: operations queued through gQXReceiver wait here for the sink.
-#ifndef STANDALONE_PLATFORM_SENDQUEUE_H
-#define STANDALONE_PLATFORM_SENDQUEUE_H
+#ifndef PIS_PLATFORM_SENDQUEUE_H
+#define PIS_PLATFORM_SENDQUEUE_H
 
 #include <deque>
 #include <functional>
 #include <iosfwd>
 #include <mutex>
 #include <string>
+
+namespace pis::platform {
 
 /// One operation for the signalling server.
 struct SendOperation {
@@ -48,5 +50,7 @@ private:
     Sink _sink;                          // guarded by _mutex
     bool _handingOver = false;           // guarded by _mutex
 };
+
+}  // namespace pis::platform
 
 #endif

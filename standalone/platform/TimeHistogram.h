@@ -1,12 +1,14 @@
 // Counts how long something takes, by fixed bounds; written by some threads, read by others.
-#ifndef STANDALONE_PLATFORM_TIMEHISTOGRAM_H
-#define STANDALONE_PLATFORM_TIMEHISTOGRAM_H
+#ifndef PIS_PLATFORM_TIMEHISTOGRAM_H
+#define PIS_PLATFORM_TIMEHISTOGRAM_H
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+
+namespace pis::platform {
 
 /// [Threading] Everything may be called from any thread. Values read while somebody observes may lack what
 /// is just being observed.
@@ -43,5 +45,7 @@ private:
     std::array<std::atomic<std::uint64_t>, kBounds.size() + 1> _buckets{};  // not summed up; the last is the rest
     std::atomic<std::uint64_t> _nanoseconds{0};
 };
+
+}  // namespace pis::platform
 
 #endif

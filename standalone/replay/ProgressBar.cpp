@@ -1,4 +1,4 @@
-#include "ProgressBar.h"
+#include "replay/ProgressBar.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <string>
 
-#include "Numbers.h"
+#include "base/Numbers.h"
+
+namespace pis::replay {
 
 namespace {
 
@@ -33,8 +35,8 @@ void ProgressBar::show(std::uint64_t records, std::uint64_t bytes) {
     _due = now + std::chrono::milliseconds(100);
 
     const double passed = std::chrono::duration<double>(now - _start).count();
-    std::string line = fmt::format("{} records, {}/s", grouped(records),
-                                   grouped(static_cast<std::uint64_t>(static_cast<double>(records) / passed)));
+    std::string line = fmt::format("{} records, {}/s", base::grouped(records),
+                                   base::grouped(static_cast<std::uint64_t>(static_cast<double>(records) / passed)));
     if (_totalBytes > 0) {
         const double done = std::min(1.0, static_cast<double>(bytes) / static_cast<double>(_totalBytes));
         const int filled = static_cast<int>(done * kWidth);
@@ -54,3 +56,5 @@ void ProgressBar::hide() {
     std::fflush(stderr);
     _visible = false;
 }
+
+}  // namespace pis::replay

@@ -1,9 +1,11 @@
 // Shows on a terminal how far a replay has come.
-#ifndef STANDALONE_REPLAY_PROGRESSBAR_H
-#define STANDALONE_REPLAY_PROGRESSBAR_H
+#ifndef PIS_REPLAY_PROGRESSBAR_H
+#define PIS_REPLAY_PROGRESSBAR_H
 
 #include <chrono>
 #include <cstdint>
+
+namespace pis::replay {
 
 /// A line on standard error that is drawn anew some ten times a second; nothing where standard error
 /// is no terminal. Wiped off at the end.
@@ -35,5 +37,7 @@ private:
     Clock::time_point _due = _start;
     bool _visible = false;
 };
+
+}  // namespace pis::replay
 
 #endif

@@ -1,4 +1,4 @@
-#include "Replay.h"
+#include "replay/Replay.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -9,33 +9,35 @@
 #include <memory>
 #include <stdexcept>
 
-#include "EventQueue.h"
-#include "FeedReader.h"
-#include "HostCalls.h"
-#include "HostLog.h"
-#include "Interrupt.h"
-#include "Output.h"
-#include "Pace.h"
-#include "ProgressBar.h"
-#include "ReplayObserver.h"
-#include "ReplaySummary.h"
 #include "SignallingCodes.h"
-#include "TableDump.h"
+#include "base/Interrupt.h"
+#include "base/Output.h"
+#include "feed/FeedReader.h"
+#include "feed/Pace.h"
+#include "platform/EventQueue.h"
+#include "platform/HostCalls.h"
+#include "platform/HostLog.h"
+#include "records/TableDump.h"
+#include "replay/ProgressBar.h"
+#include "replay/ReplayObserver.h"
+#include "replay/ReplaySummary.h"
+
+namespace pis::replay {
 
 namespace {
 
 /// Writes every host call and observer call to standard output, a line each, while it lives.
-class TracePrinter : public HostCallListener {
+class TracePrinter : public platform::HostCallListener {
 public:
     TracePrinter() {
-        HostLog::tellListenersUpTo(2);
-        listenToHostCalls(this);
+        platform::HostLog::tellListenersUpTo(2);
+        platform::listenToHostCalls(this);
     }
-    ~TracePrinter() override { listenToHostCalls(nullptr); }
+    ~TracePrinter() override { platform::listenToHostCalls(nullptr); }
 
     void onDebug(int level, const std::string& text) override { print("debug", level, text); }
     void onError(int severity, const std::string& text) override { print("error", severity, text); }
-    void onEvent(int code, int id) override { printLine(fmt::format("event {} {}", code, id)); }
+    void onEvent(int code, int id) override { base::printLine(fmt::format("event {} {}", code, id)); }
     void onOperation(int operation, const std::string& text) override { print("operation", operation, text); }
 
     TracePrinter(const TracePrinter&) = delete;
@@ -43,7 +45,7 @@ public:
 
 private:
     static void print(const char* call, int number, const std::string& text) {
-        printLine(fmt::format("{} {} {}", call, number, onOneLine(text)));
+        base::printLine(fmt::format("{} {} {}", call, number, base::onOneLine(text)));
     }
 };
 
@@ -65,25 +67,26 @@ public:
         : _options(options),
           _observer(observer),
           _delivery(gPassengerInformationServer),
-          _pace(options.speed, [] { return Interrupt::requested() != 0; }),
+          _pace(options.speed, [] { return base::Interrupt::requested() != 0; }),
           _bar(sizeOf(options.files)) {}
 
-    ExitStatus deliverAll() {
-        ExitStatus status = DONE;
+    base::ExitStatus deliverAll() {
+        base::ExitStatus status = base::DONE;
         for (const std::string& file : _options.files) {
-            if (!deliverFile(file)) status = FAILED;
-            if (const int signal = Interrupt::requested()) return static_cast<ExitStatus>(INTERRUPTED + signal);
-            if (status == FAILED && !_options.keepGoing) return FAILED;
+            if (!deliverFile(file)) status = base::FAILED;
+            if (const int signal = base::Interrupt::requested())
+                return static_cast<base::ExitStatus>(base::INTERRUPTED + signal);
+            if (status == base::FAILED && !_options.keepGoing) return base::FAILED;
         }
         if (_delivery.inSnapshot()) {
             fault(_snapshotBegin +
                   ": the snapshot that begins here does not end: nothing that it leaves out was deleted");
-            return FAILED;
+            return base::FAILED;
         }
-        return status == DONE && _skippedLines > 0 ? FINDINGS : status;
+        return status == base::DONE && _skippedLines > 0 ? base::FINDINGS : status;
     }
 
-    const FeedDelivery& delivery() const { return _delivery; }
+    const feed::FeedDelivery& delivery() const { return _delivery; }
 
     void addTo(ReplaySummary& summary) const {
         summary.records = _records;
@@ -98,17 +101,17 @@ private:
     /// False when the file is not delivered to its end.
     bool deliverFile(const std::string& file) {
         try {
-            FeedReader reader(file);
-            while (Interrupt::requested() == 0) {
-                const FeedReader::Next next = reader.next(_record);
-                if (Interrupt::requested() != 0) return true;
+            feed::FeedReader reader(file);
+            while (base::Interrupt::requested() == 0) {
+                const feed::FeedReader::Next next = reader.next(_record);
+                if (base::Interrupt::requested() != 0) return true;
                 switch (next) {
-                    case FeedReader::Next::END: _bytesBefore += reader.consumed(); return true;
-                    case FeedReader::Next::UNREADABLE: fault(reader.fault()); return false;
-                    case FeedReader::Next::MALFORMED:
+                    case feed::FeedReader::Next::END: _bytesBefore += reader.consumed(); return true;
+                    case feed::FeedReader::Next::UNREADABLE: fault(reader.fault()); return false;
+                    case feed::FeedReader::Next::MALFORMED:
                         if (!skip(reader.fault())) return false;
                         break;
-                    case FeedReader::Next::RECORD:
+                    case feed::FeedReader::Next::RECORD:
                         if (!deliver(reader)) return false;
                         if (_bar.isDue()) _bar.show(_records, _bytesBefore + reader.consumed());
                         break;
@@ -122,19 +125,19 @@ private:
     }
 
     /// False when the record cannot be delivered and the run is to stop.
-    bool deliver(const FeedReader& reader) {
-        if (_record.kind == FeedRecord::SNAPSHOT_END && !_delivery.inSnapshot()) {
+    bool deliver(const feed::FeedReader& reader) {
+        if (_record.kind == feed::FeedRecord::SNAPSHOT_END && !_delivery.inSnapshot()) {
             return skip(reader.place() + ": the snapshot that ends here has not begun");
         }
-        if (_record.kind == FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = reader.place();
+        if (_record.kind == feed::FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = reader.place();
         _pace.waitFor(_record.at);
-        if (Interrupt::requested() != 0) return true;
+        if (base::Interrupt::requested() != 0) return true;
 
         const std::uint64_t toldBefore = _observer.updatesTold();
         _delivery.deliver(_record);
         ++_records;
         if (_observer.updatesTold() != toldBefore) ++_told[_record.type];
-        while (const auto event = EventQueue::instance().take()) ++_events[event->code];
+        while (const auto event = platform::EventQueue::instance().pop()) ++_events[event->code];
         return true;
     }
 
@@ -147,15 +150,15 @@ private:
 
     void fault(const std::string& what) {
         _bar.hide();
-        reportFault(what);
+        base::reportFault(what);
     }
 
     const ReplayOptions& _options;
     ReplayObserver& _observer;
-    FeedDelivery _delivery;
-    Pace _pace;
+    feed::FeedDelivery _delivery;
+    feed::Pace _pace;
     ProgressBar _bar;
-    FeedRecord _record;
+    feed::FeedRecord _record;
     std::string _snapshotBegin;
     std::uint64_t _records = 0;
     std::uint64_t _skippedLines = 0;
@@ -165,7 +168,7 @@ private:
 };
 
 /// What the store holds at the end.
-void addTables(ReplaySummary& summary, const FeedDelivery& delivery) {
+void addTables(ReplaySummary& summary, const feed::FeedDelivery& delivery) {
     PassengerInformationServer& store = gPassengerInformationServer;
     summary.tables = {{"lines", store.getLines().size()},
                       {"vehicles", store.getVehicles().size()},
@@ -178,24 +181,24 @@ void addTables(ReplaySummary& summary, const FeedDelivery& delivery) {
                       {"service_stops", delivery.elements(SignallingCodes::SERVICE_STOP)}};
     summary.serverOnline = store.getServerStatus();
     summary.automaticMessages = store.isAutomaticMessageGenerationEnabled();
-    summary.hash = hashTables(store);
+    summary.hash = records::hashTables(store);
 }
 
 /// Prints what the options ask for.
 void printResult(const ReplaySummary& summary, ReplayOptions::Output output) {
     switch (output) {
-        case ReplayOptions::SUMMARY: print(forPeople(summary)); return;
-        case ReplayOptions::JSON_SUMMARY: printLine(asJson(summary)); return;
-        case ReplayOptions::DUMP: dumpTables(gPassengerInformationServer, printLine); break;
+        case ReplayOptions::SUMMARY: base::print(forPeople(summary)); return;
+        case ReplayOptions::JSON_SUMMARY: base::printLine(asJson(summary)); return;
+        case ReplayOptions::DUMP: records::dumpTables(gPassengerInformationServer, base::printLine); break;
         case ReplayOptions::TRACE: break;
     }
-    remark(forPeople(summary));
+    base::remark(forPeople(summary));
 }
 
 }  // namespace
 
-ExitStatus replay(const ReplayOptions& options) {
-    Interrupt::watch();
+base::ExitStatus replay(const ReplayOptions& options) {
+    base::Interrupt::watch();
     ReplaySummary summary;
     summary.files = options.files;
 
@@ -203,7 +206,7 @@ ExitStatus replay(const ReplayOptions& options) {
     ReplayObserver::Trace traceObserver;
     if (options.output == ReplayOptions::TRACE) {
         trace = std::make_unique<TracePrinter>();
-        traceObserver = [](const std::string& call) { printLine("observer " + call); };
+        traceObserver = [](const std::string& call) { base::printLine("observer " + call); };
     }
     // The store cannot forget an observer: this one lives as long as the program.
     static ReplayObserver observer(traceObserver);
@@ -211,13 +214,15 @@ ExitStatus replay(const ReplayOptions& options) {
 
     const auto start = std::chrono::steady_clock::now();
     ReplayRun run(options, observer);
-    const ExitStatus status = run.deliverAll();
+    const base::ExitStatus status = run.deliverAll();
     summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
     run.addTo(summary);
-    if (status == FAILED && summary.records == 0) return status;  // there is nothing to sum up
+    if (status == base::FAILED && summary.records == 0) return status;  // there is nothing to sum up
     summary.observerCalls = observer.calls();
     addTables(summary, run.delivery());
     printResult(summary, options.output);
     return status;
 }
+
+}  // namespace pis::replay

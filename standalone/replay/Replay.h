@@ -1,11 +1,13 @@
 // `pis replay`: recorded feeds go through the store, and what came of it is printed.
-#ifndef STANDALONE_REPLAY_REPLAY_H
-#define STANDALONE_REPLAY_REPLAY_H
+#ifndef PIS_REPLAY_REPLAY_H
+#define PIS_REPLAY_REPLAY_H
 
 #include <string>
 #include <vector>
 
-#include "ExitStatus.h"
+#include "base/ExitStatus.h"
+
+namespace pis::replay {
 
 struct ReplayOptions {
     enum Output { SUMMARY, JSON_SUMMARY, DUMP, TRACE };
@@ -18,6 +20,8 @@ struct ReplayOptions {
 };
 
 /// Replays the feeds through `gPassengerInformationServer`. Faults go to standard error.
-ExitStatus replay(const ReplayOptions& options);
+base::ExitStatus replay(const ReplayOptions& options);
+
+}  // namespace pis::replay
 
 #endif

@@ -1,6 +1,8 @@
-#include "ReplayObserver.h"
+#include "replay/ReplayObserver.h"
 
-#include "TableDump.h"
+#include "records/TableDump.h"
+
+namespace pis::replay {
 
 namespace {
 
@@ -24,8 +26,13 @@ bool tellsOfRemoval(std::size_t operation) {
     return operation != STATUS_UPDATED && operation % 2 == 0;
 }
 
-std::string dumpLine(bool online) {
+std::string textOf(bool online) {
     return online ? "true" : "false";
+}
+
+template <typename Record>
+std::string textOf(const Record& record) {
+    return records::dumpLine(record);
 }
 
 }  // namespace
@@ -44,7 +51,7 @@ void ReplayObserver::told(std::size_t operation, const Record& record) {
     auto& [name, count] = _calls[operation];
     ++count;
     if (!tellsOfRemoval(operation)) ++_updatesTold;
-    if (_trace) _trace(std::string(name) + " " + dumpLine(record));
+    if (_trace) _trace(std::string(name) + " " + textOf(record));
 }
 
 void ReplayObserver::onServerStatusUpdated(bool online) {
@@ -86,3 +93,5 @@ void ReplayObserver::onTripUpdated(Trip trip) {
 void ReplayObserver::onTripRemoved(Trip trip) {
     told(TRIP_REMOVED, trip);
 }
+
+}  // namespace pis::replay

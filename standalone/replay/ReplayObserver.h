@@ -1,6 +1,6 @@
 // The observer of a replay: counts what the store tells and, where a trace is wanted, writes it.
-#ifndef STANDALONE_REPLAY_REPLAYOBSERVER_H
-#define STANDALONE_REPLAY_REPLAYOBSERVER_H
+#ifndef PIS_REPLAY_REPLAYOBSERVER_H
+#define PIS_REPLAY_REPLAYOBSERVER_H
 
 #include <cstdint>
 #include <functional>
@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "SignallingController.h"
+
+namespace pis::replay {
 
 /// [Threading] For the thread that delivers the feed.
 class ReplayObserver : public PassengerInformationObserver {
@@ -46,5 +48,7 @@ private:
     std::vector<std::pair<const char*, std::uint64_t>> _calls;
     std::uint64_t _updatesTold = 0;
 };
+
+}  // namespace pis::replay
 
 #endif

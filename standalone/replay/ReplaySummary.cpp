@@ -1,13 +1,15 @@
-#include "ReplaySummary.h"
+#include "replay/ReplaySummary.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "ElementTypes.h"
-#include "JsonText.h"
-#include "Numbers.h"
-#include "Output.h"
+#include "base/JsonText.h"
+#include "base/Numbers.h"
+#include "base/Output.h"
+#include "feed/ElementTypes.h"
+
+namespace pis::replay {
 
 using namespace SignallingCodes;
 
@@ -43,16 +45,16 @@ std::uint64_t toldOf(const ReplaySummary& summary, int type) {
     return found == summary.told.end() ? 0 : found->second;
 }
 
-FeedDelivery::Count countOf(const ReplaySummary& summary, int type) {
+feed::FeedDelivery::Count countOf(const ReplaySummary& summary, int type) {
     const auto found = summary.counts.find(type);
-    return found == summary.counts.end() ? FeedDelivery::Count() : found->second;
+    return found == summary.counts.end() ? feed::FeedDelivery::Count() : found->second;
 }
 
 /// Everything delivered under codes that the store takes nothing for.
-FeedDelivery::Count unknownCodes(const ReplaySummary& summary) {
-    FeedDelivery::Count sum;
+feed::FeedDelivery::Count unknownCodes(const ReplaySummary& summary) {
+    feed::FeedDelivery::Count sum;
     for (const auto& [type, count] : summary.counts) {
-        const ElementType* known = findElementType(type);
+        const feed::ElementType* known = feed::findElementType(type);
         if (known == nullptr) sum.updates += count.updates;
         const bool deletable = type == ALL_ELEMENTS || (known != nullptr && known->hasTable());
         if (!deletable) sum.deletions += count.deletions;
@@ -75,49 +77,50 @@ std::string joined(const std::vector<std::string>& texts) {
 std::string forPeople(const ReplaySummary& summary) {
     fmt::memory_buffer text;
     const auto out = std::back_inserter(text);
-    fmt::format_to(out, "{}\n", onOneLine(joined(summary.files)));
-    fmt::format_to(out, "{} in {:.2f} s, {} a second\n\n", counted(summary.records, "record"), summary.seconds,
-                   grouped(static_cast<std::uint64_t>(summary.recordsPerSecond())));
+    fmt::format_to(out, "{}\n", base::onOneLine(joined(summary.files)));
+    fmt::format_to(out, "{} in {:.2f} s, {} a second\n\n", base::counted(summary.records, "record"), summary.seconds,
+                   base::grouped(static_cast<std::uint64_t>(summary.recordsPerSecond())));
 
     fmt::format_to(out, "{:<30}{:>12}{:>10}{:>12}{:>12}\n", "Element", "delivered", "id 0", "told", "deletions");
-    for (const ElementType& type : elementTypes()) {
-        const FeedDelivery::Count count = countOf(summary, type.code);
+    for (const feed::ElementType& type : feed::elementTypes()) {
+        const feed::FeedDelivery::Count count = countOf(summary, type.code);
         const bool status = type.code == SIGNALLING_SERVER_STATUS || type.code == AUTO_MESSAGE_STATE;
         fmt::format_to(out, "{:>3} {:<26}{:>12}{:>10}{:>12}{:>12}\n", static_cast<int>(type.code), type.name,
-                       grouped(count.updates), status ? "-" : grouped(count.updatesOfIdZero),
-                       isTold(type.code) ? grouped(toldOf(summary, type.code)) : "-",
-                       type.hasTable() ? grouped(count.deletions + count.leftOut) : "-");
+                       base::grouped(count.updates), status ? "-" : base::grouped(count.updatesOfIdZero),
+                       isTold(type.code) ? base::grouped(toldOf(summary, type.code)) : "-",
+                       type.hasTable() ? base::grouped(count.deletions + count.leftOut) : "-");
     }
-    const FeedDelivery::Count unknown = unknownCodes(summary);
-    fmt::format_to(out, "    {:<26}{:>12}{:>10}{:>12}{:>12}\n", "unknown code", grouped(unknown.updates), "-", "-",
-                   grouped(unknown.deletions));
+    const feed::FeedDelivery::Count unknown = unknownCodes(summary);
+    fmt::format_to(out, "    {:<26}{:>12}{:>10}{:>12}{:>12}\n", "unknown code", base::grouped(unknown.updates), "-",
+                   "-", base::grouped(unknown.deletions));
     fmt::format_to(out, "    {:<26}{:>12}{:>10}{:>12}{:>12}\n\n", "every type at once", "-", "-", "-",
-                   grouped(countOf(summary, ALL_ELEMENTS).deletions));
+                   base::grouped(countOf(summary, ALL_ELEMENTS).deletions));
 
     fmt::format_to(out, "Tables at the end\n");
     for (const auto& [name, size] : summary.tables) {
-        fmt::format_to(out, "    {:<26}{:>12}\n", spoken(name), grouped(size));
+        fmt::format_to(out, "    {:<26}{:>12}\n", spoken(name), base::grouped(size));
     }
 
     fmt::format_to(out, "\nEvents\n");
     for (const auto& [code, number] : summary.events) {
-        fmt::format_to(out, "{:>3} {:<26}{:>12}\n", code, nameOfEvent(code), grouped(number));
+        fmt::format_to(out, "{:>3} {:<26}{:>12}\n", code, nameOfEvent(code), base::grouped(number));
     }
     fmt::format_to(out, "\nObserver calls\n");
     for (const auto& [name, number] : summary.observerCalls) {
-        if (number > 0) fmt::format_to(out, "    {:<26}{:>12}\n", name, grouped(number));
+        if (number > 0) fmt::format_to(out, "    {:<26}{:>12}\n", name, base::grouped(number));
     }
 
     fmt::format_to(out, "\nSignalling server {}, automatic messages {}\n", summary.serverOnline ? "online" : "offline",
                    summary.automaticMessages ? "on" : "off");
-    if (summary.snapshots > 0) fmt::format_to(out, "{} taken\n", counted(summary.snapshots, "snapshot"));
-    if (summary.skippedLines > 0) fmt::format_to(out, "{} skipped\n", counted(summary.skippedLines, "faulty line"));
+    if (summary.snapshots > 0) fmt::format_to(out, "{} taken\n", base::counted(summary.snapshots, "snapshot"));
+    if (summary.skippedLines > 0)
+        fmt::format_to(out, "{} skipped\n", base::counted(summary.skippedLines, "faulty line"));
     fmt::format_to(out, "Contents {:016x}\n", summary.hash);
     return fmt::to_string(text);
 }
 
 std::string asJson(const ReplaySummary& summary) {
-    JsonText json;
+    base::JsonText json;
     const auto number = [&json](const char* key, std::uint64_t value) {
         json.key(key).number(static_cast<long long>(value));
     };
@@ -132,8 +135,8 @@ std::string asJson(const ReplaySummary& summary) {
     json.key("records_per_second").raw(fmt::format("{:.0f}", summary.recordsPerSecond()));
 
     json.key("elements").beginArray();
-    for (const ElementType& type : elementTypes()) {
-        const FeedDelivery::Count count = countOf(summary, type.code);
+    for (const feed::ElementType& type : feed::elementTypes()) {
+        const feed::FeedDelivery::Count count = countOf(summary, type.code);
         json.beginObject().key("code").number(type.code).key("name").text(type.name);
         number("delivered", count.updates);
         number("id_0", count.updatesOfIdZero);
@@ -143,7 +146,7 @@ std::string asJson(const ReplaySummary& summary) {
         json.endObject();
     }
     json.endArray();
-    const FeedDelivery::Count unknown = unknownCodes(summary);
+    const feed::FeedDelivery::Count unknown = unknownCodes(summary);
     json.key("unknown_code").beginObject();
     number("delivered", unknown.updates);
     number("deletions", unknown.deletions);
@@ -164,3 +167,5 @@ std::string asJson(const ReplaySummary& summary) {
     json.key("hash").text(fmt::format("{:016x}", summary.hash));
     return json.endObject().str();
 }
+
+}  // namespace pis::replay

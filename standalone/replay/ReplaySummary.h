@@ -1,6 +1,6 @@
 // What a replay did, for people and as JSON.
-#ifndef STANDALONE_REPLAY_REPLAYSUMMARY_H
-#define STANDALONE_REPLAY_REPLAYSUMMARY_H
+#ifndef PIS_REPLAY_REPLAYSUMMARY_H
+#define PIS_REPLAY_REPLAYSUMMARY_H
 
 #include <cstdint>
 #include <map>
@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "FeedDelivery.h"
+#include "feed/FeedDelivery.h"
+
+namespace pis::replay {
 
 struct ReplaySummary {
     std::vector<std::string> files;
@@ -16,7 +18,7 @@ struct ReplaySummary {
     std::uint64_t skippedLines = 0;  ///< Lines that were no records.
     std::uint64_t snapshots = 0;
     double seconds = 0;
-    std::map<int, FeedDelivery::Count> counts;                ///< By element type code.
+    std::map<int, feed::FeedDelivery::Count> counts;          ///< By element type code.
     std::map<int, std::uint64_t> told;                        ///< Updates told to observers, by element type code.
     std::vector<std::pair<std::string, std::size_t>> tables;  ///< Elements by table.
     std::map<int, std::uint64_t> events;                      ///< Event items by code.
@@ -33,5 +35,7 @@ std::string forPeople(const ReplaySummary& summary);
 
 /// One JSON object, without a line end.
 std::string asJson(const ReplaySummary& summary);
+
+}  // namespace pis::replay
 
 #endif

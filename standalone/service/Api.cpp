@@ -1,4 +1,4 @@
-#include "Api.h"
+#include "service/Api.h"
 
 #include <algorithm>
 #include <cctype>
@@ -7,12 +7,14 @@
 #include <limits>
 #include <sstream>
 
-#include "Departures.h"
-#include "EmbeddedPages.h"
-#include "JsonText.h"
-#include "Output.h"
-#include "Problem.h"
+#include "base/JsonText.h"
+#include "base/Output.h"
 #include "debug.h"
+#include "pages/EmbeddedPages.h"
+#include "picture/Departures.h"
+#include "service/Problem.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -20,25 +22,26 @@ constexpr int kLowestId = std::numeric_limits<int>::min();
 constexpr int kHighestId = std::numeric_limits<int>::max();
 
 /// Tables that can be asked for one station's rows.
-constexpr std::array<Table, 5> kTablesOfStations{Table::PLATFORMS, Table::TRIPS, Table::TRIP_STOPS, Table::SERVICES,
-                                                 Table::SERVICE_STOPS};
+constexpr std::array<records::Table, 5> kTablesOfStations{records::Table::PLATFORMS, records::Table::TRIPS,
+                                                          records::Table::TRIP_STOPS, records::Table::SERVICES,
+                                                          records::Table::SERVICE_STOPS};
 
 /// "/api/v1/trip-stops" for the table "trip_stops".
-std::string pathOf(Table table) {
-    std::string name(nameOf(table));
+std::string pathOf(records::Table table) {
+    std::string name(tableName(table));
     std::replace(name.begin(), name.end(), '_', '-');
     return "/api/v1/" + name;
 }
 
-Table tableOf(const RequestTarget& target) {
+records::Table tableOf(const RequestTarget& target) {
     std::string name = target.segments()[2];
     std::replace(name.begin(), name.end(), '-', '_');
-    return *tableNamed(name);
+    return *records::tableNamed(name);
 }
 
 /// "service_stops" as people say it: "service stop".
-std::string nounOf(Table table) {
-    std::string noun(nameOf(table));
+std::string nounOf(records::Table table) {
+    std::string noun(tableName(table));
     std::replace(noun.begin(), noun.end(), '_', ' ');
     noun.pop_back();
     return noun;
@@ -98,16 +101,17 @@ bool holds(const std::string& ifNoneMatch, const std::string& etag) {
 }
 
 /// Revision of the last change of what a table's rows show for a choice of station.
-Revision lastChangeOf(const Picture& picture, Table table, bool ofStation) {
-    Revision last = picture.revisionOf(table);
+picture::Revision lastChangeOf(const picture::Picture& picture, records::Table table, bool ofStation) {
+    picture::Revision last = picture.revisionOf(table);
     if (!ofStation) return last;
-    for (const Table other : {Table::STATIONS, Table::PLATFORMS, Table::TRIP_STOPS}) {
+    for (const records::Table other :
+         {records::Table::STATIONS, records::Table::PLATFORMS, records::Table::TRIP_STOPS}) {
         last = std::max(last, picture.revisionOf(other));
     }
     return last;
 }
 
-void requireReady(const Picture& picture) {
+void requireReady(const picture::Picture& picture) {
     if (picture.feed.ready) return;
     throw Problem{503,
                   "Nothing is known yet: neither a snapshot nor a record has come from the signalling side.",
@@ -120,7 +124,7 @@ void requireReady(const Picture& picture) {
 
 Api::Api(Surroundings surroundings, ApiOptions options)
     : _around(std::move(surroundings)), _options(std::move(options)) {
-    for (const Table each : kEveryTable) {
+    for (const records::Table each : records::kEveryTable) {
         addRoute(pathOf(each), &Api::table);
         addRoute(pathOf(each) + "/{id}", &Api::record);
     }
@@ -158,7 +162,7 @@ HttpAnswer Api::answer(const HttpRequest& request) const {
     } catch (const Problem& problem) {
         answer = answerOf(problem);
     } catch (const std::exception& error) {
-        handleError(2, "%s: %s: %s", "answer", onOneLine(request.target).c_str(), error.what());
+        handleError(2, "%s: %s: %s", "answer", base::onOneLine(request.target).c_str(), error.what());
         answer = answerOf(Problem{500, "The service failed at this request; its log says more.", ""});
     }
     answer.route = route;
@@ -169,7 +173,7 @@ HttpAnswer Api::routed(const HttpRequest& request, std::string& route) const {
     checkSender(request);
     const RequestTarget target(request.target);
     const Route* known = routeOf(target);
-    const bool isPage = known == nullptr && findPage(target.path()) != nullptr;
+    const bool isPage = known == nullptr && pages::findPage(target.path()) != nullptr;
     if (known == nullptr && !isPage) {
         throw Problem{404, "There is nothing at this path; /api/v1/openapi.json describes what there is.", ""};
     }
@@ -186,7 +190,7 @@ void Api::checkSender(const HttpRequest& request) const {
     if (!request.host || request.host->empty()) throw Problem{400, "The request must name one Host.", ""};
     if (_options.hosts.count(lowered(withoutPort(*request.host))) == 0) {
         throw Problem{421,
-                      "This service does not answer for " + quoted(*request.host) +
+                      "This service does not answer for " + base::quoted(*request.host) +
                           "; its operator can allow it with --allow-host.",
                       ""};
     }
@@ -194,14 +198,14 @@ void Api::checkSender(const HttpRequest& request) const {
     const std::size_t scheme = request.origin->find("://");
     const bool ours =
         scheme != std::string::npos && lowered(request.origin->substr(scheme + 3)) == lowered(*request.host);
-    if (!ours) throw Problem{403, "Pages of " + quoted(*request.origin) + " may not read here.", ""};
+    if (!ours) throw Problem{403, "Pages of " + base::quoted(*request.origin) + " may not read here.", ""};
 }
 
 // --- Tables -------------------------------------------------------------------------------------
 
 HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) const {
-    const std::shared_ptr<const Picture> picture = _around.published.current();
-    const Table wanted = tableOf(target);
+    const std::shared_ptr<const picture::Picture> picture = _around.published.current();
+    const records::Table wanted = tableOf(target);
     const bool perStation =
         std::find(kTablesOfStations.begin(), kTablesOfStations.end(), wanted) != kTablesOfStations.end();
     perStation ? target.allow({"since", "station"}) : target.allow({"since"});
@@ -212,13 +216,13 @@ HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) c
     if (since && station != 0) throw Problem{400, "Cannot be combined with station.", "since"};
     if (since) return changedSince(request, *picture, wanted, *since);
 
-    const Revision revision = lastChangeOf(*picture, wanted, station != 0);
+    const picture::Revision revision = lastChangeOf(*picture, wanted, station != 0);
     const std::string token = _around.tokens.of(revision);
     const std::string key = target.path() + (station != 0 ? "?station=" + std::to_string(station) : "");
     const auto body = _bodies.get(key, revision, token, [&] {
         const auto rows = rowsOf(*picture, wanted, ChangeFilter{{}, station});
-        JsonText json;
-        json.beginObject().key("revision").text(token).key("table").text(nameOf(wanted));
+        base::JsonText json;
+        json.beginObject().key("revision").text(token).key("table").text(tableName(wanted));
         json.key("count").number(static_cast<long long>(rows.size())).key("items").beginArray();
         for (const auto& row : rows) json.raw(row->json);
         json.endArray().endObject();
@@ -228,23 +232,23 @@ HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) c
 }
 
 /// The station that is asked for; 0 for none. It must exist.
-int Api::knownStation(const Picture& picture, const RequestTarget& target) const {
+int Api::knownStation(const picture::Picture& picture, const RequestTarget& target) const {
     const std::optional<int> station = target.number("station", kLowestId, kHighestId);
     if (!station) return 0;
-    if (picture.find(Table::STATIONS, *station) == nullptr) {
+    if (picture.find(records::Table::STATIONS, *station) == nullptr) {
         throw Problem{404, "There is no station " + std::to_string(*station) + ".", "station"};
     }
     return *station;
 }
 
-HttpAnswer Api::changedSince(const HttpRequest& request, const Picture& picture, Table table,
+HttpAnswer Api::changedSince(const HttpRequest& request, const picture::Picture& picture, records::Table table,
                              const std::string& token) const {
     const RevisionTokens::Reading since = _around.tokens.read(token);
     if (!since.wellFormed) throw Problem{400, "Must be a revision as this service gives them.", "since"};
 
-    const Revision last = picture.revisionOf(table);
+    const picture::Revision last = picture.revisionOf(table);
     const bool nothingNew = since.revision && *since.revision >= last && *since.revision <= picture.revision;
-    const auto changes = nothingNew       ? std::optional<Changes>(Changes{})
+    const auto changes = nothingNew       ? std::optional<picture::Changes>(picture::Changes{})
                          : since.revision ? picture.changesSince(*since.revision)
                                           : std::nullopt;
     const std::string current = _around.tokens.of(last);
@@ -254,19 +258,19 @@ HttpAnswer Api::changedSince(const HttpRequest& request, const Picture& picture,
                                      : "This revision is from before the service was started: read the whole table.",
                       "since", current};
     }
-    JsonText items;
-    JsonText removed;
+    base::JsonText items;
+    base::JsonText removed;
     items.beginArray();
     removed.beginArray();
-    for (const Change& change : changes->latest) {
+    for (const picture::Change& change : changes->latest) {
         if (change.table != table) continue;
         change.row != nullptr ? items.raw(change.row->json) : removed.number(change.id);
     }
     items.endArray();
     removed.endArray();
 
-    JsonText json;
-    json.beginObject().key("revision").text(current).key("table").text(nameOf(table)).key("since").text(token);
+    base::JsonText json;
+    json.beginObject().key("revision").text(current).key("table").text(tableName(table)).key("since").text(token);
     json.key("items").raw(items.str()).key("removed").raw(removed.str()).endObject();
     Body body{std::make_shared<const std::string>(json.str()), nullptr, current + "-since-" + token};
     return answerWith(request, body);
@@ -274,11 +278,11 @@ HttpAnswer Api::changedSince(const HttpRequest& request, const Picture& picture,
 
 HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) const {
     target.allow({});
-    const Table wanted = tableOf(target);
+    const records::Table wanted = tableOf(target);
     const int id = wholeNumber(target.segments()[3], "id", kLowestId, kHighestId);
-    const std::shared_ptr<const Picture> picture = _around.published.current();
+    const std::shared_ptr<const picture::Picture> picture = _around.published.current();
     requireReady(*picture);
-    const std::shared_ptr<const Row> row = picture->find(wanted, id);
+    const std::shared_ptr<const picture::Row> row = picture->find(wanted, id);
     if (row == nullptr) throw Problem{404, "There is no " + nounOf(wanted) + " " + std::to_string(id) + ".", "id"};
     Body body{std::make_shared<const std::string>(row->json), nullptr, _around.tokens.of(row->revision)};
     return answerWith(request, body);
@@ -299,12 +303,12 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
     constexpr int kHighestLimit = 200;
     constexpr double kMinute = 60;
     target.allow({"limit"});
-    DepartureQuery query;
+    picture::DepartureQuery query;
     const int id = wholeNumber(target.segments()[3], "id", kLowestId, kHighestId);
     (ofStation ? query.stationId : query.platformId) = id;
     query.limit = static_cast<std::size_t>(target.number("limit", 1, kHighestLimit).value_or(kDefaultLimit));
 
-    const std::shared_ptr<const Picture> picture = _around.published.current();
+    const std::shared_ptr<const picture::Picture> picture = _around.published.current();
     if (!knows(*picture, query)) {
         throw Problem{
             404, std::string("There is no ") + (ofStation ? "station " : "platform ") + std::to_string(id) + ".", "id"};
@@ -316,7 +320,7 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
                             std::to_string(id) + "/" + std::to_string(query.limit);
     const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
     const auto body =
-        _bodies.get(key, validity, "", [&] { return departuresJson(*picture, query, _around.clock, now); });
+        _bodies.get(key, validity, "", [&] { return picture::departuresJson(*picture, query, _around.clock, now); });
     return answerWith(request, *body);
 }
 
@@ -324,7 +328,7 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
 
 HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target) const {
     target.allow({"tables", "station"});
-    const std::shared_ptr<const Picture> picture = _around.published.current();
+    const std::shared_ptr<const picture::Picture> picture = _around.published.current();
     HttpAnswer::Stream stream;
     if (target.parameter("station")) {
         requireReady(*picture);
@@ -333,9 +337,9 @@ HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target)
     if (const std::optional<std::string> tables = target.parameter("tables")) {
         stream.filter.tables.reset();
         for (const std::string& name : splitAt(*tables, ',')) {
-            const std::optional<Table> table = tableNamed(name);
-            if (!table) throw Problem{400, "There is no table " + quoted(name) + ".", "tables"};
-            stream.filter.tables.set(indexOf(*table));
+            const std::optional<records::Table> table = records::tableNamed(name);
+            if (!table) throw Problem{400, "There is no table " + base::quoted(name) + ".", "tables"};
+            stream.filter.tables.set(records::indexOf(*table));
         }
         if (stream.filter.tables.none()) throw Problem{400, "Names no table.", "tables"};
     }
@@ -353,7 +357,7 @@ HttpAnswer Api::status(const HttpRequest& /*request*/, const RequestTarget& targ
     return statusOf(*_around.published.current());
 }
 
-HttpAnswer Api::statusOf(const Picture& picture) const {
+HttpAnswer Api::statusOf(const picture::Picture& picture) const {
     HttpAnswer answer;
     answer.cacheControl = "no-store";
     answer.body = std::make_shared<const std::string>(_around.report.status(picture, _around.wallClock()));
@@ -371,7 +375,7 @@ HttpAnswer Api::alive(const HttpRequest& /*request*/, const RequestTarget& targe
 /// A link that falls later does not take the boards off the air: it shows in the body.
 HttpAnswer Api::ready(const HttpRequest& /*request*/, const RequestTarget& target) const {
     target.allow({});
-    const std::shared_ptr<const Picture> picture = _around.published.current();
+    const std::shared_ptr<const picture::Picture> picture = _around.published.current();
     HttpAnswer answer = statusOf(*picture);
     if (picture->feed.ready) return answer;
     answer.status = 503;
@@ -393,7 +397,7 @@ HttpAnswer Api::metrics(const HttpRequest& request, const RequestTarget& target)
 
 /// The parameters of a page are its own business.
 HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) const {
-    const EmbeddedPage& page = *findPage(target.path());
+    const pages::EmbeddedPage& page = *pages::findPage(target.path());
     const auto body = _bodies.get(target.path(), 0, std::string(page.etag), [&] { return std::string(page.body); });
     HttpAnswer answer = answerWith(request, *body);
     answer.type = page.type;
@@ -413,3 +417,5 @@ HttpAnswer Api::answerWith(const HttpRequest& request, Body& body) const {
     answer.body = answer.gzip ? _bodies.compressed(body) : body.plain;
     return answer;
 }
+
+}  // namespace pis::service

@@ -1,20 +1,22 @@
 // The resources of the service: a request comes in, an answer made of the latest picture goes out. Knows
 // no sockets.
-#ifndef STANDALONE_SERVICE_API_H
-#define STANDALONE_SERVICE_API_H
+#ifndef PIS_SERVICE_API_H
+#define PIS_SERVICE_API_H
 
 #include <functional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "BodyCache.h"
-#include "FeedReport.h"
-#include "HttpMessages.h"
-#include "PublishedPicture.h"
-#include "RequestTarget.h"
-#include "RevisionToken.h"
-#include "ServiceClock.h"
+#include "picture/PublishedPicture.h"
+#include "picture/ServiceClock.h"
+#include "service/BodyCache.h"
+#include "service/FeedReport.h"
+#include "service/HttpMessages.h"
+#include "service/RequestTarget.h"
+#include "service/RevisionToken.h"
+
+namespace pis::service {
 
 struct ApiOptions {
     std::set<std::string> hosts;  ///< Names and addresses, without port, that a `Host` may bear.
@@ -25,12 +27,12 @@ struct ApiOptions {
 class Api {
 public:
     struct Surroundings {
-        const PublishedPicture& published;
-        const ServiceClock& clock;
+        const picture::PublishedPicture& published;
+        const picture::ServiceClock& clock;
         const FeedReport& report;
         const RevisionTokens& tokens;
         std::function<std::string()> metrics;  ///< In the text format of Prometheus.
-        std::function<WallTime()> wallClock;
+        std::function<base::WallTime()> wallClock;
     };
 
     Api(Surroundings surroundings, ApiOptions options);
@@ -62,17 +64,19 @@ private:
     HttpAnswer metrics(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer page(const HttpRequest& request, const RequestTarget& target) const;
 
-    HttpAnswer statusOf(const Picture& picture) const;
-    HttpAnswer changedSince(const HttpRequest& request, const Picture& picture, Table table,
+    HttpAnswer statusOf(const picture::Picture& picture) const;
+    HttpAnswer changedSince(const HttpRequest& request, const picture::Picture& picture, records::Table table,
                             const std::string& token) const;
     HttpAnswer departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) const;
     HttpAnswer answerWith(const HttpRequest& request, Body& body) const;
-    int knownStation(const Picture& picture, const RequestTarget& target) const;
+    int knownStation(const picture::Picture& picture, const RequestTarget& target) const;
 
     Surroundings _around;
     ApiOptions _options;
     mutable BodyCache _bodies;
     std::vector<Route> _routes;
 };
+
+}  // namespace pis::service
 
 #endif

@@ -1,4 +1,4 @@
-#include "BodyCache.h"
+#include "service/BodyCache.h"
 
 #include <zlib.h>
 
@@ -7,7 +7,9 @@
 #include <new>
 #include <stdexcept>
 
-#include "ContentHash.h"
+#include "base/ContentHash.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -66,9 +68,11 @@ std::string gzipped(const std::string& plain) {
 }
 
 std::string contentHash(const std::string& text) {
-    ContentHash hash;
+    base::ContentHash hash;
     hash.add(text);
     std::array<char, 17> digits{};
     std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(hash.value()));
     return digits.data();
 }
+
+}  // namespace pis::service

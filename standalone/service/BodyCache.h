@@ -1,12 +1,14 @@
 // Bodies of answers, kept for whoever asks the same while nothing has changed, plain and compressed.
-#ifndef STANDALONE_SERVICE_BODYCACHE_H
-#define STANDALONE_SERVICE_BODYCACHE_H
+#ifndef PIS_SERVICE_BODYCACHE_H
+#define PIS_SERVICE_BODYCACHE_H
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
+
+namespace pis::service {
 
 /// A body, and its tag between quotes, without what tells the compressed one apart.
 struct Body {
@@ -47,5 +49,7 @@ std::string gzipped(const std::string& plain);
 
 /// FNV-1a of 64 bits, as 16 hexadecimal digits.
 std::string contentHash(const std::string& text);
+
+}  // namespace pis::service
 
 #endif

@@ -1,20 +1,22 @@
-#include "ChangeFilter.h"
+#include "service/ChangeFilter.h"
+
+namespace pis::service {
 
 namespace {
 
 template <typename Record>
-const Record& recordOf(const Row& row) {
-    return static_cast<const RowOf<Record>&>(row).record;
+const Record& recordOf(const picture::Row& row) {
+    return static_cast<const picture::RowOf<Record>&>(row).record;
 }
 
 }  // namespace
 
-StationRows::StationRows(const Picture& picture, int stationId) : _stationId(stationId) {
-    const Ids* platforms = picture.platformsOfStation.find(stationId);
+StationRows::StationRows(const picture::Picture& picture, int stationId) : _stationId(stationId) {
+    const picture::Ids* platforms = picture.platformsOfStation.find(stationId);
     if (platforms == nullptr) return;
     for (const int platform : **platforms) {
         _platforms.insert(platform);
-        const Ids* stops = picture.tripStopsAtPlatform.find(platform);
+        const picture::Ids* stops = picture.tripStopsAtPlatform.find(platform);
         if (stops == nullptr) continue;
         for (const int stop : **stops) {
             _tripStops.insert(stop);
@@ -24,30 +26,34 @@ StationRows::StationRows(const Picture& picture, int stationId) : _stationId(sta
     }
 }
 
-bool StationRows::hold(Table table, const Row& row) const {
+bool StationRows::hold(records::Table table, const picture::Row& row) const {
     switch (table) {
-        case Table::STATIONS: return row.id == _stationId;
-        case Table::PLATFORMS: return _platforms.count(row.id) > 0;
-        case Table::TRIP_STOPS: return _tripStops.count(row.id) > 0;
-        case Table::SERVICE_STOPS: return _tripStops.count(recordOf<ServiceStop>(row).getTripStopId()) > 0;
-        case Table::TRIPS: return _trips.count(row.id) > 0;
-        case Table::SERVICES: return _trips.count(recordOf<Service>(row).getTripId()) > 0;
-        case Table::LINES:
-        case Table::VEHICLES: break;
+        case records::Table::STATIONS: return row.id == _stationId;
+        case records::Table::PLATFORMS: return _platforms.count(row.id) > 0;
+        case records::Table::TRIP_STOPS: return _tripStops.count(row.id) > 0;
+        case records::Table::SERVICE_STOPS: return _tripStops.count(recordOf<ServiceStop>(row).getTripStopId()) > 0;
+        case records::Table::TRIPS: return _trips.count(row.id) > 0;
+        case records::Table::SERVICES: return _trips.count(recordOf<Service>(row).getTripId()) > 0;
+        case records::Table::LINES:
+        case records::Table::VEHICLES: break;
     }
     return false;
 }
 
-std::vector<std::shared_ptr<const Row>> StationRows::of(const Picture& picture, Table table) const {
-    std::vector<std::shared_ptr<const Row>> rows = picture.rowsOf(table);
-    std::vector<std::shared_ptr<const Row>> held;
+std::vector<std::shared_ptr<const picture::Row>> StationRows::of(const picture::Picture& picture,
+                                                                 records::Table table) const {
+    std::vector<std::shared_ptr<const picture::Row>> rows = picture.rowsOf(table);
+    std::vector<std::shared_ptr<const picture::Row>> held;
     for (auto& row : rows) {
         if (hold(table, *row)) held.push_back(std::move(row));
     }
     return held;
 }
 
-std::vector<std::shared_ptr<const Row>> rowsOf(const Picture& picture, Table table, const ChangeFilter& filter) {
+std::vector<std::shared_ptr<const picture::Row>> rowsOf(const picture::Picture& picture, records::Table table,
+                                                        const ChangeFilter& filter) {
     if (filter.stationId == 0) return picture.rowsOf(table);
     return StationRows(picture, filter.stationId).of(picture, table);
 }
+
+}  // namespace pis::service

@@ -1,6 +1,6 @@
 // Which rows of the picture a client wants: some tables, or what belongs to one station.
-#ifndef STANDALONE_SERVICE_CHANGEFILTER_H
-#define STANDALONE_SERVICE_CHANGEFILTER_H
+#ifndef PIS_SERVICE_CHANGEFILTER_H
+#define PIS_SERVICE_CHANGEFILTER_H
 
 #include <bitset>
 #include <memory>
@@ -8,14 +8,16 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Picture.h"
+#include "picture/Picture.h"
+
+namespace pis::service {
 
 /// A choice of rows. The empty one takes everything.
 struct ChangeFilter {
-    std::bitset<kTables> tables = std::bitset<kTables>().set();
+    std::bitset<records::kTables> tables = std::bitset<records::kTables>().set();
     int stationId = 0;  ///< 0 for every station.
 
-    bool takes(Table table) const { return tables.test(indexOf(table)); }
+    bool takes(records::Table table) const { return tables.test(records::indexOf(table)); }
 
     /// The same text for the same choice.
     std::string key() const { return tables.to_string() + "/" + std::to_string(stationId); }
@@ -26,13 +28,13 @@ struct ChangeFilter {
 class StationRows {
 public:
     /// Keeps no reference to the picture.
-    StationRows(const Picture& picture, int stationId);
+    StationRows(const picture::Picture& picture, int stationId);
 
     /// Whether a row that stands in the picture belongs to the station.
-    bool hold(Table table, const Row& row) const;
+    bool hold(records::Table table, const picture::Row& row) const;
 
     /// Every row of a table that does, in the order of the ids.
-    std::vector<std::shared_ptr<const Row>> of(const Picture& picture, Table table) const;
+    std::vector<std::shared_ptr<const picture::Row>> of(const picture::Picture& picture, records::Table table) const;
 
 private:
     int _stationId;
@@ -42,6 +44,9 @@ private:
 };
 
 /// The rows of a table that a filter takes, in the order of the ids.
-std::vector<std::shared_ptr<const Row>> rowsOf(const Picture& picture, Table table, const ChangeFilter& filter);
+std::vector<std::shared_ptr<const picture::Row>> rowsOf(const picture::Picture& picture, records::Table table,
+                                                        const ChangeFilter& filter);
+
+}  // namespace pis::service
 
 #endif

@@ -1,6 +1,8 @@
-#include "ChangeStream.h"
+#include "service/ChangeStream.h"
 
-#include "JsonText.h"
+#include "base/JsonText.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -10,20 +12,20 @@ void appendEvent(std::string& events, std::string_view kind, std::string_view da
     events.append("data: ").append(data).append("\n\n");
 }
 
-std::string removalOf(const Change& change) {
-    JsonText json;
-    json.beginObject().key("table").text(nameOf(change.table)).key("id").number(change.id).endObject();
+std::string removalOf(const picture::Change& change) {
+    base::JsonText json;
+    json.beginObject().key("table").text(tableName(change.table)).key("id").number(change.id).endObject();
     return json.str();
 }
 
-std::string wholeOf(const Picture& picture, const ChangeFilter& filter, const std::string& token) {
+std::string wholeOf(const picture::Picture& picture, const ChangeFilter& filter, const std::string& token) {
     std::optional<StationRows> station;
     if (filter.stationId != 0) station.emplace(picture, filter.stationId);
-    JsonText json;
+    base::JsonText json;
     json.beginObject().key("revision").text(token).key("tables").beginObject();
-    for (const Table table : kEveryTable) {
+    for (const records::Table table : records::kEveryTable) {
         if (!filter.takes(table)) continue;
-        json.key(nameOf(table)).beginArray();
+        json.key(tableName(table)).beginArray();
         for (const auto& row : station ? station->of(picture, table) : picture.rowsOf(table)) json.raw(row->json);
         json.endArray();
     }
@@ -33,8 +35,8 @@ std::string wholeOf(const Picture& picture, const ChangeFilter& filter, const st
 
 }  // namespace
 
-ChangeStream::Piece ChangeStream::piece(const std::shared_ptr<const Picture>& picture, const ChangeFilter& filter,
-                                        std::optional<Revision> knows) {
+ChangeStream::Piece ChangeStream::piece(const std::shared_ptr<const picture::Picture>& picture,
+                                        const ChangeFilter& filter, std::optional<picture::Revision> knows) {
     const Clock::time_point now = _clock();
     if (_of != picture || now - _since >= kFresh || _bytes > kRoom) {
         _pieces.clear();
@@ -50,19 +52,19 @@ ChangeStream::Piece ChangeStream::piece(const std::shared_ptr<const Picture>& pi
     return piece;
 }
 
-ChangeStream::Piece ChangeStream::make(const Picture& picture, const ChangeFilter& filter,
-                                       std::optional<Revision> knows) const {
+ChangeStream::Piece ChangeStream::make(const picture::Picture& picture, const ChangeFilter& filter,
+                                       std::optional<picture::Revision> knows) const {
     const std::string token = _tokens.of(picture.revision);
     std::string events;
     Piece piece;
 
     // Where rows have moved from one station to another, only the whole says what belongs to one now.
     const bool moved = filter.stationId != 0 && knows && *knows < picture.membershipRevision;
-    const std::optional<Changes> changes = knows && !moved ? picture.changesSince(*knows) : std::nullopt;
+    const std::optional<picture::Changes> changes = knows && !moved ? picture.changesSince(*knows) : std::nullopt;
     if (changes) {
         std::optional<StationRows> station;
         if (filter.stationId != 0 && !changes->latest.empty()) station.emplace(picture, filter.stationId);
-        for (const Change& change : changes->latest) {
+        for (const picture::Change& change : changes->latest) {
             if (!filter.takes(change.table)) continue;
             if (change.row == nullptr) {
                 appendEvent(events, "remove", removalOf(change));
@@ -78,3 +80,5 @@ ChangeStream::Piece ChangeStream::make(const Picture& picture, const ChangeFilte
     piece.events = std::make_shared<const std::string>(std::move(events));
     return piece;
 }
+
+}  // namespace pis::service

@@ -1,7 +1,7 @@
 // Makes Server-Sent Events of pictures: the whole picture for a new reader, what changed for one that
 // knows an earlier revision. A piece is made once for all readers that stand alike.
-#ifndef STANDALONE_SERVICE_CHANGESTREAM_H
-#define STANDALONE_SERVICE_CHANGESTREAM_H
+#ifndef PIS_SERVICE_CHANGESTREAM_H
+#define PIS_SERVICE_CHANGESTREAM_H
 
 #include <chrono>
 #include <cstddef>
@@ -11,8 +11,10 @@
 #include <string>
 #include <unordered_map>
 
-#include "ChangeFilter.h"
-#include "RevisionToken.h"
+#include "service/ChangeFilter.h"
+#include "service/RevisionToken.h"
+
+namespace pis::service {
 
 /// Events for readers of changes. A reader is nothing but the revision that it knows, so a slow one
 /// takes no memory and finds the latest state of each record when it catches up.
@@ -28,7 +30,7 @@ public:
     static constexpr std::size_t kRoom = std::size_t{64} << 20;
 
     /// @param tick the data of a `revision` event for a picture, as it is now.
-    ChangeStream(const RevisionTokens& tokens, std::function<std::string(const Picture&)> tick,
+    ChangeStream(const RevisionTokens& tokens, std::function<std::string(const picture::Picture&)> tick,
                  std::function<Clock::time_point()> clock = Clock::now)
         : _tokens(tokens), _tick(std::move(tick)), _clock(std::move(clock)) {}
 
@@ -39,19 +41,22 @@ public:
 
     /// What brings a reader who knows `knows` to this picture: `update` and `remove` events, or where
     /// that cannot be said a `reset`; a `revision` event last. Where nothing is new, that one alone.
-    Piece piece(const std::shared_ptr<const Picture>& picture, const ChangeFilter& filter,
-                std::optional<Revision> knows);
+    Piece piece(const std::shared_ptr<const picture::Picture>& picture, const ChangeFilter& filter,
+                std::optional<picture::Revision> knows);
 
 private:
-    Piece make(const Picture& picture, const ChangeFilter& filter, std::optional<Revision> knows) const;
+    Piece make(const picture::Picture& picture, const ChangeFilter& filter,
+               std::optional<picture::Revision> knows) const;
 
     const RevisionTokens& _tokens;
-    std::function<std::string(const Picture&)> _tick;
+    std::function<std::string(const picture::Picture&)> _tick;
     std::function<Clock::time_point()> _clock;
-    std::shared_ptr<const Picture> _of;  // the picture that the pieces below lead to
-    Clock::time_point _since;            // the oldest of them was made
-    std::size_t _bytes = 0;              // in them
+    std::shared_ptr<const picture::Picture> _of;  // the picture that the pieces below lead to
+    Clock::time_point _since;                     // the oldest of them was made
+    std::size_t _bytes = 0;                       // in them
     std::unordered_map<std::string, Piece> _pieces;
 };
+
+}  // namespace pis::service
 
 #endif

@@ -1,11 +1,13 @@
-#include "FeedReport.h"
+#include "service/FeedReport.h"
 
 #include <array>
 #include <cmath>
 #include <cstdio>
 
-#include "IsoTime.h"
-#include "JsonText.h"
+#include "base/JsonText.h"
+#include "base/WallTime.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -20,47 +22,49 @@ std::string tenths(double seconds) {
 
 }  // namespace
 
-std::optional<double> FeedReport::silence(const FeedStatus& feed, WallTime now) {
+std::optional<double> FeedReport::silence(const feed::FeedStatus& feed, base::WallTime now) {
     if (!feed.lastRecord) return std::nullopt;
     return std::max(0.0, std::chrono::duration<double>(now - *feed.lastRecord).count());
 }
 
-bool FeedReport::isStale(const FeedStatus& feed, WallTime now) const {
+bool FeedReport::isStale(const feed::FeedStatus& feed, base::WallTime now) const {
     const std::optional<double> silent = silence(feed, now);
     return feed.ready && silent && *silent > _staleAfter;
 }
 
-std::string FeedReport::tick(const Picture& picture, WallTime now) const {
-    const FeedStatus& feed = picture.feed;
+std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now) const {
+    const feed::FeedStatus& feed = picture.feed;
     const double serviceTime = _clock.now(feed, now);
-    const bool byFeed = _clock.source(feed) == ClockOptions::FEED;
+    const bool byFeed = _clock.source(feed) == picture::ClockOptions::FEED;
     const std::optional<double> silent = silence(feed, now);
 
-    JsonText json;
+    base::JsonText json;
     json.beginObject().key("revision").text(_tokens.of(picture.revision));
     json.key("ready").flag(feed.ready).key("stale").flag(isStale(feed, now));
     json.key("clock").beginObject();
     json.key("seconds").raw(tenths(serviceTime));
     json.key("text").text(_clock.text(static_cast<std::int64_t>(std::floor(serviceTime))));
     json.key("source").text(byFeed ? "feed" : "wall").endObject();
-    json.key("link").beginObject().key("name").text(feed.linkName).key("state").text(nameOf(feed.link));
-    json.key("since").text(isoTime(feed.linkSince)).key("detail").text(feed.linkDetail).endObject();
+    json.key("link").beginObject().key("name").text(feed.linkName).key("state").text(linkStateName(feed.link));
+    json.key("since").text(base::isoTime(feed.linkSince)).key("detail").text(feed.linkDetail).endObject();
     json.key("server_online").flag(feed.serverOnline).key("automatic_messages").flag(feed.automaticMessages);
     json.key("last_record_at");
-    feed.lastRecord ? json.text(isoTime(*feed.lastRecord)) : json.raw("null");
+    feed.lastRecord ? json.text(base::isoTime(*feed.lastRecord)) : json.raw("null");
     json.key("silent_seconds").raw(silent ? tenths(*silent) : "null");
     json.key("stale_after").raw(tenths(_staleAfter)).endObject();
     return json.str();
 }
 
-std::string FeedReport::status(const Picture& picture, WallTime now) const {
-    JsonText tables;
+std::string FeedReport::status(const picture::Picture& picture, base::WallTime now) const {
+    base::JsonText tables;
     tables.beginObject();
-    for (const Table table : kEveryTable) {
-        tables.key(nameOf(table)).number(static_cast<long long>(picture.size(table)));
+    for (const records::Table table : records::kEveryTable) {
+        tables.key(tableName(table)).number(static_cast<long long>(picture.size(table)));
     }
     tables.endObject();
     std::string text = tick(picture, now);
     text.back() = ',';
     return text + "\"tables\":" + tables.str() + "}";
 }
+
+}  // namespace pis::service

@@ -1,4 +1,4 @@
-#include "HttpConnection.h"
+#include "service/HttpConnection.h"
 
 #include <array>
 #include <boost/asio/buffer.hpp>
@@ -8,6 +8,8 @@
 #include <boost/beast/http/write.hpp>
 #include <cstdio>
 #include <ctime>
+
+namespace pis::service {
 
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
@@ -94,7 +96,7 @@ std::optional<Problem> problemOf(error_code error, const HttpLimits& limits) {
 }
 
 /// Differs where readers are to hear at once how the feed is, though no table changed.
-unsigned summaryOf(const FeedStatus& feed) {
+unsigned summaryOf(const feed::FeedStatus& feed) {
     return static_cast<unsigned>(feed.link) << 3U | (feed.ready ? 4U : 0U) | (feed.serverOnline ? 2U : 0U) |
            (feed.automaticMessages ? 1U : 0U);
 }
@@ -247,7 +249,7 @@ void HttpConnection::listenForEnd() {
 }
 
 /// Makes a chunk of what is new in a picture.
-void HttpConnection::sendPicture(const std::shared_ptr<const Picture>& picture) {
+void HttpConnection::sendPicture(const std::shared_ptr<const picture::Picture>& picture) {
     const auto piece = _server._changes.piece(picture, _stream->filter, _stream->knows);
     _stream->knows = picture->revision;
     _toldOfFeed = summaryOf(picture->feed);
@@ -290,7 +292,7 @@ void HttpConnection::writeChunk() {
     });
 }
 
-void HttpConnection::pictureChanged(const std::shared_ptr<const Picture>& picture) {
+void HttpConnection::pictureChanged(const std::shared_ptr<const picture::Picture>& picture) {
     if (!_stream || _events || _finishing) return;
     if (_stream->knows == picture->revision && _toldOfFeed == summaryOf(picture->feed)) return;
     sendPicture(picture);
@@ -342,3 +344,5 @@ void HttpConnection::close() {
     if (_stream) _server._metrics.streamEnded();
     _server.closed(*this);
 }
+
+}  // namespace pis::service

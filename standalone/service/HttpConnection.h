@@ -1,6 +1,6 @@
 // One connection of a client: requests in, answers out, or a stream of changes. Owned by the server.
-#ifndef STANDALONE_SERVICE_HTTPCONNECTION_H
-#define STANDALONE_SERVICE_HTTPCONNECTION_H
+#ifndef PIS_SERVICE_HTTPCONNECTION_H
+#define PIS_SERVICE_HTTPCONNECTION_H
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -13,9 +13,11 @@
 #include <optional>
 #include <string>
 
-#include "HttpMessages.h"
-#include "HttpServer.h"
-#include "Problem.h"
+#include "service/HttpMessages.h"
+#include "service/HttpServer.h"
+#include "service/Problem.h"
+
+namespace pis::service {
 
 /// [Threading] The server's thread alone. Lives as long as the server knows it and an operation is under
 /// way.
@@ -33,7 +35,7 @@ public:
 
     /// Sends a stream's reader what is new, be it the state of the link alone, unless it is still busy with
     /// what came before.
-    void pictureChanged(const std::shared_ptr<const Picture>& picture);
+    void pictureChanged(const std::shared_ptr<const picture::Picture>& picture);
 
     /// Looks after time limits, comments and ticks; called some times a second.
     void watch(Clock::time_point now);
@@ -63,7 +65,7 @@ private:
     void writeOn();
     void beginStream(const HttpAnswer& answer);
     void listenForEnd();
-    void sendPicture(const std::shared_ptr<const Picture>& picture);
+    void sendPicture(const std::shared_ptr<const picture::Picture>& picture);
     void sendEvents(std::shared_ptr<const std::string> events);
     void writeChunk();
     void expectWithin(std::chrono::seconds time) { _deadline = Clock::now() + time; }
@@ -94,5 +96,7 @@ private:
     Clock::time_point _lastComment;
     Clock::time_point _lastTick;
 };
+
+}  // namespace pis::service
 
 #endif

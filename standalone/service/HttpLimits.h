@@ -1,9 +1,11 @@
 // What the service takes from its clients before it looks after itself.
-#ifndef STANDALONE_SERVICE_HTTPLIMITS_H
-#define STANDALONE_SERVICE_HTTPLIMITS_H
+#ifndef PIS_SERVICE_HTTPLIMITS_H
+#define PIS_SERVICE_HTTPLIMITS_H
 
 #include <chrono>
 #include <cstddef>
+
+namespace pis::service {
 
 /// What a client may ask of the service's patience and memory.
 struct HttpLimits {
@@ -18,5 +20,7 @@ struct HttpLimits {
     std::chrono::seconds tick{5};       ///< Between revision events in a stream where nothing changes.
     int sendBufferBytes = 262144;       ///< Of a stream's socket: what a reader that stands still holds.
 };
+
+}  // namespace pis::service
 
 #endif

@@ -1,6 +1,6 @@
 // A request and its answer between the connection, which knows sockets, and the service, which does not.
-#ifndef STANDALONE_SERVICE_HTTPMESSAGES_H
-#define STANDALONE_SERVICE_HTTPMESSAGES_H
+#ifndef PIS_SERVICE_HTTPMESSAGES_H
+#define PIS_SERVICE_HTTPMESSAGES_H
 
 #include <memory>
 #include <optional>
@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "ChangeFilter.h"
+#include "service/ChangeFilter.h"
+
+namespace pis::service {
 
 /// What the service reads of a request. Header values are as they came; empty where one is missing.
 struct HttpRequest {
@@ -38,9 +40,11 @@ struct HttpAnswer {
     /// knows already.
     struct Stream {
         ChangeFilter filter;
-        std::optional<Revision> knows;
+        std::optional<picture::Revision> knows;
     };
     std::optional<Stream> stream;
 };
+
+}  // namespace pis::service
 
 #endif

@@ -1,12 +1,14 @@
-#include "HttpServer.h"
+#include "service/HttpServer.h"
 
 #include <boost/asio/error.hpp>
 #include <stdexcept>
 #include <vector>
 
-#include "HttpConnection.h"
-#include "Problem.h"
 #include "debug.h"
+#include "service/HttpConnection.h"
+#include "service/Problem.h"
+
+namespace pis::service {
 
 namespace asio = boost::asio;
 using boost::system::error_code;
@@ -20,7 +22,7 @@ constexpr std::chrono::seconds kLastWords{1};
 }  // namespace
 
 HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
-                       const PublishedPicture& published, ServiceMetrics& metrics)
+                       const picture::PublishedPicture& published, ServiceMetrics& metrics)
     : _context(context),
       _limits(limits),
       _api(api),
@@ -108,7 +110,7 @@ void HttpServer::closed(HttpConnection& connection) {
 }
 
 void HttpServer::pictureChanged() {
-    const std::shared_ptr<const Picture> picture = _published.current();
+    const std::shared_ptr<const picture::Picture> picture = _published.current();
     const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
     for (const auto& connection : all) connection->pictureChanged(picture);
 }
@@ -135,3 +137,5 @@ void HttpServer::stop() {
     for (const auto& connection : all) connection->finish();
     if (_connections.empty()) _timer.cancel();
 }
+
+}  // namespace pis::service

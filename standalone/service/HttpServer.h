@@ -1,7 +1,7 @@
 // Listens, answers requests and feeds the readers of changes. Everything runs on the thread that runs the
 // io_context.
-#ifndef STANDALONE_SERVICE_HTTPSERVER_H
-#define STANDALONE_SERVICE_HTTPSERVER_H
+#ifndef PIS_SERVICE_HTTPSERVER_H
+#define PIS_SERVICE_HTTPSERVER_H
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -13,17 +13,19 @@
 #include <string>
 #include <unordered_set>
 
-#include "Api.h"
-#include "ChangeStream.h"
-#include "HttpLimits.h"
-#include "ServiceMetrics.h"
+#include "service/Api.h"
+#include "service/ChangeStream.h"
+#include "service/HttpLimits.h"
+#include "service/ServiceMetrics.h"
+
+namespace pis::service {
 
 class HttpConnection;
 
 class HttpServer {
 public:
     HttpServer(boost::asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
-               const PublishedPicture& published, ServiceMetrics& metrics);
+               const picture::PublishedPicture& published, ServiceMetrics& metrics);
     ~HttpServer();
 
     /// Listens; port 0 takes a free one.
@@ -49,7 +51,7 @@ private:
     const HttpLimits _limits;
     Api& _api;
     ChangeStream& _changes;
-    const PublishedPicture& _published;
+    const picture::PublishedPicture& _published;
     ServiceMetrics& _metrics;
     boost::asio::ip::tcp::acceptor _acceptor;
     boost::asio::steady_timer _timer;
@@ -61,5 +63,7 @@ private:
     bool _stopping = false;
     std::chrono::steady_clock::time_point _giveUp;
 };
+
+}  // namespace pis::service
 
 #endif

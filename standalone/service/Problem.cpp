@@ -1,6 +1,8 @@
-#include "Problem.h"
+#include "service/Problem.h"
 
-#include "JsonText.h"
+#include "base/JsonText.h"
+
+namespace pis::service {
 
 const char* reasonOf(int status) {
     switch (status) {
@@ -22,7 +24,7 @@ const char* reasonOf(int status) {
 }
 
 HttpAnswer answerOf(const Problem& problem) {
-    JsonText json;
+    base::JsonText json;
     json.beginObject().key("type").text("about:blank").key("title").text(reasonOf(problem.status));
     json.key("status").number(problem.status).key("detail").text(problem.detail);
     if (!problem.parameter.empty()) json.key("parameter").text(problem.parameter);
@@ -37,3 +39,5 @@ HttpAnswer answerOf(const Problem& problem) {
     answer.headers = problem.headers;
     return answer;
 }
+
+}  // namespace pis::service

@@ -1,12 +1,14 @@
 // What keeps a request from its answer, as an RFC 9457 problem document.
-#ifndef STANDALONE_SERVICE_PROBLEM_H
-#define STANDALONE_SERVICE_PROBLEM_H
+#ifndef PIS_SERVICE_PROBLEM_H
+#define PIS_SERVICE_PROBLEM_H
 
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "HttpMessages.h"
+#include "service/HttpMessages.h"
+
+namespace pis::service {
 
 /// Thrown by whoever finds the problem, made an answer where requests are answered.
 struct Problem {
@@ -21,5 +23,7 @@ struct Problem {
 const char* reasonOf(int status);
 
 HttpAnswer answerOf(const Problem& problem);
+
+}  // namespace pis::service
 
 #endif

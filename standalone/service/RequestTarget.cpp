@@ -1,4 +1,4 @@
-#include "RequestTarget.h"
+#include "service/RequestTarget.h"
 
 #include <algorithm>
 #include <boost/url/parse.hpp>
@@ -7,8 +7,10 @@
 #include <set>
 #include <system_error>
 
-#include "Output.h"
-#include "Problem.h"
+#include "base/Output.h"
+#include "service/Problem.h"
+
+namespace pis::service {
 
 RequestTarget::RequestTarget(std::string_view target) {
     const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
@@ -25,7 +27,7 @@ void RequestTarget::allow(std::initializer_list<const char*> names) const {
             std::string known;
             for (const char* other : names) known += (known.empty() ? "" : ", ") + std::string(other);
             throw Problem{400,
-                          "There is no parameter " + quoted(name) +
+                          "There is no parameter " + base::quoted(name) +
                               (known.empty() ? " here; this takes none." : " here; there are: " + known + "."),
                           name};
         }
@@ -53,8 +55,10 @@ int wholeNumber(const std::string& text, const char* parameter, int lowest, int 
     if (!whole || number < lowest || number > highest) {
         throw Problem{400,
                       "Must be a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest) +
-                          ", not " + quoted(text) + ".",
+                          ", not " + base::quoted(text) + ".",
                       parameter};
     }
     return number;
 }
+
+}  // namespace pis::service

@@ -1,6 +1,6 @@
 // The target of a request taken apart: path and parameters, percent signs resolved.
-#ifndef STANDALONE_SERVICE_REQUESTTARGET_H
-#define STANDALONE_SERVICE_REQUESTTARGET_H
+#ifndef PIS_SERVICE_REQUESTTARGET_H
+#define PIS_SERVICE_REQUESTTARGET_H
 
 #include <initializer_list>
 #include <optional>
@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+namespace pis::service {
 
 class RequestTarget {
 public:
@@ -36,5 +38,7 @@ private:
 
 /// A whole number of 32 bits, all of the text. @throws Problem that names the parameter.
 int wholeNumber(const std::string& text, const char* parameter, int lowest, int highest);
+
+}  // namespace pis::service
 
 #endif

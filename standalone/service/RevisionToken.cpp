@@ -1,10 +1,12 @@
-#include "RevisionToken.h"
+#include "service/RevisionToken.h"
 
 #include <array>
 #include <charconv>
 #include <system_error>
 
-RevisionTokens::RevisionTokens(WallTime start) {
+namespace pis::service {
+
+RevisionTokens::RevisionTokens(base::WallTime start) {
     const auto sinceEpoch = std::chrono::duration_cast<std::chrono::microseconds>(start.time_since_epoch());
     constexpr int kBase = 36;
     std::array<char, 16> digits{};
@@ -18,9 +20,11 @@ RevisionTokens::Reading RevisionTokens::read(std::string_view token) const {
     const std::string_view start = token.substr(0, hyphen);
     if (start.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz") != std::string_view::npos) return {};
     const std::string_view digits = token.substr(hyphen + 1);
-    Revision revision = 0;
+    picture::Revision revision = 0;
     const auto [end, code] = std::from_chars(digits.data(), digits.data() + digits.size(), revision);
     if (code != std::errc() || end != digits.data() + digits.size()) return {};
     if (start != _start) return {true, std::nullopt};
     return {true, revision};
 }
+
+}  // namespace pis::service

@@ -1,4 +1,4 @@
-#include "Serve.h"
+#include "service/Serve.h"
 
 #include <fmt/format.h>
 #include <sys/resource.h>
@@ -11,15 +11,17 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "Api.h"
-#include "FeedingThread.h"
-#include "HostLog.h"
-#include "HttpServer.h"
-#include "LockWatch.h"
-#include "Output.h"
-#include "ServiceMetrics.h"
-#include "ServiceObserver.h"
+#include "base/Output.h"
 #include "debug.h"
+#include "feeding/FeedingThread.h"
+#include "feeding/ServiceObserver.h"
+#include "platform/HostLog.h"
+#include "platform/LockWatch.h"
+#include "service/Api.h"
+#include "service/HttpServer.h"
+#include "service/ServiceMetrics.h"
+
+namespace pis::service {
 
 namespace asio = boost::asio;
 
@@ -36,7 +38,7 @@ struct ListenAddress {
 ListenAddress listenAddressOf(const std::string& text) {
     const std::size_t colon = text.rfind(':');
     const std::string fault =
-        "--listen: must be ADDRESS:PORT such as 127.0.0.1:8080 or [::1]:8080, not " + quoted(text);
+        "--listen: must be ADDRESS:PORT such as 127.0.0.1:8080 or [::1]:8080, not " + base::quoted(text);
     if (colon == std::string::npos) throw std::runtime_error(fault);
     std::string host = text.substr(0, colon);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
@@ -60,8 +62,8 @@ void provideDescriptors(HttpLimits& limits) {
     if (setrlimit(RLIMIT_NOFILE, &raised) != 0) raised = allowed;
     if (raised.rlim_cur >= wanted) return;
     limits.connections = raised.rlim_cur > 2 * kOthers ? raised.rlim_cur - kOthers : kOthers;
-    complain(fmt::format("this system allows {} open files: the service takes {} connections at most", raised.rlim_cur,
-                         limits.connections));
+    base::complain(fmt::format("this system allows {} open files: the service takes {} connections at most",
+                               raised.rlim_cur, limits.connections));
 }
 
 /// A name or address as a `Host` bears it, without its port, in lower case.
@@ -73,7 +75,7 @@ std::string asInHostHeader(std::string host) {
     boost::system::error_code notAnAddress;
     asio::ip::make_address_v6(host, notAnAddress);
     if (notAnAddress)
-        throw std::runtime_error("--allow-host: must be a name or address without port, not " + quoted(host));
+        throw std::runtime_error("--allow-host: must be a name or address without port, not " + base::quoted(host));
     return "[" + host + "]";
 }
 
@@ -102,7 +104,7 @@ public:
           _api(
               {_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); }, wallTime},
               {hostsOf(options, _address), options.openMetrics}),
-          _changes(_tokens, [this](const Picture& picture) { return _report.tick(picture, wallTime()); }),
+          _changes(_tokens, [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
           _signals(_context, SIGINT, SIGTERM, SIGHUP) {
         HttpLimits limits = options.limits;
         provideDescriptors(limits);
@@ -113,7 +115,7 @@ public:
         const unsigned short port = _server->listen(_address.host, _address.port);
         awaitSignal();
         _published.setListener([this] { announce(); });
-        LockWatch::switchOn();
+        platform::LockWatch::switchOn();
         gPassengerInformationServer.registerObserver(&observer());
         sayWhere(port);
         startFeeding();
@@ -125,11 +127,11 @@ public:
     LiveService& operator=(const LiveService&) = delete;
 
 private:
-    static WallTime wallTime() { return std::chrono::system_clock::now(); }
+    static base::WallTime wallTime() { return std::chrono::system_clock::now(); }
 
     /// The store cannot forget an observer: this one lives as long as the program.
-    static ServiceObserver& observer() {
-        static ServiceObserver theObserver;
+    static feeding::ServiceObserver& observer() {
+        static feeding::ServiceObserver theObserver;
         return theObserver;
     }
 
@@ -148,7 +150,7 @@ private:
 
     void sayWhere(unsigned short port) const {
         const std::string root = fmt::format("http://{}:{}/", _address.inUrl(), port);
-        remark(
+        base::remark(
             fmt::format("listening on {}\n  boards   {}\n  API      {}api/v1/status, described in "
                         "{}api/v1/openapi.json\n  changes  {}api/v1/changes\n  link     {}\n",
                         root, root, root, root, root, _feeding.linkName()));
@@ -178,21 +180,21 @@ private:
     /// A log that cannot be opened again goes on where it was; the service goes on either way.
     static void reopenLog() {
         try {
-            HostLog::reopen();
+            platform::HostLog::reopen();
         } catch (const std::exception& error) {
             handleError(2, "%s: %s", "SIGHUP", error.what());
         }
     }
 
     const ListenAddress _address;
-    const ServiceClock _clock;
+    const picture::ServiceClock _clock;
     const RevisionTokens _tokens;
     const FeedReport _report;
     ServiceMetrics _metrics;
     asio::io_context _context{1};
     std::atomic<bool> _announced{false};
-    PublishedPicture _published;
-    FeedingThread _feeding;
+    picture::PublishedPicture _published;
+    feeding::FeedingThread _feeding;
     Api _api;
     ChangeStream _changes;
     asio::signal_set _signals;
@@ -201,11 +203,13 @@ private:
 
 }  // namespace
 
-ExitStatus serve(const ServeOptions& options) {
+base::ExitStatus serve(const ServeOptions& options) {
     std::signal(SIGPIPE, SIG_IGN);  // whoever reads the log may go; the service stays
-    HostLog::setLevel(options.debugLevel);
-    if (!options.logFile.empty()) HostLog::writeTo(options.logFile);
+    platform::HostLog::setLevel(options.debugLevel);
+    if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);
     LiveService(options).run();
-    HostLog::finish();
-    return DONE;
+    platform::HostLog::finish();
+    return base::DONE;
 }
+
+}  // namespace pis::service

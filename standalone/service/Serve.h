@@ -1,19 +1,21 @@
 // `pis serve`: the store as a live service.
-#ifndef STANDALONE_SERVICE_SERVE_H
-#define STANDALONE_SERVICE_SERVE_H
+#ifndef PIS_SERVICE_SERVE_H
+#define PIS_SERVICE_SERVE_H
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
-#include "ExitStatus.h"
-#include "HttpLimits.h"
-#include "MakeLink.h"
-#include "ServiceClock.h"
+#include "base/ExitStatus.h"
+#include "picture/ServiceClock.h"
+#include "service/HttpLimits.h"
+#include "service/MakeLink.h"
 
 namespace CLI {
 class App;
 }
+
+namespace pis::service {
 
 struct ServeOptions {
     LinkOptions link;
@@ -21,7 +23,7 @@ struct ServeOptions {
     std::vector<std::string> allowedHosts;
     HttpLimits limits;
     bool openMetrics = false;
-    ClockOptions clock;
+    picture::ClockOptions clock;
     double staleAfter = 90;  ///< Seconds.
     std::size_t maxElements = 1000000;
     std::string logFile;
@@ -32,6 +34,8 @@ struct ServeOptions {
 void addServeOptions(CLI::App& command, ServeOptions& options);
 
 /// Runs until SIGINT or SIGTERM. Faults of the options are reported on standard error.
-ExitStatus serve(const ServeOptions& options);
+base::ExitStatus serve(const ServeOptions& options);
+
+}  // namespace pis::service
 
 #endif

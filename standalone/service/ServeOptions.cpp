@@ -4,7 +4,9 @@
 #include <string>
 #include <system_error>
 
-#include "Serve.h"
+#include "service/Serve.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -42,7 +44,7 @@ void addClockOptions(CLI::App& command, ServeOptions& options) {
         .add_option_function<std::string>(
             "--clock",
             [&options](const std::string& word) {
-                options.clock.source = word == "wall" ? ClockOptions::WALL : ClockOptions::FEED;
+                options.clock.source = word == "wall" ? picture::ClockOptions::WALL : picture::ClockOptions::FEED;
             },
             "What now is: the time of the last record, or this machine's clock")
         ->check(CLI::IsMember({"feed", "wall"}).description(""))
@@ -109,8 +111,10 @@ void addLogOptions(CLI::App& command, ServeOptions& options) {
 
 void addServeOptions(CLI::App& command, ServeOptions& options) {
     addLinkOptions(command, options);
-    addSimulationOptions(command, options.link.simulation);
+    simulator::addSimulationOptions(command, options.link.simulation);
     addClockOptions(command, options);
     addHttpOptions(command, options);
     addLogOptions(command, options);
 }
+
+}  // namespace pis::service

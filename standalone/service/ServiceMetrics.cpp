@@ -1,4 +1,4 @@
-#include "ServiceMetrics.h"
+#include "service/ServiceMetrics.h"
 
 #include <prometheus/metric_family.h>
 #include <prometheus/text_serializer.h>
@@ -7,8 +7,10 @@
 #include <memory>
 #include <vector>
 
-#include "EventQueue.h"
-#include "LockWatch.h"
+#include "platform/EventQueue.h"
+#include "platform/LockWatch.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -33,13 +35,13 @@ public:
         addCounter(begin(name, help, MetricType::Counter), {}, value);
     }
 
-    void histogram(const char* name, const char* help, const TimeHistogram::Values& values) {
+    void histogram(const char* name, const char* help, const platform::TimeHistogram::Values& values) {
         constexpr double kPerSecond = 1e6;
         ClientMetric metric;
         metric.histogram.sample_count = values.count;
         metric.histogram.sample_sum = values.seconds;
         for (std::size_t i = 0; i < values.upTo.size(); ++i) {
-            metric.histogram.bucket.push_back({values.upTo[i], TimeHistogram::kBounds[i] / kPerSecond});
+            metric.histogram.bucket.push_back({values.upTo[i], platform::TimeHistogram::kBounds[i] / kPerSecond});
         }
         begin(name, help, MetricType::Histogram).metric.push_back(metric);
     }
@@ -68,14 +70,15 @@ double number(std::uint64_t count) {
     return static_cast<double>(count);
 }
 
-void addFeed(Families& families, const ServiceMetrics::Sources& sources, WallTime now) {
-    const std::shared_ptr<const Picture> picture = sources.published.current();
-    const FeedStatus& feed = picture->feed;
+void addFeed(Families& families, const ServiceMetrics::Sources& sources, base::WallTime now) {
+    const std::shared_ptr<const picture::Picture> picture = sources.published.current();
+    const feed::FeedStatus& feed = picture->feed;
     auto& records = families.begin("records_total", "Lines of the feed by element type and what became of them.",
                                    MetricType::Counter);
-    for (const TypeCounts& type : sources.feeding.counts()) {
-        for (std::size_t i = 0; i < kOutcomes; ++i) {
-            Families::addCounter(records, {{"type", type.name}, {"outcome", nameOf(static_cast<Outcome>(i))}},
+    for (const feed::TypeCounts& type : sources.feeding.counts()) {
+        for (std::size_t i = 0; i < feed::kOutcomes; ++i) {
+            Families::addCounter(records,
+                                 {{"type", type.name}, {"outcome", outcomeName(static_cast<feed::Outcome>(i))}},
                                  number(type.outcomes[i].count));
         }
     }
@@ -86,21 +89,22 @@ void addFeed(Families& families, const ServiceMetrics::Sources& sources, WallTim
                    sources.report.isStale(feed, now) ? 1 : 0);
     families.gauge("ready", "1 once a snapshot or a record has been taken.", feed.ready ? 1 : 0);
     auto& link = families.begin("link_state", "1 for the state that the link is in.", MetricType::Gauge);
-    for (const auto state : {FeedStatus::CONNECTING, FeedStatus::UP, FeedStatus::DOWN, FeedStatus::ENDED}) {
-        Families::addGauge(link, {{"state", nameOf(state)}}, feed.link == state ? 1 : 0);
+    for (const auto state :
+         {feed::FeedStatus::CONNECTING, feed::FeedStatus::UP, feed::FeedStatus::DOWN, feed::FeedStatus::ENDED}) {
+        Families::addGauge(link, {{"state", linkStateName(state)}}, feed.link == state ? 1 : 0);
     }
     families.gauge("signalling_server_online", "1 while the signalling server says that it is online.",
                    feed.serverOnline ? 1 : 0);
 }
 
 void addPicture(Families& families, const ServiceMetrics::Sources& sources) {
-    const std::shared_ptr<const Picture> picture = sources.published.current();
+    const std::shared_ptr<const picture::Picture> picture = sources.published.current();
     auto& rows = families.begin("table_rows", "Rows of the picture's tables.", MetricType::Gauge);
-    for (const Table table : kEveryTable) {
-        Families::addGauge(rows, {{"table", std::string(nameOf(table))}}, number(picture->size(table)));
+    for (const records::Table table : records::kEveryTable) {
+        Families::addGauge(rows, {{"table", std::string(tableName(table))}}, number(picture->size(table)));
     }
     families.gauge("picture_revision", "Revision of the latest picture.", number(picture->revision));
-    const FeedingFigures figures = sources.feeding.figures();
+    const feeding::FeedingFigures figures = sources.feeding.figures();
     families.counter("picture_publications_total", "Pictures published, new revisions or not.",
                      number(figures.publications));
     families.counter("snapshots_total", "Snapshots of the signalling side that were taken whole.",
@@ -109,8 +113,8 @@ void addPicture(Families& families, const ServiceMetrics::Sources& sources) {
 }
 
 void addStore(Families& families, const ServiceMetrics::Sources& sources) {
-    const FeedingFigures figures = sources.feeding.figures();
-    families.histogram("store_lock_hold_seconds", "How long the store's lock was held.", LockWatch::values());
+    const feeding::FeedingFigures figures = sources.feeding.figures();
+    families.histogram("store_lock_hold_seconds", "How long the store's lock was held.", platform::LockWatch::values());
     families.counter("store_entry_seconds_total", "Time in the store's entry points for elements.",
                      figures.secondsInStore);
     families.histogram("observer_seconds", "Time in the service's observer.", sources.observer.times());
@@ -120,7 +124,7 @@ void addStore(Families& families, const ServiceMetrics::Sources& sources) {
     }
     auto& queues = families.begin("queue_items", "What waits in a queue.", MetricType::Gauge);
     Families::addGauge(queues, {{"queue", "inbox"}}, number(figures.inbox));
-    Families::addGauge(queues, {{"queue", "events"}}, number(EventQueue::instance().size()));
+    Families::addGauge(queues, {{"queue", "events"}}, number(platform::EventQueue::instance().size()));
     Families::addGauge(queues, {{"queue", "requests"}}, number(figures.requestsWaiting));
     families.counter("requests_total", "Requests made to the store.", number(figures.requests));
     families.counter("requests_refused_total", "Requests refused because too many waited.",
@@ -129,7 +133,7 @@ void addStore(Families& families, const ServiceMetrics::Sources& sources) {
 
 }  // namespace
 
-std::string ServiceMetrics::text(const Sources& sources, WallTime now) const {
+std::string ServiceMetrics::text(const Sources& sources, base::WallTime now) const {
     Families families;
     addFeed(families, sources, now);
     addPicture(families, sources);
@@ -149,3 +153,5 @@ std::string ServiceMetrics::text(const Sources& sources, WallTime now) const {
     }
     return families.text();
 }
+
+}  // namespace pis::service

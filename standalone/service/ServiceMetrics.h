@@ -1,7 +1,7 @@
 // What the service counts of itself, and everything that there is to measure in the text format of
 // Prometheus.
-#ifndef STANDALONE_SERVICE_SERVICEMETRICS_H
-#define STANDALONE_SERVICE_SERVICEMETRICS_H
+#ifndef PIS_SERVICE_SERVICEMETRICS_H
+#define PIS_SERVICE_SERVICEMETRICS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,10 +9,12 @@
 #include <string>
 #include <utility>
 
-#include "FeedReport.h"
-#include "FeedingThread.h"
-#include "PublishedPicture.h"
-#include "ServiceObserver.h"
+#include "feeding/FeedingThread.h"
+#include "feeding/ServiceObserver.h"
+#include "picture/PublishedPicture.h"
+#include "service/FeedReport.h"
+
+namespace pis::service {
 
 /// Counts of connections, answers and readers. [Threading] The server's thread alone.
 class ServiceMetrics {
@@ -27,13 +29,13 @@ public:
 
     /// Where the figures come from that are not counted here.
     struct Sources {
-        const FeedingThread& feeding;
-        const ServiceObserver& observer;
-        const PublishedPicture& published;
+        const feeding::FeedingThread& feeding;
+        const feeding::ServiceObserver& observer;
+        const picture::PublishedPicture& published;
         const FeedReport& report;
     };
 
-    std::string text(const Sources& sources, WallTime now) const;
+    std::string text(const Sources& sources, base::WallTime now) const;
 
 private:
     std::map<std::pair<std::string, int>, std::uint64_t> _answers;  // by route and status
@@ -43,5 +45,7 @@ private:
     std::uint64_t _stoodStill = 0;
     std::uint64_t _coalesced = 0;
 };
+
+}  // namespace pis::service
 
 #endif

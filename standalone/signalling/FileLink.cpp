@@ -1,17 +1,19 @@
-#include "FileLink.h"
+#include "signalling/FileLink.h"
 
 #include <exception>
 #include <utility>
 
-#include "ByteReader.h"
-#include "HostLog.h"
-#include "Pace.h"
-#include "RecordReader.h"
+#include "feed/ByteReader.h"
+#include "feed/Pace.h"
+#include "feed/RecordReader.h"
+#include "platform/HostLog.h"
+
+namespace pis::signalling {
 
 FileLink::FileLink(std::string path, double speed) : _path(std::move(path)), _speed(speed) {}
 
 void FileLink::run(Inbox& inbox) {
-    LinkChange last{FeedStatus::DOWN, ""};
+    LinkChange last{feed::FeedStatus::DOWN, ""};
     try {
         last = readAll(inbox);
     } catch (const std::exception& error) {
@@ -22,34 +24,37 @@ void FileLink::run(Inbox& inbox) {
 
 /// How the feed ended.
 LinkChange FileLink::readAll(Inbox& inbox) {
-    ByteReader bytes(_path, &_stop);
-    RecordReader records(bytes);
-    Pace pace(_speed, [this] { return _stop.given(); });
-    inbox.put(LinkChange{FeedStatus::UP, ""});
+    feed::ByteReader bytes(_path, &_stop);
+    feed::RecordReader records(bytes);
+    feed::Pace pace(_speed, [this] { return _stop.given(); });
+    inbox.put(LinkChange{feed::FeedStatus::UP, ""});
 
     bool taken = true;
     while (taken) {
-        FeedRecord record;
-        const RecordReader::Next next = records.next(record);
+        feed::FeedRecord record;
+        const feed::RecordReader::Next next = records.next(record);
         if (_stop.given()) break;
         switch (next) {
-            case RecordReader::Next::RECORD:
+            case feed::RecordReader::Next::RECORD:
                 pace.waitFor(record.at);
                 taken = !_stop.given() && inbox.put(std::move(record));
                 break;
-            case RecordReader::Next::MALFORMED:
+            case feed::RecordReader::Next::MALFORMED:
                 taken = inbox.put(
                     MalformedLine{record.type, "line " + std::to_string(records.line()) + ": " + records.fault()});
                 break;
-            case RecordReader::Next::UNREADABLE:
-                return {FeedStatus::DOWN, "line " + std::to_string(records.line()) + ": " + records.fault()};
-            case RecordReader::Next::END: return {FeedStatus::ENDED, "the feed was read to its end"};
+            case feed::RecordReader::Next::UNREADABLE:
+                return {feed::FeedStatus::DOWN, "line " + std::to_string(records.line()) + ": " + records.fault()};
+            case feed::RecordReader::Next::END: return {feed::FeedStatus::ENDED, "the feed was read to its end"};
         }
     }
-    return {FeedStatus::ENDED, "stopped"};
+    return {feed::FeedStatus::ENDED, "stopped"};
 }
 
-bool FileLink::send(const SendOperation& operation) {
-    HostLog::say("operation " + std::to_string(operation.operation) + " is lost: " + name() + " takes no operations");
+bool FileLink::send(const platform::SendOperation& operation) {
+    platform::HostLog::say("operation " + std::to_string(operation.operation) + " is lost: " + name() +
+                           " takes no operations");
     return false;
 }
+
+}  // namespace pis::signalling

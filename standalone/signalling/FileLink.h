@@ -1,11 +1,13 @@
 // A recorded feed as the signalling side: read from a file or from standard input, then ended.
-#ifndef STANDALONE_SIGNALLING_FILELINK_H
-#define STANDALONE_SIGNALLING_FILELINK_H
+#ifndef PIS_SIGNALLING_FILELINK_H
+#define PIS_SIGNALLING_FILELINK_H
 
 #include <string>
 
-#include "SignallingLink.h"
-#include "StopSignal.h"
+#include "base/StopSignal.h"
+#include "signalling/SignallingLink.h"
+
+namespace pis::signalling {
 
 class FileLink : public SignallingLink {
 public:
@@ -17,7 +19,7 @@ public:
     void run(Inbox& inbox) override;
 
     /// Always false: nobody listens behind a file.
-    bool send(const SendOperation& operation) override;
+    bool send(const platform::SendOperation& operation) override;
     void stop() override { _stop.give(); }
     std::string name() const override { return "file:" + _path; }
 
@@ -26,7 +28,9 @@ private:
 
     std::string _path;
     double _speed;
-    StopSignal _stop;
+    base::StopSignal _stop;
 };
+
+}  // namespace pis::signalling
 
 #endif

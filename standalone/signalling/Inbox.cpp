@@ -1,11 +1,13 @@
-#include "Inbox.h"
+#include "signalling/Inbox.h"
 
 #include <utility>
+
+namespace pis::signalling {
 
 namespace {
 
 std::size_t weightOf(const LinkItem& item) {
-    const FeedRecord* record = std::get_if<FeedRecord>(&item);
+    const feed::FeedRecord* record = std::get_if<feed::FeedRecord>(&item);
     return sizeof(LinkItem) + (record == nullptr ? 0 : record->fields.bytes());
 }
 
@@ -66,3 +68,5 @@ std::size_t Inbox::size() const {
     const std::lock_guard<std::mutex> guard(_mutex);
     return _items.size();
 }
+
+}  // namespace pis::signalling

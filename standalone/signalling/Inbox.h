@@ -1,7 +1,7 @@
 // The way from the link's thread to the feeding thread: bounded, so that a link that sends faster than
 // the store takes is slowed down, and nothing is dropped.
-#ifndef STANDALONE_SIGNALLING_INBOX_H
-#define STANDALONE_SIGNALLING_INBOX_H
+#ifndef PIS_SIGNALLING_INBOX_H
+#define PIS_SIGNALLING_INBOX_H
 
 #include <chrono>
 #include <condition_variable>
@@ -12,8 +12,10 @@
 #include <string>
 #include <variant>
 
-#include "FeedRecord.h"
-#include "Picture.h"
+#include "feed/FeedRecord.h"
+#include "feed/FeedStatus.h"
+
+namespace pis::signalling {
 
 /// A line that is no record.
 struct MalformedLine {
@@ -23,11 +25,11 @@ struct MalformedLine {
 
 /// The link came to be up, down or ended.
 struct LinkChange {
-    FeedStatus::Link link;
+    feed::FeedStatus::Link link;
     std::string detail;
 };
 
-using LinkItem = std::variant<FeedRecord, MalformedLine, LinkChange>;
+using LinkItem = std::variant<feed::FeedRecord, MalformedLine, LinkChange>;
 
 /// [Threading] put() belongs to the link's thread, take() to the feeding thread, the rest to any.
 class Inbox {
@@ -67,5 +69,7 @@ private:
     bool _woken = false;
     bool _closed = false;
 };
+
+}  // namespace pis::signalling
 
 #endif

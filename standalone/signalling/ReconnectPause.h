@@ -1,11 +1,13 @@
 // How long to wait before the next attempt to connect: longer each time, and never in step with others.
-#ifndef STANDALONE_SIGNALLING_RECONNECTPAUSE_H
-#define STANDALONE_SIGNALLING_RECONNECTPAUSE_H
+#ifndef PIS_SIGNALLING_RECONNECTPAUSE_H
+#define PIS_SIGNALLING_RECONNECTPAUSE_H
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <random>
+
+namespace pis::signalling {
 
 class ReconnectPause {
 public:
@@ -30,5 +32,7 @@ private:
     Milliseconds _first, _longest, _whole;
     std::mt19937 _random;
 };
+
+}  // namespace pis::signalling
 
 #endif

@@ -1,12 +1,14 @@
 // The one link to the signalling side: where element records come from and operations go to.
-#ifndef STANDALONE_SIGNALLING_SIGNALLINGLINK_H
-#define STANDALONE_SIGNALLING_SIGNALLINGLINK_H
+#ifndef PIS_SIGNALLING_SIGNALLINGLINK_H
+#define PIS_SIGNALLING_SIGNALLINGLINK_H
 
 #include <memory>
 #include <string>
 
-#include "Inbox.h"
-#include "SendQueue.h"
+#include "platform/SendQueue.h"
+#include "signalling/Inbox.h"
+
+namespace pis::signalling {
 
 class SignallingLink {
 public:
@@ -18,7 +20,7 @@ public:
 
     /// Takes an operation to the signalling side; any thread. False, with a line in the log, when the
     /// link cannot take it now: the operation is lost.
-    virtual bool send(const SendOperation& operation) = 0;
+    virtual bool send(const platform::SendOperation& operation) = 0;
 
     /// Makes run() return within 100 ms; any thread, also before run(). Where it waits for room in the inbox,
     /// it returns once that is closed.
@@ -27,5 +29,7 @@ public:
     /// As the operator named it.
     virtual std::string name() const = 0;
 };
+
+}  // namespace pis::signalling
 
 #endif

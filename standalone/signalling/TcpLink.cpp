@@ -1,4 +1,4 @@
-#include "TcpLink.h"
+#include "signalling/TcpLink.h"
 
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -19,10 +19,12 @@
 #include <utility>
 #include <vector>
 
-#include "ByteSource.h"
-#include "HostLog.h"
-#include "ReconnectPause.h"
-#include "RecordReader.h"
+#include "feed/ByteSource.h"
+#include "feed/RecordReader.h"
+#include "platform/HostLog.h"
+#include "signalling/ReconnectPause.h"
+
+namespace pis::signalling {
 
 namespace asio = boost::asio;
 using asio::ip::tcp;
@@ -74,7 +76,7 @@ void keepAlive(tcp::socket& socket) {
 
 /// One link's connection, made again and again. Its event loop runs on the link's thread whenever that one
 /// waits: for a connection, for bytes, for the end of a pause. Operations go out meanwhile.
-class TcpLink::Connection : private ByteSource {
+class TcpLink::Connection : private feed::ByteSource {
 public:
     Connection(const TcpAddress& address, const TcpTiming& timing)
         : _address(address),
@@ -94,13 +96,13 @@ public:
                 lastFault.clear();
             }
             if (_stopped) return;
-            if (fault != lastFault && !inbox.put(LinkChange{FeedStatus::DOWN, fault})) return;
+            if (fault != lastFault && !inbox.put(LinkChange{feed::FeedStatus::DOWN, fault})) return;
             lastFault = fault;
             waitFor(_pause.next());
         }
     }
 
-    bool send(const SendOperation& operation) {
+    bool send(const platform::SendOperation& operation) {
         const std::string what = "operation " + std::to_string(operation.operation) + " is lost: ";
         {
             const std::lock_guard<std::mutex> guard(_mutex);
@@ -110,11 +112,12 @@ public:
                 return true;
             }
             if (_connected) {
-                HostLog::say(what + std::to_string(kMostWaiting) + " operations wait for " + _name + " already");
+                platform::HostLog::say(what + std::to_string(kMostWaiting) + " operations wait for " + _name +
+                                       " already");
                 return false;
             }
         }
-        HostLog::say(what + "there is no connection to " + _name);
+        platform::HostLog::say(what + "there is no connection to " + _name);
         return false;
     }
 
@@ -188,7 +191,7 @@ private:
         std::string why;
         try {
             _failure.clear();
-            if (inbox.put(LinkChange{FeedStatus::UP, ""})) {
+            if (inbox.put(LinkChange{feed::FeedStatus::UP, ""})) {
                 setConnected(true);
                 takeRecords(inbox);
             }
@@ -201,19 +204,19 @@ private:
     }
 
     void takeRecords(Inbox& inbox) {
-        RecordReader records(*this);
+        feed::RecordReader records(*this);
         while (!_stopped) {
-            FeedRecord record;
+            feed::FeedRecord record;
             switch (records.next(record)) {
-                case RecordReader::Next::RECORD:
+                case feed::RecordReader::Next::RECORD:
                     _pause.reset();
                     if (!inbox.put(std::move(record))) return;
                     break;
-                case RecordReader::Next::MALFORMED:
+                case feed::RecordReader::Next::MALFORMED:
                     if (!inbox.put(MalformedLine{record.type, records.fault()})) return;
                     break;
-                case RecordReader::Next::UNREADABLE:
-                case RecordReader::Next::END: return;
+                case feed::RecordReader::Next::UNREADABLE:
+                case feed::RecordReader::Next::END: return;
             }
         }
     }
@@ -234,7 +237,8 @@ private:
             lost = _waiting.size();
             _waiting.clear();
         }
-        if (lost > 0) HostLog::say(std::to_string(lost) + " operations are lost: the connection to " + _name + " fell");
+        if (lost > 0)
+            platform::HostLog::say(std::to_string(lost) + " operations are lost: the connection to " + _name + " fell");
     }
 
     void waitFor(std::chrono::milliseconds pause) {
@@ -322,11 +326,11 @@ void TcpLink::run(Inbox& inbox) {
     try {
         _connection->run(inbox);
     } catch (const std::exception& error) {
-        inbox.put(LinkChange{FeedStatus::DOWN, std::string("the link gave up: ") + error.what()});
+        inbox.put(LinkChange{feed::FeedStatus::DOWN, std::string("the link gave up: ") + error.what()});
     }
 }
 
-bool TcpLink::send(const SendOperation& operation) {
+bool TcpLink::send(const platform::SendOperation& operation) {
     return _connection->send(operation);
 }
 
@@ -337,3 +341,5 @@ void TcpLink::stop() {
 std::string TcpLink::name() const {
     return "tcp://" + _connection->name();
 }
+
+}  // namespace pis::signalling

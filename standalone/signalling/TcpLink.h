@@ -1,14 +1,16 @@
 // A signalling side on a TCP connection: records come in as lines of JSON, operations go out likewise. Connects
 // again whenever the connection falls.
-#ifndef STANDALONE_SIGNALLING_TCPLINK_H
-#define STANDALONE_SIGNALLING_TCPLINK_H
+#ifndef PIS_SIGNALLING_TCPLINK_H
+#define PIS_SIGNALLING_TCPLINK_H
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 
-#include "SignallingLink.h"
+#include "signalling/SignallingLink.h"
+
+namespace pis::signalling {
 
 /// Where to connect, and how patiently.
 struct TcpAddress {
@@ -34,7 +36,7 @@ public:
 
     /// False when there is no connection, or when kMostWaiting operations wait already. Those that wait
     /// when the connection falls are lost; the log says how many.
-    bool send(const SendOperation& operation) override;
+    bool send(const platform::SendOperation& operation) override;
     void stop() override;
     std::string name() const override;
 
@@ -43,5 +45,7 @@ private:
 
     std::unique_ptr<Connection> _connection;
 };
+
+}  // namespace pis::signalling
 
 #endif

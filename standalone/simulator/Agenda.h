@@ -1,11 +1,13 @@
 // What a simulated railway has still to do, in order of time. What is due at the same time keeps its order.
-#ifndef STANDALONE_SIMULATOR_AGENDA_H
-#define STANDALONE_SIMULATOR_AGENDA_H
+#ifndef PIS_SIMULATOR_AGENDA_H
+#define PIS_SIMULATOR_AGENDA_H
 
 #include <functional>
 #include <iterator>
 #include <map>
 #include <utility>
+
+namespace pis::simulator {
 
 class Agenda {
 public:
@@ -52,5 +54,7 @@ private:
     std::multimap<int, Due> _due;
     int _now = 0;
 };
+
+}  // namespace pis::simulator
 
 #endif

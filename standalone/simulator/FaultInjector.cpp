@@ -1,4 +1,4 @@
-#include "FaultInjector.h"
+#include "simulator/FaultInjector.h"
 
 #include <array>
 #include <charconv>
@@ -6,6 +6,8 @@
 #include <limits>
 #include <set>
 #include <stdexcept>
+
+namespace pis::simulator {
 
 namespace {
 
@@ -147,3 +149,5 @@ std::string FaultInjector::garbled(std::string_view line) {
     }
     return damaged;
 }
+
+}  // namespace pis::simulator

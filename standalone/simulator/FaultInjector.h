@@ -1,6 +1,6 @@
 // Spoils a connection on request: lines of records go in, and come out lost, doubled, damaged or late.
-#ifndef STANDALONE_SIMULATOR_FAULTINJECTOR_H
-#define STANDALONE_SIMULATOR_FAULTINJECTOR_H
+#ifndef PIS_SIMULATOR_FAULTINJECTOR_H
+#define PIS_SIMULATOR_FAULTINJECTOR_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +9,8 @@
 #include <random>
 #include <string>
 #include <string_view>
+
+namespace pis::simulator {
 
 /// What goes wrong on a connection.
 struct FaultPlan {
@@ -71,5 +73,7 @@ private:
     std::size_t _heldBytes = 0;
     Counts _counts;
 };
+
+}  // namespace pis::simulator
 
 #endif

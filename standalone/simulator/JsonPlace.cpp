@@ -1,8 +1,10 @@
-#include "JsonPlace.h"
+#include "simulator/JsonPlace.h"
 
 #include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <stdexcept>
+
+namespace pis::simulator {
 
 namespace json = boost::json;
 
@@ -80,3 +82,5 @@ std::string JsonPlace::described() const {
 void JsonPlace::fail(const std::string& what) const {
     throw std::runtime_error(_source + ": " + (_path.empty() ? "the whole" : _path) + ": " + what);
 }
+
+}  // namespace pis::simulator

@@ -1,6 +1,6 @@
 // A value in a JSON document together with the way to it, so that whatever is wrong names its place.
-#ifndef STANDALONE_SIMULATOR_JSONPLACE_H
-#define STANDALONE_SIMULATOR_JSONPLACE_H
+#ifndef PIS_SIMULATOR_JSONPLACE_H
+#define PIS_SIMULATOR_JSONPLACE_H
 
 #include <boost/json/value.hpp>
 
@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+namespace pis::simulator {
 
 /// Every access throws std::runtime_error "FILE: PLACE.IN.JSON: what is wrong and what is expected". Lives no
 /// longer than the document.
@@ -49,5 +51,7 @@ private:
     const std::string& _source;
     std::string _path;
 };
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,7 +1,7 @@
 // A railway as its network file describes it: what stands there, what is to run, what goes wrong.
 // NetworkFile.cpp reads it; the timetable is made from it.
-#ifndef STANDALONE_SIMULATOR_NETWORK_H
-#define STANDALONE_SIMULATOR_NETWORK_H
+#ifndef PIS_SIMULATOR_NETWORK_H
+#define PIS_SIMULATOR_NETWORK_H
 
 #include <cstddef>
 #include <optional>
@@ -10,7 +10,9 @@
 #include <variant>
 #include <vector>
 
-#include "Railway.h"
+#include "simulator/Railway.h"
+
+namespace pis::simulator {
 
 /// A network file's contents, references resolved to positions in the lists. Times are seconds of the
 /// operating day: after midnight they count on past 86,400. Durations are seconds.
@@ -110,5 +112,7 @@ Network parseNetwork(std::string_view text, const std::string& source);
 
 /// Seconds of "HH:MM", hours to 47; nothing when the text is none.
 std::optional<int> clockTimeOf(std::string_view text);
+
+}  // namespace pis::simulator
 
 #endif

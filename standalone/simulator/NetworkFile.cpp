@@ -10,9 +10,11 @@
 #include <system_error>
 #include <utility>
 
-#include "JsonPlace.h"
-#include "Network.h"
-#include "Timetable.h"
+#include "simulator/JsonPlace.h"
+#include "simulator/Network.h"
+#include "simulator/Timetable.h"
+
+namespace pis::simulator {
 
 namespace json = boost::json;
 
@@ -275,3 +277,5 @@ std::optional<int> clockTimeOf(std::string_view text) {
     if (hours > 47 || minutes > 59) return std::nullopt;
     return (hours * 60 + minutes) * 60;
 }
+
+}  // namespace pis::simulator

@@ -1,8 +1,10 @@
-#include "OperationLine.h"
+#include "simulator/OperationLine.h"
 
 #include <boost/json/parse.hpp>
 #include <limits>
 #include <stdexcept>
+
+namespace pis::simulator {
 
 namespace json = boost::json;
 
@@ -23,3 +25,5 @@ OperationLine parseOperationLine(std::string_view line) {
     if (string == nullptr) throw std::invalid_argument("has no \"text\" that is a text");
     return {static_cast<int>(*code), {string->data(), string->size()}};
 }
+
+}  // namespace pis::simulator

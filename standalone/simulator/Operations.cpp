@@ -1,4 +1,4 @@
-#include "Operations.h"
+#include "simulator/Operations.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,10 +6,12 @@
 #include <stdexcept>
 #include <vector>
 
-#include "Output.h"
-#include "RailwayRecords.h"
 #include "SignallingCodes.h"
+#include "base/Output.h"
+#include "simulator/RailwayRecords.h"
 #include "stringUtils.h"
+
+namespace pis::simulator {
 
 using namespace railway;
 using namespace SignallingCodes;
@@ -46,7 +48,7 @@ public:
         int number = 0;
         const auto [end, fault] = std::from_chars(field.data(), field.data() + field.size(), number);
         if (fault != std::errc() || end != field.data() + field.size()) {
-            throw Refusal("field " + std::to_string(position + 1) + " is " + quoted(field) +
+            throw Refusal("field " + std::to_string(position + 1) + " is " + base::quoted(field) +
                           ", not a number of 32 bits");
         }
         return number;
@@ -100,7 +102,7 @@ public:
             case DELETE_SERVICE_STOP: return removeServiceStop(Fields(text, 2));
             case DELETE_SERVICE: return removeService(Fields(text, 1));
             case SET_SERVICE_STATE: return setServiceState(Fields(text, 2));
-            case PLATFORM_INFORMATION: return "platform information noted: " + quoted(text);
+            case PLATFORM_INFORMATION: return "platform information noted: " + base::quoted(text);
             case TRAIN_STATE: return noteTrainState(Fields(text, 2));
             case ACTIVATE_POSITIONING: return activatePositioning(Fields(text, 2));
             case POSITIONING_DATA: return takePositioning(text);
@@ -295,3 +297,5 @@ OperationReport answer(int operation, const std::string& text, const Controls& c
         return {false, front + "refused: " + refusal.what()};
     }
 }
+
+}  // namespace pis::simulator

@@ -1,13 +1,15 @@
 // How a signalling server answers the operations of its clients.
-#ifndef STANDALONE_SIMULATOR_OPERATIONS_H
-#define STANDALONE_SIMULATOR_OPERATIONS_H
+#ifndef PIS_SIMULATOR_OPERATIONS_H
+#define PIS_SIMULATOR_OPERATIONS_H
 
 #include <functional>
 #include <string>
 
-#include "Positioning.h"
-#include "Simulation.h"
-#include "Traffic.h"
+#include "simulator/Positioning.h"
+#include "simulator/Simulation.h"
+#include "simulator/Traffic.h"
+
+namespace pis::simulator {
 
 /// What an operation may act on.
 struct Controls {
@@ -21,5 +23,7 @@ struct Controls {
 /// Answers one operation with the records that it leads to. One that cannot be understood is refused and
 /// changes nothing.
 OperationReport answer(int operation, const std::string& text, const Controls& controls);
+
+}  // namespace pis::simulator
 
 #endif

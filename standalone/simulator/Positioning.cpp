@@ -1,4 +1,4 @@
-#include "Positioning.h"
+#include "simulator/Positioning.h"
 
 #include <zlib.h>
 
@@ -6,6 +6,8 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+
+namespace pis::simulator {
 
 namespace {
 
@@ -144,3 +146,5 @@ PositioningText inflated(const std::string& encoded) {
     if (!result.text.empty() && result.text.back() == '\0') result.text.pop_back();
     return result;
 }
+
+}  // namespace pis::simulator

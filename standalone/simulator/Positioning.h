@@ -1,9 +1,11 @@
 // Positioning updates: numbered pieces of compressed and encoded text come in, the text goes out.
-#ifndef STANDALONE_SIMULATOR_POSITIONING_H
-#define STANDALONE_SIMULATOR_POSITIONING_H
+#ifndef PIS_SIMULATOR_POSITIONING_H
+#define PIS_SIMULATOR_POSITIONING_H
 
 #include <string>
 #include <vector>
+
+namespace pis::simulator {
 
 /// Puts one update after the other together: START, DATA and END.
 class PositioningReassembly {
@@ -37,5 +39,7 @@ struct PositioningText {
 
 /// Decodes base64 and inflates. The wire may cut the stream short at a zero byte: then it is not whole.
 PositioningText inflated(const std::string& encoded);
+
+}  // namespace pis::simulator
 
 #endif

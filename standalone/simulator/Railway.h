@@ -1,11 +1,13 @@
 // What the signalling side of a simulated railway keeps of each element.
-#ifndef STANDALONE_SIMULATOR_RAILWAY_H
-#define STANDALONE_SIMULATOR_RAILWAY_H
+#ifndef PIS_SIMULATOR_RAILWAY_H
+#define PIS_SIMULATOR_RAILWAY_H
 
 #include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
+
+namespace pis::simulator {
 
 namespace railway {
 
@@ -127,5 +129,7 @@ struct Railway {
 };
 
 }  // namespace railway
+
+}  // namespace pis::simulator
 
 #endif

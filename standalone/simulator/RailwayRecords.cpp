@@ -1,7 +1,9 @@
-#include "RailwayRecords.h"
+#include "simulator/RailwayRecords.h"
 
 #include <algorithm>
 #include <initializer_list>
+
+namespace pis::simulator {
 
 using namespace SignallingCodes;
 
@@ -19,16 +21,16 @@ constexpr const char* kServiceStates[] = {"NOT_STARTED",      "RUNNING",    "APP
                                           "IN_STATION",       "BOARDING",   "DEPARTING_STATION",
                                           "DEPARTED_STATION", "TERMINATED", "CANCELLED"};
 
-FeedRecord update(int type, int id, std::initializer_list<std::string> fields) {
-    FeedRecord record;
+feed::FeedRecord update(int type, int id, std::initializer_list<std::string> fields) {
+    feed::FeedRecord record;
     record.type = type;
     record.id = id;
     for (const std::string& field : fields) record.fields.append(field);
     return record;
 }
 
-FeedRecord snapshotMark(FeedRecord::Kind kind) {
-    FeedRecord record;
+feed::FeedRecord snapshotMark(feed::FeedRecord::Kind kind) {
+    feed::FeedRecord record;
     record.kind = kind;
     return record;
 }
@@ -49,29 +51,29 @@ std::string list(const Ids& ids) {
 
 }  // namespace
 
-FeedRecord serverStatusRecord(const std::string& signalBox, bool online) {
+feed::FeedRecord serverStatusRecord(const std::string& signalBox, bool online) {
     return update(SIGNALLING_SERVER_STATUS, 1, {signalBox, "A", online ? "1" : "0"});
 }
 
-FeedRecord autoMessageRecord(bool enabled) {
+feed::FeedRecord autoMessageRecord(bool enabled) {
     return update(AUTO_MESSAGE_STATE, 1, {enabled ? "Y" : "N"});
 }
 
-FeedRecord lineRecord(const Line& line) {
+feed::FeedRecord lineRecord(const Line& line) {
     return update(LINE, line.id, {line.name, line.abbreviation});
 }
 
-FeedRecord stationRecord(const Station& station) {
+feed::FeedRecord stationRecord(const Station& station) {
     return update(STATION, station.id,
                   {station.name, station.abbreviation, station.major ? "Y" : "N", list(station.platforms)});
 }
 
-FeedRecord platformRecord(const Platform& platform) {
+feed::FeedRecord platformRecord(const Platform& platform) {
     return update(PLATFORM, platform.id,
                   {text(platform.station), platform.abbreviation, platform.name, platform.location});
 }
 
-FeedRecord platformStateRecord(const Platform& platform) {
+feed::FeedRecord platformStateRecord(const Platform& platform) {
     const Ids& passers = platform.passers;
     const auto told = static_cast<std::ptrdiff_t>(std::min(passers.size(), kPassersTold));
     return update(
@@ -79,43 +81,43 @@ FeedRecord platformStateRecord(const Platform& platform) {
         {text(platform.state), kPlatformStates[platform.state], list(passers.begin(), passers.begin() + told)});
 }
 
-FeedRecord tripRecord(const Trip& trip) {
+feed::FeedRecord tripRecord(const Trip& trip) {
     return update(TRIP, trip.id,
                   {trip.name, text(trip.line), trip.ascending ? "1" : "0", text(trip.priority), trip.priorityText,
                    list(trip.stops)});
 }
 
-FeedRecord tripStopRecord(const TripStop& stop) {
+feed::FeedRecord tripStopRecord(const TripStop& stop) {
     return update(
         TRIP_STOP, stop.id,
         {text(stop.trip), text(stop.platform), stop.stopping ? "Y" : "N", text(stop.arrival), text(stop.departure)});
 }
 
-FeedRecord serviceRecord(const Service& service) {
+feed::FeedRecord serviceRecord(const Service& service) {
     return update(
         SERVICE, service.id,
         {text(service.trip), text(service.start), text(service.vehicle), list(service.tripStops),
          service.loading ? "1" : "0", text(service.destination), service.lastTrain ? "1" : "0", text(service.line)});
 }
 
-FeedRecord serviceStateRecord(const Service& service) {
+feed::FeedRecord serviceStateRecord(const Service& service) {
     const auto next = service.stops.begin() + static_cast<std::ptrdiff_t>(service.ahead);
     return update(SERVICE_STATE, service.id,
                   {list(next, service.stops.end()), text(service.state), nameOf(service.state)});
 }
 
-FeedRecord serviceStopRecord(const ServiceStop& stop) {
+feed::FeedRecord serviceStopRecord(const ServiceStop& stop) {
     return update(SERVICE_STOP, stop.id,
                   {text(stop.service), text(stop.tripStop), text(stop.start), text(stop.arrivalDelay),
                    text(stop.departureDelay)});
 }
 
-FeedRecord vehicleRecord(const Vehicle& vehicle) {
+feed::FeedRecord vehicleRecord(const Vehicle& vehicle) {
     return update(VEHICLE, vehicle.id,
                   {vehicle.name, vehicle.abbreviation, text(vehicle.cars), list(vehicle.services)});
 }
 
-FeedRecord vehicleStateRecord(const Vehicle& vehicle) {
+feed::FeedRecord vehicleStateRecord(const Vehicle& vehicle) {
     return update(VEHICLE_STATE, vehicle.id,
                   {vehicle.ascending ? "Y" : "N", vehicle.location, text(vehicle.state), kVehicleStates[vehicle.state],
                    text(vehicle.currentService), text(vehicle.openingDoors), kDoorSides[vehicle.openingDoors],
@@ -126,19 +128,19 @@ const char* nameOf(Service::State state) {
     return kServiceStates[state];
 }
 
-FeedRecord deletionRecord(Element type, int id) {
-    FeedRecord record;
-    record.kind = FeedRecord::DELETION;
+feed::FeedRecord deletionRecord(Element type, int id) {
+    feed::FeedRecord record;
+    record.kind = feed::FeedRecord::DELETION;
     record.type = type;
     record.id = id;
     return record;
 }
 
-void snapshot(const Railway& railway, const std::function<void(FeedRecord)>& report) {
+void snapshot(const Railway& railway, const std::function<void(feed::FeedRecord)>& report) {
     const auto reportAll = [&report](const auto& table, auto recordOf) {
         for (const auto& row : table) report(recordOf(row.second));
     };
-    report(snapshotMark(FeedRecord::SNAPSHOT_BEGIN));
+    report(snapshotMark(feed::FeedRecord::SNAPSHOT_BEGIN));
     reportAll(railway.lines, lineRecord);
     reportAll(railway.stations, stationRecord);
     reportAll(railway.platforms, platformRecord);
@@ -150,7 +152,9 @@ void snapshot(const Railway& railway, const std::function<void(FeedRecord)>& rep
     reportAll(railway.vehicles, vehicleStateRecord);
     reportAll(railway.services, serviceStateRecord);
     reportAll(railway.platforms, platformStateRecord);
-    report(snapshotMark(FeedRecord::SNAPSHOT_END));
+    report(snapshotMark(feed::FeedRecord::SNAPSHOT_END));
 }
 
 }  // namespace railway
+
+}  // namespace pis::simulator

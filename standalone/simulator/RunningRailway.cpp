@@ -1,4 +1,4 @@
-#include "RunningRailway.h"
+#include "simulator/RunningRailway.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,9 +6,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "FeedWriter.h"
-#include "Network.h"
-#include "Numbers.h"
+#include "base/Numbers.h"
+#include "feed/FeedWriter.h"
+#include "simulator/Network.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -37,9 +39,9 @@ RunningRailway::Connection::Connection(const FaultPlan& plan, std::uint32_t seed
 std::string RunningRailway::Connection::faultsDone() const {
     if (!_faulty) return "";
     const FaultInjector::Counts& counts = _faults.counts();
-    return "faults on " + counted(counts.lines, "line") + ": " + grouped(counts.dropped) + " dropped, " +
-           grouped(counts.duplicated) + " duplicated, " + grouped(counts.garbled) + " garbled, " +
-           grouped(counts.held) + " held back";
+    return "faults on " + base::counted(counts.lines, "line") + ": " + base::grouped(counts.dropped) + " dropped, " +
+           base::grouped(counts.duplicated) + " duplicated, " + base::grouped(counts.garbled) + " garbled, " +
+           base::grouped(counts.held) + " held back";
 }
 
 RunningRailway::RunningRailway(const SimulationOptions& options, Use use)
@@ -58,7 +60,7 @@ RunningRailway::RunningRailway(const SimulationOptions& options, Use use)
 
 bool RunningRailway::warmUp() {
     const bool left = _simulation->nextAt() <= _start;
-    advance(left ? _simulation->nextAt() : _start, [](const FeedRecord&) {});
+    advance(left ? _simulation->nextAt() : _start, [](const feed::FeedRecord&) {});
     return left;
 }
 
@@ -69,7 +71,7 @@ void RunningRailway::start(Clock::time_point now) {
 RunningRailway::Connection& RunningRailway::connect(FaultInjector::Output output, Clock::time_point now) {
     const std::uint32_t seed = _options.seed + ++_connectionsMade;
     Connection made(_options.faults, seed, now, std::move(output));
-    _simulation->reportWholeState([&](const FeedRecord& record) {
+    _simulation->reportWholeState([&](const feed::FeedRecord& record) {
         made._faults.pass(toJsonLine(record), FaultInjector::Line::WHOLE_STATE, made.age(now), made._output);
     });
     return _connections.emplace_back(std::move(made));
@@ -123,7 +125,7 @@ void RunningRailway::advance(std::int64_t second, const Simulation::Emit& emit) 
 }
 
 Simulation::Emit RunningRailway::toAll(Clock::time_point now) {
-    return [this, now](const FeedRecord& record) {
+    return [this, now](const feed::FeedRecord& record) {
         if (_connections.empty()) return;
         const std::string line = toJsonLine(record);
         const auto kind = _simulation->inWholeState() ? FaultInjector::Line::WHOLE_STATE : FaultInjector::Line::LIVE;
@@ -136,3 +138,5 @@ Simulation::Emit RunningRailway::toAll(Clock::time_point now) {
 void RunningRailway::tellWholeState(Clock::time_point now) {
     _simulation->reportWholeState(toAll(now));
 }
+
+}  // namespace pis::simulator

@@ -1,7 +1,7 @@
 // A simulation in step with the wall clock, and the connections that it feeds. For one thread, which says what
 // time it is: the in-process link and the TCP listener drive it.
-#ifndef STANDALONE_SIMULATOR_RUNNINGRAILWAY_H
-#define STANDALONE_SIMULATOR_RUNNINGRAILWAY_H
+#ifndef PIS_SIMULATOR_RUNNINGRAILWAY_H
+#define PIS_SIMULATOR_RUNNINGRAILWAY_H
 
 #include <chrono>
 #include <cstddef>
@@ -13,9 +13,11 @@
 #include <string>
 #include <string_view>
 
-#include "FaultInjector.h"
-#include "Simulation.h"
-#include "SimulationOptions.h"
+#include "simulator/FaultInjector.h"
+#include "simulator/Simulation.h"
+#include "simulator/SimulationOptions.h"
+
+namespace pis::simulator {
 
 class RunningRailway {
 public:
@@ -99,5 +101,7 @@ private:
     Clock::time_point _startedAt;
     bool _ended = false;
 };
+
+}  // namespace pis::simulator
 
 #endif

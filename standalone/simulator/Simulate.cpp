@@ -1,4 +1,4 @@
-#include "Simulate.h"
+#include "simulator/Simulate.h"
 
 #include <CLI/CLI.hpp>
 #include <atomic>
@@ -8,10 +8,12 @@
 #include <string_view>
 #include <thread>
 
-#include "Interrupt.h"
-#include "Output.h"
-#include "SimulatedPort.h"
-#include "SimulatedSide.h"
+#include "base/Interrupt.h"
+#include "base/Output.h"
+#include "simulator/SimulatedPort.h"
+#include "simulator/SimulatedSide.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -22,11 +24,11 @@ public:
 
     void onConnected() override {}
     void onLine(std::string_view line) override {
-        printLine(line);
+        base::printLine(line);
         if (std::ferror(stdout) != 0) _side.stop();
     }
-    void onDisconnected(const std::string& why) override { complain(why); }
-    void onRemark(const std::string& remark) override { complain(remark); }
+    void onDisconnected(const std::string& why) override { base::complain(why); }
+    void onRemark(const std::string& remark) override { base::complain(remark); }
 
 private:
     SimulatedSide& _side;
@@ -46,7 +48,7 @@ public:
 private:
     void watch(SimulatedSide& side) const {
         constexpr std::chrono::milliseconds kNotice{20};
-        while (!_over && Interrupt::requested() == 0) std::this_thread::sleep_for(kNotice);
+        while (!_over && base::Interrupt::requested() == 0) std::this_thread::sleep_for(kNotice);
         if (!_over) side.stop();
     }
 
@@ -54,24 +56,24 @@ private:
     std::thread _thread;
 };
 
-ExitStatus writeOut(const SimulationOptions& options) {
+base::ExitStatus writeOut(const SimulationOptions& options) {
     SimulatedSide side(options, RunningRailway::Use::RECORDING);
     // Paced lines are read as they come.
     if (options.speed) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    Interrupt::watch();
+    base::Interrupt::watch();
     const InterruptWatch watch(side);
     LinesToOutput output(side);
     side.run(output);
-    const int signal = Interrupt::requested();
-    return signal == 0 ? DONE : static_cast<ExitStatus>(INTERRUPTED + signal);
+    const int signal = base::Interrupt::requested();
+    return signal == 0 ? base::DONE : static_cast<base::ExitStatus>(base::INTERRUPTED + signal);
 }
 
-ExitStatus serve(const SimulateOptions& options) {
-    SimulatedPort port(options.simulation, options.listen, complain);
+base::ExitStatus serve(const SimulateOptions& options) {
+    SimulatedPort port(options.simulation, options.listen, base::complain);
     port.endOnSignals();
-    remark("listening on " + port.address() + "\n");
+    base::remark("listening on " + port.address() + "\n");
     port.run();
-    return DONE;
+    return base::DONE;
 }
 
 }  // namespace
@@ -87,11 +89,13 @@ void addSimulateOptions(CLI::App& command, SimulateOptions& options) {
     addSimulationOptions(command, options.simulation);
 }
 
-ExitStatus simulate(const SimulateOptions& options) {
+base::ExitStatus simulate(const SimulateOptions& options) {
     try {
         return options.listen.empty() ? writeOut(options.simulation) : serve(options);
     } catch (const std::runtime_error& error) {
-        reportFault(error.what());
-        return FAILED;
+        base::reportFault(error.what());
+        return base::FAILED;
     }
 }
+
+}  // namespace pis::simulator

@@ -1,11 +1,13 @@
 // `pis simulate`: a simulated signalling side on standard output or on a TCP port.
-#ifndef STANDALONE_SIMULATOR_SIMULATE_H
-#define STANDALONE_SIMULATOR_SIMULATE_H
+#ifndef PIS_SIMULATOR_SIMULATE_H
+#define PIS_SIMULATOR_SIMULATE_H
 
 #include <string>
 
-#include "ExitStatus.h"
-#include "SimulationOptions.h"
+#include "base/ExitStatus.h"
+#include "simulator/SimulationOptions.h"
+
+namespace pis::simulator {
 
 struct SimulateOptions {
     SimulationOptions simulation;
@@ -17,6 +19,8 @@ struct SimulateOptions {
 void addSimulateOptions(CLI::App& command, SimulateOptions& options);
 
 /// Runs the railway. Faults of the network file and of the output are reported on standard error.
-ExitStatus simulate(const SimulateOptions& options);
+base::ExitStatus simulate(const SimulateOptions& options);
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,4 +1,4 @@
-#include "SimulatedPort.h"
+#include "simulator/SimulatedPort.h"
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
@@ -16,8 +16,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "OperationLine.h"
-#include "RunningRailway.h"
+#include "simulator/OperationLine.h"
+#include "simulator/RunningRailway.h"
+
+namespace pis::simulator {
 
 namespace asio = boost::asio;
 using asio::ip::tcp;
@@ -284,3 +286,5 @@ void SimulatedPort::run() {
 void SimulatedPort::stop() {
     _server->stop();
 }
+
+}  // namespace pis::simulator

@@ -1,13 +1,15 @@
 // A simulated signalling side on a TCP port: every connection sees the same railway.
-#ifndef STANDALONE_SIMULATOR_SIMULATEDPORT_H
-#define STANDALONE_SIMULATOR_SIMULATEDPORT_H
+#ifndef PIS_SIMULATOR_SIMULATEDPORT_H
+#define PIS_SIMULATOR_SIMULATEDPORT_H
 
 #include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "SimulationOptions.h"
+#include "simulator/SimulationOptions.h"
+
+namespace pis::simulator {
 
 /// Serves JSON Lines both ways: on each connection the whole state, then records as they come; operations in,
 /// answered to all. A connection that does not read is dropped once kMostWaiting bytes wait for it.
@@ -43,5 +45,7 @@ private:
 
     std::unique_ptr<Server> _server;
 };
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,4 +1,4 @@
-#include "SimulatedSide.h"
+#include "simulator/SimulatedSide.h"
 
 #include <algorithm>
 #include <chrono>
@@ -6,6 +6,8 @@
 #include <mutex>
 #include <utility>
 #include <vector>
+
+namespace pis::simulator {
 
 namespace {
 
@@ -131,3 +133,5 @@ void SimulatedSide::take(int operation, std::string text) {
 void SimulatedSide::stop() {
     _run->stop();
 }
+
+}  // namespace pis::simulator

@@ -1,13 +1,15 @@
 // A simulated signalling side in step with the wall clock, for one receiver in the same process.
-#ifndef STANDALONE_SIMULATOR_SIMULATEDSIDE_H
-#define STANDALONE_SIMULATOR_SIMULATEDSIDE_H
+#ifndef PIS_SIMULATOR_SIMULATEDSIDE_H
+#define PIS_SIMULATOR_SIMULATEDSIDE_H
 
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "RunningRailway.h"
-#include "SimulationOptions.h"
+#include "simulator/RunningRailway.h"
+#include "simulator/SimulationOptions.h"
+
+namespace pis::simulator {
 
 /// Who receives the lines of a signalling side. Called by the thread in SimulatedSide::run alone.
 class SignallingLines {
@@ -49,5 +51,7 @@ private:
 
     std::unique_ptr<Run> _run;
 };
+
+}  // namespace pis::simulator
 
 #endif

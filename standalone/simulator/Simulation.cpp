@@ -1,12 +1,14 @@
-#include "Simulation.h"
+#include "simulator/Simulation.h"
 
 #include <random>
 #include <utility>
 
-#include "Agenda.h"
-#include "Operations.h"
-#include "RailwayRecords.h"
-#include "Traffic.h"
+#include "simulator/Agenda.h"
+#include "simulator/Operations.h"
+#include "simulator/RailwayRecords.h"
+#include "simulator/Traffic.h"
+
+namespace pis::simulator {
 
 using namespace railway;
 
@@ -48,7 +50,7 @@ public:
         _inWholeState = true;
         send(serverStatusRecord(_network.signalBox, _linked));
         send(autoMessageRecord(_messagesEnabled));
-        snapshot(_traffic->elements(), [this](FeedRecord record) { send(std::move(record)); });
+        snapshot(_traffic->elements(), [this](feed::FeedRecord record) { send(std::move(record)); });
         _inWholeState = false;
     }
 
@@ -76,13 +78,13 @@ private:
         const Emit* _before;
     };
 
-    void send(FeedRecord record) {
+    void send(feed::FeedRecord record) {
         record.at = _agenda.now();
         (*_emit)(record);
     }
 
     /// Nothing gets through while the link is lost: the snapshot on its return makes up for it.
-    void report(FeedRecord record) {
+    void report(feed::FeedRecord record) {
         if (_linked) send(std::move(record));
     }
 
@@ -97,7 +99,7 @@ private:
         }
         _linked = false;  // what the day begins with is told by a whole state
         _traffic = std::make_unique<Traffic>(_network, _agenda, _random,
-                                             [this](FeedRecord record) { report(std::move(record)); });
+                                             [this](feed::FeedRecord record) { report(std::move(record)); });
         _linked = true;
     }
 
@@ -187,3 +189,5 @@ bool Simulation::inWholeState() const {
 OperationReport Simulation::take(int operation, const std::string& text, const Emit& emit) {
     return _side->take(operation, text, emit);
 }
+
+}  // namespace pis::simulator

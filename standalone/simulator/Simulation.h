@@ -1,15 +1,17 @@
 // The signalling side of a simulated railway: time is given, records come out, operations are answered.
 // No clock, no threads, no files; who calls sees to these.
-#ifndef STANDALONE_SIMULATOR_SIMULATION_H
-#define STANDALONE_SIMULATOR_SIMULATION_H
+#ifndef PIS_SIMULATOR_SIMULATION_H
+#define PIS_SIMULATOR_SIMULATION_H
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "FeedRecord.h"
-#include "Network.h"
+#include "feed/FeedRecord.h"
+#include "simulator/Network.h"
+
+namespace pis::simulator {
 
 /// What became of an operation.
 struct OperationReport {
@@ -21,7 +23,7 @@ struct OperationReport {
 /// machine. For one thread. An `emit` that throws ends the simulation: it may only be destroyed then.
 class Simulation {
 public:
-    using Emit = std::function<void(const FeedRecord&)>;
+    using Emit = std::function<void(const feed::FeedRecord&)>;
 
     /// Begins with the operating day. Keeps a copy of the network.
     /// @throws std::runtime_error "FILE: PLACE: why" for a timetable that cannot be run.
@@ -58,5 +60,7 @@ private:
 
     std::unique_ptr<Side> _side;
 };
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,4 +1,4 @@
-#include "SimulationOptions.h"
+#include "simulator/SimulationOptions.h"
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -6,7 +6,9 @@
 #include <limits>
 #include <stdexcept>
 
-#include "Network.h"
+#include "simulator/Network.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -62,3 +64,5 @@ void addSimulationOptions(CLI::App& command, SimulationOptions& options) {
     add("--fault", "FAULTS", "Spoil the connection: drop=P,duplicate=P,garble=P,stall=SECONDS,disconnect=SECONDS",
         [&](const std::string& text) { options.faults = faultsOf(text); });
 }
+
+}  // namespace pis::simulator

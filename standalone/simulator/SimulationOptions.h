@@ -1,16 +1,18 @@
 // How a simulated railway is to be run, and the command-line options that say so.
-#ifndef STANDALONE_SIMULATOR_SIMULATIONOPTIONS_H
-#define STANDALONE_SIMULATOR_SIMULATIONOPTIONS_H
+#ifndef PIS_SIMULATOR_SIMULATIONOPTIONS_H
+#define PIS_SIMULATOR_SIMULATIONOPTIONS_H
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "FaultInjector.h"
+#include "simulator/FaultInjector.h"
 
 namespace CLI {
 class App;
 }
+
+namespace pis::simulator {
 
 struct SimulationOptions {
     std::string networkFile;
@@ -25,5 +27,7 @@ struct SimulationOptions {
 /// Adds --speed, --start, --until, --seed, --snapshots and --fault; `options` must live until the command
 /// line has been parsed. The network file is left to the command.
 void addSimulationOptions(CLI::App& command, SimulationOptions& options);
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,10 +1,12 @@
-#include "Timetable.h"
+#include "simulator/Timetable.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <map>
 #include <stdexcept>
+
+namespace pis::simulator {
 
 using namespace railway;
 
@@ -182,3 +184,5 @@ std::string depotAt(const Network::Station& station) {
 Timetable timetableOf(const Network& network) {
     return Plan(network).make();
 }
+
+}  // namespace pis::simulator

@@ -1,13 +1,15 @@
 // A network's operating day as it is planned: services numbered, vehicles allotted.
-#ifndef STANDALONE_SIMULATOR_TIMETABLE_H
-#define STANDALONE_SIMULATOR_TIMETABLE_H
+#ifndef PIS_SIMULATOR_TIMETABLE_H
+#define PIS_SIMULATOR_TIMETABLE_H
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
-#include "Network.h"
-#include "Railway.h"
+#include "simulator/Network.h"
+#include "simulator/Railway.h"
+
+namespace pis::simulator {
 
 struct PlannedService {
     int id;
@@ -34,5 +36,7 @@ Timetable timetableOf(const Network& network);
 
 /// Where vehicles stand that are not at a platform.
 std::string depotAt(const Network::Station& station);
+
+}  // namespace pis::simulator
 
 #endif

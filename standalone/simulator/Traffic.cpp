@@ -1,9 +1,11 @@
-#include "Traffic.h"
+#include "simulator/Traffic.h"
 
 #include <algorithm>
 #include <cstdlib>
 
-#include "RailwayRecords.h"
+#include "simulator/RailwayRecords.h"
+
+namespace pis::simulator {
 
 using namespace railway;
 using namespace SignallingCodes;
@@ -251,3 +253,5 @@ int Traffic::seconds(int lowest, int highest) {
     const int choices = (highest - lowest) / 5 + 1;
     return lowest + 5 * static_cast<int>(_random() % static_cast<unsigned>(choices));
 }
+
+}  // namespace pis::simulator

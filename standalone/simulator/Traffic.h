@@ -1,7 +1,7 @@
 // The trains of one operating day: they run by the timetable, a little late or early, and each step of a
 // train reports what it changes. The simulation calls; records go out through `report`.
-#ifndef STANDALONE_SIMULATOR_TRAFFIC_H
-#define STANDALONE_SIMULATOR_TRAFFIC_H
+#ifndef PIS_SIMULATOR_TRAFFIC_H
+#define PIS_SIMULATOR_TRAFFIC_H
 
 #include <deque>
 #include <functional>
@@ -11,16 +11,18 @@
 #include <utility>
 #include <vector>
 
-#include "Agenda.h"
-#include "FeedRecord.h"
-#include "Railway.h"
-#include "Timetable.h"
+#include "feed/FeedRecord.h"
+#include "simulator/Agenda.h"
+#include "simulator/Railway.h"
+#include "simulator/Timetable.h"
+
+namespace pis::simulator {
 
 class Traffic {
 public:
     static constexpr int kServiceKept = 20 * 60;  ///< Seconds that a service stays known after its end.
 
-    using Report = std::function<void(FeedRecord)>;
+    using Report = std::function<void(feed::FeedRecord)>;
 
     /// Puts the whole day into the agenda, which begins with it. Services that are to be known from the
     /// beginning are; nothing is reported yet.
@@ -30,7 +32,7 @@ public:
     /// functions below.
     railway::Railway& elements() { return _railway; }
 
-    void report(FeedRecord record) { _report(std::move(record)); }
+    void report(feed::FeedRecord record) { _report(std::move(record)); }
 
     /// A vehicle fails: its next services are cancelled until one starts where it stands then.
     /// @param sparesLastTrains true when nothing is to happen to a last train: the vehicle fails not, then.
@@ -130,5 +132,7 @@ private:
     std::map<std::pair<int, int>, std::deque<int>> _sections;  // between two platforms: services in their order
     int _lastStopId;
 };
+
+}  // namespace pis::simulator
 
 #endif

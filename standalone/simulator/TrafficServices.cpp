@@ -2,8 +2,10 @@
 // Traffic.cpp.
 #include <algorithm>
 
-#include "RailwayRecords.h"
-#include "Traffic.h"
+#include "simulator/RailwayRecords.h"
+#include "simulator/Traffic.h"
+
+namespace pis::simulator {
 
 using namespace railway;
 using namespace SignallingCodes;
@@ -295,3 +297,5 @@ void Traffic::addStop(const Network::StopAdded& added) {
         if (service.trip == trip.id) _report(serviceRecord(service));
     }
 }
+
+}  // namespace pis::simulator

@@ -1,12 +1,14 @@
 // The departures of a small railway: Harbour Central, Customs Quay and Lännavik with a platform each and
 // a trip that calls at all three. What a board would show, what it would leave out, and in which order.
-#include "Departures.h"
+#include "picture/Departures.h"
 
 #include <string>
 #include <vector>
 
-#include "NextCalls.h"
 #include "PictureTest.h"
+#include "picture/NextCalls.h"
+
+namespace pis::picture {
 
 namespace {
 
@@ -476,3 +478,5 @@ TEST(IdsOf, ReadsListStrings) {
 }
 
 }  // namespace
+
+}  // namespace pis::picture

@@ -1,6 +1,6 @@
 // The map against std::map: the same operations give the same contents, and copies taken along the way
 // stay as they were.
-#include "PersistentMap.h"
+#include "picture/PersistentMap.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +12,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+namespace pis::picture {
 
 namespace {
 
@@ -181,3 +183,5 @@ TEST(PersistentMap, AscendingKeysComeAtTheEndAndGoAtTheFront) {
 }
 
 }  // namespace
+
+}  // namespace pis::picture

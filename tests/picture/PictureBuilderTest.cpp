@@ -1,10 +1,12 @@
 // What the builder makes of event items, stop records and deletions: rows, revisions, joins, indexes and
 // the log of changes.
-#include "PictureBuilder.h"
+#include "picture/PictureBuilder.h"
 
 #include <vector>
 
 #include "PictureTest.h"
+
+namespace pis::picture {
 
 namespace {
 
@@ -18,7 +20,7 @@ Names changesSince(const Picture& picture, Revision revision) {
     if (!changes) return {"too long ago"};
     Names names;
     for (const Change& change : changes->latest) {
-        names.push_back(std::string(nameOf(change.table)) + " " + std::to_string(change.id) +
+        names.push_back(std::string(tableName(change.table)) + " " + std::to_string(change.id) +
                         (change.row == nullptr ? " gone" : ""));
     }
     return names;
@@ -39,26 +41,26 @@ TEST_F(BuilderTest, ARowIsTheDumpWithTheTimeOfItsChange) {
     EXPECT_TRUE(builder.hasChanges());
     publish();
     EXPECT_FALSE(builder.hasChanges());
-    EXPECT_EQ(json(Table::LINES, 7),
+    EXPECT_EQ(json(records::Table::LINES, 7),
               R"({"table":"lines","id":7,"name":"North Line","abrv":"N","updated_at":"2026-11-20T13:25:08.123Z"})");
-    EXPECT_EQ(picture->find(Table::LINES, 7)->revision, 1U);
+    EXPECT_EQ(picture->find(records::Table::LINES, 7)->revision, 1U);
     EXPECT_EQ(picture->revision, 1U);
-    EXPECT_EQ(picture->revisionOf(Table::LINES), 1U);
-    EXPECT_EQ(picture->revisionOf(Table::TRIPS), 0U);
+    EXPECT_EQ(picture->revisionOf(records::Table::LINES), 1U);
+    EXPECT_EQ(picture->revisionOf(records::Table::TRIPS), 0U);
 }
 
 TEST_F(BuilderTest, WhatDidNotChangeKeepsItsRevisionAndTime) {
     line(1, "North");
     line(2, "South");
     publish();
-    const std::string south = json(Table::LINES, 2);
+    const std::string south = json(records::Table::LINES, 2);
     wall += std::chrono::seconds(52);
     line(1, "Up North");
     publish();
-    EXPECT_EQ(json(Table::LINES, 2), south);
-    EXPECT_EQ(picture->find(Table::LINES, 2)->revision, 1U);
-    EXPECT_EQ(picture->find(Table::LINES, 1)->revision, 2U);
-    EXPECT_NE(json(Table::LINES, 1).find(R"("updated_at":"2026-11-20T13:26:00.123Z"})"), std::string::npos);
+    EXPECT_EQ(json(records::Table::LINES, 2), south);
+    EXPECT_EQ(picture->find(records::Table::LINES, 2)->revision, 1U);
+    EXPECT_EQ(picture->find(records::Table::LINES, 1)->revision, 2U);
+    EXPECT_NE(json(records::Table::LINES, 1).find(R"("updated_at":"2026-11-20T13:26:00.123Z"})"), std::string::npos);
 }
 
 TEST_F(BuilderTest, ARecordEqualToWhatIsHeldMakesNoRevision) {
@@ -79,11 +81,11 @@ TEST_F(BuilderTest, WithoutChangesTheFeedsStatusGoesOutUnderTheSameRevision) {
     line(1, "North");
     publish();
     builder.feed().linkName = "file:-";
-    builder.feed().link = FeedStatus::ENDED;
+    builder.feed().link = feed::FeedStatus::ENDED;
     publish();
     EXPECT_EQ(picture->revision, 1U);
     EXPECT_EQ(picture->feed.linkName, "file:-");
-    EXPECT_STREQ(nameOf(picture->feed.link), "ended");
+    EXPECT_STREQ(linkStateName(picture->feed.link), "ended");
 }
 
 TEST_F(BuilderTest, SeveralChangesOfARecordAreOne) {
@@ -93,7 +95,7 @@ TEST_F(BuilderTest, SeveralChangesOfARecordAreOne) {
     publish();
     EXPECT_EQ(picture->revision, 1U);
     EXPECT_EQ(changesSince(*picture, 0), Names{"lines 1"});
-    EXPECT_NE(json(Table::LINES, 1).find("East"), std::string::npos);
+    EXPECT_NE(json(records::Table::LINES, 1).find("East"), std::string::npos);
 }
 
 TEST_F(BuilderTest, ARecordThatEndsAsItWasPublishedIsNoChange) {
@@ -118,11 +120,11 @@ TEST_F(BuilderTest, AnEarlierPictureStaysAsItWas) {
     for (int id = 1; id <= 50; ++id) deleteLine(id);
     line(100, "South");
     publish();
-    EXPECT_EQ(before->size(Table::LINES), 100U);
-    EXPECT_EQ(before->rowsOf(Table::LINES).back()->id, 100);
-    EXPECT_NE(before->find(Table::LINES, 100)->json.find("North"), std::string::npos);
-    EXPECT_EQ(picture->size(Table::LINES), 50U);
-    EXPECT_EQ(picture->rowsOf(Table::LINES).front()->id, 51);
+    EXPECT_EQ(before->size(records::Table::LINES), 100U);
+    EXPECT_EQ(before->rowsOf(records::Table::LINES).back()->id, 100);
+    EXPECT_NE(before->find(records::Table::LINES, 100)->json.find("North"), std::string::npos);
+    EXPECT_EQ(picture->size(records::Table::LINES), 50U);
+    EXPECT_EQ(picture->rowsOf(records::Table::LINES).front()->id, 51);
 }
 
 TEST_F(BuilderTest, AServiceThatItsTripCompletesChangesWithoutAnObserver) {
@@ -135,7 +137,7 @@ TEST_F(BuilderTest, AServiceThatItsTripCompletesChangesWithoutAnObserver) {
     update(service);
     publish();
     EXPECT_EQ(picture->revision, 2U);
-    EXPECT_NE(json(Table::SERVICES, 12).find("East - West"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICES, 12).find("East - West"), std::string::npos);
 }
 
 TEST_F(BuilderTest, EveryMemberThatIsShownCounts) {
@@ -174,10 +176,10 @@ TEST_F(BuilderTest, UnusableFieldsAreDefaults) {
     tripStop(31, {"-", "(null)", "yes", "", " -5x"});
     serviceStop(88, {"99999999999", "(null"});
     publish();
-    EXPECT_EQ(json(Table::TRIP_STOPS, 31),
+    EXPECT_EQ(json(records::Table::TRIP_STOPS, 31),
               R"({"table":"trip_stops","id":31,"name":"","abrv":"","trip_id":0,"platform_id":0,"is_stopping":false,)"
               R"("sch_arv_offset":0,"sch_dep_offset":4294967291,"updated_at":"2026-11-20T13:25:08.123Z"})");
-    EXPECT_EQ(json(Table::SERVICE_STOPS, 88),
+    EXPECT_EQ(json(records::Table::SERVICE_STOPS, 88),
               R"({"table":"service_stops","id":88,"service_id":2147483647,"trip_stop_id":0,"service_start_time":0,)"
               R"("arv_delay":0,"dep_delay":0,"trip_id":0,"platform_id":0,"is_stopping":false,"sch_arv_offset":0,)"
               R"("sch_dep_offset":0,"updated_at":"2026-11-20T13:25:08.123Z"})");
@@ -194,13 +196,13 @@ TEST_F(BuilderTest, AServiceStopShowsItsTripStop) {
     tripStop(31, {"3", "9", "Y", "10", "20"});
     serviceStop(88, {"12", "31", "25200", "30", "4294967236"});
     publish();
-    EXPECT_EQ(json(Table::SERVICE_STOPS, 88),
+    EXPECT_EQ(json(records::Table::SERVICE_STOPS, 88),
               R"({"table":"service_stops","id":88,"service_id":12,"trip_stop_id":31,"service_start_time":25200,)"
               R"("arv_delay":30,"dep_delay":2147483647,"trip_id":3,"platform_id":9,"is_stopping":true,)"
               R"("sch_arv_offset":10,"sch_dep_offset":20,"updated_at":"2026-11-20T13:25:08.123Z"})");
     serviceStop(88, {"12", "31", "25200", "30", "-60"});
     publish();
-    EXPECT_NE(json(Table::SERVICE_STOPS, 88).find(R"("dep_delay":4294967236,)"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICE_STOPS, 88).find(R"("dep_delay":4294967236,)"), std::string::npos);
     EXPECT_EQ(picture->serviceStops.find(88)->get()->record.getPlatformId(), 9);
 }
 
@@ -209,22 +211,22 @@ TEST_F(BuilderTest, TheJoinFollowsTheTripStop) {
     serviceStop(89, {"13", "31", "25800"});
     serviceStop(90, {"13", "32", "25800"});
     publish();
-    EXPECT_NE(json(Table::SERVICE_STOPS, 88).find(R"("platform_id":0,)"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICE_STOPS, 88).find(R"("platform_id":0,)"), std::string::npos);
 
     tripStop(31, {"3", "9"});
     publish();
     EXPECT_EQ(changesSince(*picture, 1), (Names{"trip_stops 31", "service_stops 88", "service_stops 89"}));
-    EXPECT_NE(json(Table::SERVICE_STOPS, 88).find(R"("platform_id":9,)"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICE_STOPS, 88).find(R"("platform_id":9,)"), std::string::npos);
 
     tripStop(31, {"3", "10"});
     publish();
     EXPECT_EQ(changesSince(*picture, 2), (Names{"trip_stops 31", "service_stops 88", "service_stops 89"}));
-    EXPECT_NE(json(Table::SERVICE_STOPS, 89).find(R"("platform_id":10,)"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICE_STOPS, 89).find(R"("platform_id":10,)"), std::string::npos);
 
     builder.takeDeletion(TRIP_STOP, 31);
     publish();
     EXPECT_EQ(changesSince(*picture, 3), (Names{"trip_stops 31 gone", "service_stops 88", "service_stops 89"}));
-    EXPECT_NE(json(Table::SERVICE_STOPS, 89).find(R"("platform_id":0,)"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICE_STOPS, 89).find(R"("platform_id":0,)"), std::string::npos);
 }
 
 TEST_F(BuilderTest, AServiceStopMayGoToAnotherTripStop) {
@@ -234,7 +236,7 @@ TEST_F(BuilderTest, AServiceStopMayGoToAnotherTripStop) {
     publish();
     serviceStop(88, {"12", "32"});
     publish();
-    EXPECT_NE(json(Table::SERVICE_STOPS, 88).find(R"("platform_id":10,)"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICE_STOPS, 88).find(R"("platform_id":10,)"), std::string::npos);
     tripStop(31, {"3", "11"});
     publish();
     EXPECT_EQ(changesSince(*picture, 2), Names{"trip_stops 31"}) << "nobody joins it any more";
@@ -269,8 +271,8 @@ protected:
 
 TEST_F(DeletionOfStops, OfOneTripStop) {
     EXPECT_EQ(afterDeletion(TRIP_STOP, 31), Names{"trip_stops 31 gone"});
-    EXPECT_EQ(json(Table::TRIP_STOPS, 31), "");
-    EXPECT_NE(json(Table::TRIP_STOPS, 32), "");
+    EXPECT_EQ(json(records::Table::TRIP_STOPS, 31), "");
+    EXPECT_NE(json(records::Table::TRIP_STOPS, 32), "");
 }
 
 TEST_F(DeletionOfStops, OfOneServiceStop) {
@@ -289,7 +291,7 @@ TEST_F(DeletionOfStops, OfATable) {
 TEST_F(DeletionOfStops, OfEverything) {
     EXPECT_EQ(afterDeletion(ALL_ELEMENTS, 0),
               (Names{"trip_stops 31 gone", "trip_stops 32 gone", "service_stops 31 gone", "service_stops 32 gone"}));
-    EXPECT_EQ(picture->size(Table::LINES), 1U) << "the line goes with its event item";
+    EXPECT_EQ(picture->size(records::Table::LINES), 1U) << "the line goes with its event item";
 }
 
 TEST_F(DeletionOfStops, OfWhatIsNotThere) {
@@ -318,7 +320,7 @@ TEST_F(DeletionOfStops, WhatComesBackIsHeldAgain) {
 TEST_F(DeletionOfStops, LinesGoWithTheirEventItem) {
     deleteLine(31);
     EXPECT_EQ(changesSince(publish(), 1), Names{"lines 31 gone"});
-    EXPECT_EQ(picture->find(Table::LINES, 31), nullptr);
+    EXPECT_EQ(picture->find(records::Table::LINES, 31), nullptr);
 }
 
 // --- Indexes ------------------------------------------------------------------------------------
@@ -372,16 +374,18 @@ TEST_F(BuilderTest, KnowsTheStationOfARecord) {
     tripStop(32, {"3", "10"});
     serviceStop(88, {"12", "31"});
     publish();
-    const auto station = [this](Table table, int id) { return picture->stationOf(table, *picture->find(table, id)); };
-    EXPECT_EQ(station(Table::STATIONS, 6), 6);
-    EXPECT_EQ(station(Table::PLATFORMS, 9), 5);
-    EXPECT_EQ(station(Table::TRIP_STOPS, 31), 5);
-    EXPECT_EQ(station(Table::TRIP_STOPS, 32), 0) << "nobody knows its platform";
-    EXPECT_EQ(station(Table::SERVICE_STOPS, 88), 5);
-    EXPECT_EQ(station(Table::VEHICLES, 1), 0);
-    EXPECT_EQ(station(Table::LINES, 2), 0);
-    EXPECT_EQ(station(Table::TRIPS, 3), 0);
-    EXPECT_EQ(station(Table::SERVICES, 12), 0);
+    const auto station = [this](records::Table table, int id) {
+        return picture->stationOf(table, *picture->find(table, id));
+    };
+    EXPECT_EQ(station(records::Table::STATIONS, 6), 6);
+    EXPECT_EQ(station(records::Table::PLATFORMS, 9), 5);
+    EXPECT_EQ(station(records::Table::TRIP_STOPS, 31), 5);
+    EXPECT_EQ(station(records::Table::TRIP_STOPS, 32), 0) << "nobody knows its platform";
+    EXPECT_EQ(station(records::Table::SERVICE_STOPS, 88), 5);
+    EXPECT_EQ(station(records::Table::VEHICLES, 1), 0);
+    EXPECT_EQ(station(records::Table::LINES, 2), 0);
+    EXPECT_EQ(station(records::Table::TRIPS, 3), 0);
+    EXPECT_EQ(station(records::Table::SERVICES, 12), 0);
 }
 
 TEST_F(BuilderTest, SaysWhenRecordsLastCameToBelongToOtherStations) {
@@ -486,20 +490,23 @@ TEST_F(BuilderTest, ARevisionLargerThanTheLogIsNotKept) {
 
 TEST(PublishedPicture, TellsItsListenerAfterEachPublication) {
     PublishedPicture published;
-    PictureBuilder builder(published, [] { return WallTime(); });
+    PictureBuilder builder(published, [] { return base::WallTime(); });
     std::vector<Revision> seen;
     published.setListener([&] { seen.push_back(published.current()->revision); });
     builder.take({LINE_UPDATED, 1, Line(1)});
     builder.publish();
     builder.publish();
     EXPECT_EQ(seen, (std::vector<Revision>{1, 1}));
-    EXPECT_NE(published.current()->find(Table::LINES, 1)->json.find(R"("updated_at":"1970-01-01T00:00:00.000Z")"),
-              std::string::npos);
+    EXPECT_NE(
+        published.current()->find(records::Table::LINES, 1)->json.find(R"("updated_at":"1970-01-01T00:00:00.000Z")"),
+        std::string::npos);
 }
 
 TEST(Tables, AreFoundByTheirNames) {
-    for (const Table table : kEveryTable) EXPECT_EQ(tableNamed(nameOf(table)), table);
-    EXPECT_EQ(tableNamed("stops"), std::nullopt);
+    for (const records::Table table : records::kEveryTable) EXPECT_EQ(records::tableNamed(tableName(table)), table);
+    EXPECT_EQ(records::tableNamed("stops"), std::nullopt);
 }
 
 }  // namespace
+
+}  // namespace pis::picture

@@ -12,17 +12,19 @@
 #include <utility>
 #include <vector>
 
-#include "EventQueue.h"
-#include "HostFieldList.h"
-#include "HostLog.h"
 #include "PictureTest.h"
 #include "StoreAccess.h"
-#include "TableDump.h"
+#include "feed/HostFieldList.h"
+#include "platform/EventQueue.h"
+#include "platform/HostLog.h"
+#include "records/TableDump.h"
+
+namespace pis::picture {
 
 namespace {
 
 using Lines = std::multiset<std::string>;
-using Shadow = std::map<std::pair<Table, int>, std::string>;
+using Shadow = std::map<std::pair<records::Table, int>, std::string>;
 
 constexpr int kSteps = 2000;
 constexpr int kCodes[] = {2, 3, 4, 5, 6, 7, 7, 7, 8, 8, 9, 9, 9, 10, 11, 12, 12, 13, 98, 99, 0};
@@ -35,7 +37,7 @@ const std::vector<std::optional<std::string>> kTexts = {
 class PictureOfStore : public PictureTest, public ::testing::WithParamInterface<int> {
 protected:
     PictureOfStore() {
-        HostLog::setLevel(-1);
+        platform::HostLog::setLevel(-1);
         renewStore();
     }
     ~PictureOfStore() override { renewStore(); }
@@ -44,10 +46,10 @@ protected:
     static void renewStore() {
         gPassengerInformationServer.~PassengerInformationServer();
         new (&gPassengerInformationServer) PassengerInformationServer();
-        while (EventQueue::instance().take()) continue;
+        while (platform::EventQueue::instance().pop()) continue;
     }
 
-    void deliver(int type, int id, const FieldTexts& fields) {
+    void deliver(int type, int id, const feed::FieldTexts& fields) {
         store.updatePassengerInformation(0, type, id, _list.of(fields));
         takeEvents();
         builder.takeStop(type, id, fields);
@@ -60,13 +62,13 @@ protected:
     }
 
     void takeEvents() {
-        while (const auto item = EventQueue::instance().take()) builder.take(*item);
+        while (const auto item = platform::EventQueue::instance().pop()) builder.take(*item);
     }
 
     /// What the store's tables show, and of the service stops what their trip stops say now.
     Lines linesOfStore() {
         Lines lines;
-        dumpTables(store, [&lines](const std::string& line) { lines.insert(line); });
+        records::dumpTables(store, [&lines](const std::string& line) { lines.insert(line); });
         std::map<int, TripStop> tripStops;
         for (const TripStop& stop : store.getTripStops()) tripStops.emplace(stop.getId(), stop);
         for (ServiceStop stop : serviceStopsOf(store)) {
@@ -77,7 +79,7 @@ protected:
             stop.setIsStopping(joined.isStopping());
             stop.setSchArvOffset(joined.getSchArvOffset());
             stop.setSchDepOffset(joined.getSchDepOffset());
-            lines.insert(dumpLine(stop));
+            lines.insert(records::dumpLine(stop));
         }
         return lines;
     }
@@ -88,7 +90,7 @@ protected:
 
     static Lines linesOf(const Picture& picture) {
         Lines lines;
-        for (const Table table : kEveryTable) {
+        for (const records::Table table : records::kEveryTable) {
             for (const auto& row : picture.rowsOf(table)) lines.insert(withoutTime(row->json));
         }
         return lines;
@@ -96,7 +98,7 @@ protected:
 
     static Shadow shadowOf(const Picture& picture) {
         Shadow shadow;
-        for (const Table table : kEveryTable) {
+        for (const records::Table table : records::kEveryTable) {
             for (const auto& row : picture.rowsOf(table)) shadow[{table, row->id}] = row->json;
         }
         return shadow;
@@ -139,7 +141,7 @@ protected:
     PassengerInformationServer& store = gPassengerInformationServer;
 
 private:
-    HostFieldList _list;
+    feed::HostFieldList _list;
 };
 
 TEST_P(PictureOfStore, ShowsWhatTheStoreShows) {
@@ -156,7 +158,7 @@ TEST_P(PictureOfStore, ShowsWhatTheStoreShows) {
         if (below(12) == 0) {
             remove(kDeleted[below(std::size(kDeleted))], below(40) == 0 ? 0 : id);
         } else {
-            FieldTexts fields;
+            feed::FieldTexts fields;
             for (std::size_t count = below(11); count > 0; --count) {
                 const auto& text = kTexts[below(kTexts.size())];
                 text ? fields.append(*text) : fields.appendMissing();
@@ -199,20 +201,22 @@ TEST_F(PictureOfOneService, ShowsServiceStopsAsTheStoreHoldsThemWhereTheTripStop
     deliver(9, 89, fieldsOf({"12", "32", "25200"}));
     publish();
     for (const ServiceStop& stop : serviceStopsOf(store)) {
-        EXPECT_EQ(withoutTime(json(Table::SERVICE_STOPS, stop.getId())), dumpLine(stop));
+        EXPECT_EQ(withoutTime(json(records::Table::SERVICE_STOPS, stop.getId())), records::dumpLine(stop));
     }
-    EXPECT_EQ(picture->size(Table::SERVICE_STOPS), serviceStopsOf(store).size());
+    EXPECT_EQ(picture->size(records::Table::SERVICE_STOPS), serviceStopsOf(store).size());
 }
 
 TEST_F(PictureOfOneService, ShowsAServiceCompletedFromItsTrip) {
     deliver(8, 12, fieldsOf({"3", "25200"}));
     publish();
-    EXPECT_NE(json(Table::SERVICES, 12).find("Unknown Service"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICES, 12).find("Unknown Service"), std::string::npos);
     deliver(6, 3, fieldsOf({"East - West", "1"}));
     deliver(8, 12, fieldsOf({"3", "25200"}));
     publish();
-    EXPECT_NE(json(Table::SERVICES, 12).find("East - West"), std::string::npos);
+    EXPECT_NE(json(records::Table::SERVICES, 12).find("East - West"), std::string::npos);
     EXPECT_EQ(linesOf(*picture), linesOfStore());
 }
 
 }  // namespace
+
+}  // namespace pis::picture

@@ -5,8 +5,10 @@
 #include <thread>
 #include <vector>
 
-#include "Departures.h"
 #include "PictureTest.h"
+#include "picture/Departures.h"
+
+namespace pis::picture {
 
 namespace {
 
@@ -41,7 +43,8 @@ protected:
             torn += stop->getServiceStartTime() != otherStop->getServiceStartTime();
             torn += stop->getPlatformId() != otherStop->getPlatformId();
         }
-        for (const Table table : kEveryTable) torn += picture.rowsOf(table).size() != picture.size(table);
+        for (const records::Table table : records::kEveryTable)
+            torn += picture.rowsOf(table).size() != picture.size(table);
         return torn;
     }
 };
@@ -81,3 +84,5 @@ TEST_F(PictureReaders, SeeWholePicturesThatStayAsTheyAre) {
 }
 
 }  // namespace
+
+}  // namespace pis::picture

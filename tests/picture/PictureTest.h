@@ -9,8 +9,10 @@
 #include <memory>
 #include <string>
 
-#include "PictureBuilder.h"
 #include "SignallingCodes.h"
+#include "picture/PictureBuilder.h"
+
+namespace pis::picture {
 
 class PictureTest : public ::testing::Test {
 protected:
@@ -46,13 +48,13 @@ protected:
     }
 
     /// The JSON of a record, or "" where there is none.
-    std::string json(Table table, int id) const {
+    std::string json(records::Table table, int id) const {
         const auto row = picture->find(table, id);
         return row != nullptr ? row->json : "";
     }
 
-    static FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
-        FieldTexts fields;
+    static feed::FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
+        feed::FieldTexts fields;
         for (const std::string text : texts) {
             if (text == "-") {
                 fields.appendMissing();
@@ -63,7 +65,7 @@ protected:
         return fields;
     }
 
-    WallTime wall{std::chrono::milliseconds(1795181108123)};  // 2026-11-20T13:25:08.123Z
+    base::WallTime wall{std::chrono::milliseconds(1795181108123)};  // 2026-11-20T13:25:08.123Z
     PublishedPicture published;
     PictureBuilder builder{published, [this] { return wall; }, 8};
     std::shared_ptr<const Picture> picture;
@@ -74,5 +76,7 @@ private:
         builder.take({code, record.getId(), record});
     }
 };
+
+}  // namespace pis::picture
 
 #endif

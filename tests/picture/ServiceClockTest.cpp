@@ -1,6 +1,6 @@
 // What time it is for the services: by the feed or by the wall, from every epoch, in time zones with
 // their clock changes; and how a service time is said.
-#include "ServiceClock.h"
+#include "picture/ServiceClock.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,12 @@
 #include <stdexcept>
 #include <string>
 
+namespace pis::picture {
+
 namespace {
 
-WallTime at(std::int64_t seconds, int milliseconds = 0) {
-    return WallTime(std::chrono::seconds(seconds) + std::chrono::milliseconds(milliseconds));
+base::WallTime at(std::int64_t seconds, int milliseconds = 0) {
+    return base::WallTime(std::chrono::seconds(seconds) + std::chrono::milliseconds(milliseconds));
 }
 
 ServiceClock wallClock(const std::string& epoch, const std::string& timezone, const std::string& dayStart = "03:00") {
@@ -33,7 +35,7 @@ constexpr std::int64_t kNoonInOslo = 1795172400;  // 2026-11-20T12:00:00+01:00
 
 TEST(ServiceClock, GoesByTheFeedOnceThatSaysATime) {
     const ServiceClock clock({ClockOptions::FEED, "day", "Europe/Oslo", "03:00"});
-    FeedStatus feed;
+    feed::FeedStatus feed;
     EXPECT_EQ(clock.source(feed), ClockOptions::WALL);
     EXPECT_DOUBLE_EQ(clock.now(feed, at(kNoonInOslo)), 43200.0);
     feed.at = 90000.5;
@@ -44,7 +46,7 @@ TEST(ServiceClock, GoesByTheFeedOnceThatSaysATime) {
 
 TEST(ServiceClock, GoesByTheWallWhereAskedTo) {
     const ServiceClock clock = wallClock("day", "Europe/Oslo");
-    FeedStatus feed;
+    feed::FeedStatus feed;
     feed.at = 5.0;
     EXPECT_EQ(clock.source(feed), ClockOptions::WALL);
     EXPECT_NEAR(clock.now(feed, at(kNoonInOslo, 250)), 43200.25, 1e-6);
@@ -53,7 +55,7 @@ TEST(ServiceClock, GoesByTheWallWhereAskedTo) {
 TEST(ServiceClock, TheOperatingDayGoesOnAfterMidnight) {
     const ServiceClock clock = wallClock("day", "Europe/Oslo");
     const std::int64_t midnight = kNoonInOslo + 12 * 3600;
-    const FeedStatus feed;
+    const feed::FeedStatus feed;
     EXPECT_DOUBLE_EQ(clock.now(feed, at(midnight - 1)), 86399.0);
     EXPECT_DOUBLE_EQ(clock.now(feed, at(midnight)), 86400.0);
     EXPECT_DOUBLE_EQ(clock.now(feed, at(midnight + 3 * 3600 - 1)), 97199.0);
@@ -63,7 +65,7 @@ TEST(ServiceClock, TheOperatingDayGoesOnAfterMidnight) {
 }
 
 TEST(ServiceClock, NoonIsNoonOnTheDaysOnWhichTheClocksChange) {
-    const FeedStatus feed;
+    const feed::FeedStatus feed;
     const ServiceClock oslo = wallClock("day", "Europe/Oslo");
     EXPECT_DOUBLE_EQ(oslo.now(feed, at(1774778400)), 43200.0) << "2026-03-29T12:00:00+02:00";
     EXPECT_DOUBLE_EQ(oslo.now(feed, at(1774745999)), 7199.0 + 86400.0) << "2026-03-29T01:59:59+01:00";
@@ -75,7 +77,7 @@ TEST(ServiceClock, NoonIsNoonOnTheDaysOnWhichTheClocksChange) {
 }
 
 TEST(ServiceClock, CountsFromAnyEpoch) {
-    const FeedStatus feed;
+    const feed::FeedStatus feed;
     const auto now = [&feed](const ServiceClock& clock) { return clock.now(feed, at(1526270400)); };  // 04:00:00Z
     EXPECT_DOUBLE_EQ(now(wallClock("unix", "Europe/Oslo")), 1526270400.0);
     EXPECT_DOUBLE_EQ(now(wallClock("2018-05-14", "Europe/Oslo")), 6 * 3600.0);
@@ -139,3 +141,5 @@ TEST(ServiceClock, SaysWhichOptionIsFaultyAndWhatItTakes) {
 }
 
 }  // namespace
+
+}  // namespace pis::picture

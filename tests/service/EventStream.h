@@ -7,6 +7,8 @@
 #include "HttpClient.h"
 #include "JsonValues.h"
 
+namespace pis::service {
+
 struct Event {
     std::string kind;  ///< "reset", "update", "remove" or "revision"; "comment"; "end" of the stream; "cut" off.
     std::string id;
@@ -126,5 +128,7 @@ private:
     Rows _rows;
     int _resets = 0;
 };
+
+}  // namespace pis::service
 
 #endif

@@ -5,6 +5,8 @@
 
 #include "ServiceTest.h"
 
+namespace pis::service {
+
 namespace {
 
 /// A number as the host reads a field of 32 bits.
@@ -178,3 +180,5 @@ TEST_F(FaultRun, AConnectionThatIsCutIsMadeAgain) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

@@ -5,6 +5,8 @@
 #include <initializer_list>
 #include <string>
 
+namespace pis::service {
+
 namespace feed {
 
 inline std::string update(int type, long id, std::initializer_list<std::string> fields, double at = -1) {
@@ -62,5 +64,7 @@ inline std::string railway() {
 }
 
 }  // namespace feed
+
+}  // namespace pis::service
 
 #endif

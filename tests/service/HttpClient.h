@@ -20,6 +20,8 @@
 
 #include "Patience.h"
 
+namespace pis::service {
+
 /// One answer. Names of headers are in lower case.
 struct Answer {
     int status = 0;
@@ -226,5 +228,7 @@ inline std::string gunzipped(const std::string& packed) {
     if (result != Z_STREAM_END) throw std::runtime_error("not gzip");
     return plain;
 }
+
+}  // namespace pis::service
 
 #endif

@@ -1,6 +1,8 @@
 // How the service speaks HTTP: tags, compression, methods, parameters, who may ask.
 #include "ServiceTest.h"
 
+namespace pis::service {
+
 namespace {
 
 using Http = ServiceTest;
@@ -236,3 +238,5 @@ TEST_F(Http, AStreamForAnOlderClientIsNotInChunks) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <string>
 
+namespace pis::service {
+
 /// A value by its JSON pointer ("/link/state"): the text of a string, the JSON of anything else, "none" where
 /// there is none and "not JSON" where the text is none.
 inline std::string valueAt(const std::string& json, const std::string& pointer) {
@@ -82,5 +84,7 @@ inline std::string differenceOf(const Rows& wanted, const Rows& found) {
     }
     return difference.substr(0, 4000);
 }
+
+}  // namespace pis::service
 
 #endif

@@ -4,6 +4,8 @@
 
 #include "ServiceTest.h"
 
+namespace pis::service {
+
 namespace {
 
 class Life : public ServiceTest {
@@ -207,8 +209,8 @@ TEST_F(Life, TheLogMayLoseItsReader) {
     const std::size_t begin = before.size();
     const auto port = static_cast<unsigned short>(std::stoul(said.substr(begin, 5)));
     patience::await("the link's fall, which it logs",
-                    [port] { return valueAt(::get(port, "/api/v1/status").body, "/link/state") == "down"; });
-    EXPECT_EQ(200, ::get(port, "/healthz").status);
+                    [port] { return valueAt(service::get(port, "/api/v1/status").body, "/link/state") == "down"; });
+    EXPECT_EQ(200, service::get(port, "/healthz").status);
     kill(pid, SIGTERM);
     int status = 0;
     EXPECT_EQ(pid, waitpid(pid, &status, 0));
@@ -243,3 +245,5 @@ TEST_F(Life, AFallenLinkLeavesTheBoardsOnTheAir) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

@@ -1,13 +1,15 @@
 // The parts of the service that need no socket: targets, revisions, bodies that are kept, changes of pictures.
 #include <gtest/gtest.h>
 
-#include "Api.h"
-#include "BodyCache.h"
-#include "ChangeStream.h"
 #include "PictureTest.h"
-#include "Problem.h"
-#include "RequestTarget.h"
-#include "RevisionToken.h"
+#include "service/Api.h"
+#include "service/BodyCache.h"
+#include "service/ChangeStream.h"
+#include "service/Problem.h"
+#include "service/RequestTarget.h"
+#include "service/RevisionToken.h"
+
+namespace pis::service {
 
 namespace {
 
@@ -55,7 +57,7 @@ TEST(RequestTarget, NumbersAreWholeAndInRange) {
 // --- Revisions ---
 
 TEST(RevisionTokens, ReadWhatTheyGive) {
-    const RevisionTokens tokens(WallTime(std::chrono::seconds(1700000000)));
+    const RevisionTokens tokens(base::WallTime(std::chrono::seconds(1700000000)));
     const auto read = tokens.read(tokens.of(42));
     EXPECT_TRUE(read.wellFormed);
     EXPECT_EQ(42U, read.revision.value_or(0));
@@ -63,15 +65,15 @@ TEST(RevisionTokens, ReadWhatTheyGive) {
 }
 
 TEST(RevisionTokens, KnowThoseOfAnotherRun) {
-    const RevisionTokens earlier(WallTime(std::chrono::microseconds(1700000000000000)));
-    const RevisionTokens later(WallTime(std::chrono::microseconds(1700000000000001)));
+    const RevisionTokens earlier(base::WallTime(std::chrono::microseconds(1700000000000000)));
+    const RevisionTokens later(base::WallTime(std::chrono::microseconds(1700000000000001)));
     const auto read = later.read(earlier.of(42));
     EXPECT_TRUE(read.wellFormed);
     EXPECT_FALSE(read.revision);
 }
 
 TEST(RevisionTokens, OthersAreNone) {
-    const RevisionTokens tokens(WallTime(std::chrono::seconds(1700000000)));
+    const RevisionTokens tokens(base::WallTime(std::chrono::seconds(1700000000)));
     for (const char* text :
          {"", "-", "a", "a-", "-1", "A-1", "a-1x", "a--1", "a-+1", "a-18446744073709551616", "\xc3\xa4-1"}) {
         EXPECT_FALSE(tokens.read(text).wellFormed) << text;
@@ -122,17 +124,17 @@ TEST(BodyCache, CountsWhatIsAskedForAsWell) {
 
 // --- Changes ---
 
-class ChangeStreamTest : public PictureTest {
+class ChangeStreamTest : public picture::PictureTest {
 protected:
-    std::string events(const ChangeFilter& filter, std::optional<Revision> knows) {
+    std::string events(const ChangeFilter& filter, std::optional<picture::Revision> knows) {
         return *stream.piece(published.current(), filter, knows).events;
     }
     static bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-    RevisionTokens tokens{WallTime(std::chrono::seconds(1700000000))};
+    RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     int ticks = 0;
     ChangeStream::Clock::time_point now{};
-    ChangeStream stream{tokens, [this](const Picture&) { return "tick " + std::to_string(++ticks); },
+    ChangeStream stream{tokens, [this](const picture::Picture&) { return "tick " + std::to_string(++ticks); },
                         [this] { return now; }};
 };
 
@@ -154,14 +156,14 @@ TEST_F(ChangeStreamTest, ChangesForWhoKnowsAnEarlierRevision) {
     publish();
     const std::string text = events({}, 1);
     EXPECT_FALSE(holds(text, "reset"));
-    EXPECT_TRUE(holds(text, "event: update\ndata: " + json(Table::LINES, 2) + "\n\n"));
+    EXPECT_TRUE(holds(text, "event: update\ndata: " + json(records::Table::LINES, 2) + "\n\n"));
     EXPECT_TRUE(holds(text, "event: remove\ndata: {\"table\":\"lines\",\"id\":1}\n\n"));
     EXPECT_EQ(1U, stream.piece(published.current(), {}, 1).coalesced);
 }
 
 TEST_F(ChangeStreamTest, AResetForWhoKnowsTooLittle) {
-    PictureBuilder small(
-        published, [] { return WallTime(); }, 2);
+    picture::PictureBuilder small(
+        published, [] { return base::WallTime(); }, 2);
     for (int i = 1; i <= 4; ++i) {
         small.take({SignallingCodes::LINE_UPDATED, i, Line(i)});
         small.publish();
@@ -186,7 +188,7 @@ TEST_F(ChangeStreamTest, ReadersThatStandAlikeShareAPieceForAMoment) {
 
 // --- Answers ---
 
-class ApiTest : public PictureTest {
+class ApiTest : public picture::PictureTest {
 protected:
     HttpAnswer get(const std::string& target) {
         HttpRequest request;
@@ -196,16 +198,16 @@ protected:
         return api.answer(request);
     }
 
-    ServiceClock clock{ClockOptions{}};
-    RevisionTokens tokens{WallTime(std::chrono::seconds(1700000000))};
+    picture::ServiceClock clock{picture::ClockOptions{}};
+    RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     FeedReport report{tokens, clock, 90};
-    Api api{{published, clock, report, tokens, [] { return std::string("metrics"); }, [] { return WallTime(); }},
+    Api api{{published, clock, report, tokens, [] { return std::string("metrics"); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
 };
 
 TEST_F(ApiTest, ARevisionThatIsTooLongAgoIsGone) {
-    PictureBuilder small(
-        published, [] { return WallTime(); }, 2);
+    picture::PictureBuilder small(
+        published, [] { return base::WallTime(); }, 2);
     small.feed().ready = true;
     for (int i = 1; i <= 4; ++i) {
         small.take({SignallingCodes::LINE_UPDATED, i, Line(i)});
@@ -221,7 +223,7 @@ TEST_F(ApiTest, ARevisionThatIsTooLongAgoIsGone) {
 
 TEST_F(ApiTest, WhatFailsInsideIsAProblemToo) {
     Api failing({published, clock, report, tokens, []() -> std::string { throw std::runtime_error("broken"); },
-                 [] { return WallTime(); }},
+                 [] { return base::WallTime(); }},
                 {{"localhost"}, true});
     HttpRequest request;
     request.method = "GET";
@@ -234,3 +236,5 @@ TEST_F(ApiTest, WhatFailsInsideIsAProblemToo) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+namespace pis::service {
+
 namespace patience {
 
 using Clock = std::chrono::steady_clock;
@@ -34,5 +36,7 @@ void await(const std::string& what, Condition condition) {
 }
 
 }  // namespace patience
+
+}  // namespace pis::service
 
 #endif

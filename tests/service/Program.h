@@ -18,6 +18,8 @@
 #include "FeedFiles.h"
 #include "Patience.h"
 
+namespace pis::service {
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kUnderSanitizer = true;
 #elif defined(__has_feature)
@@ -173,5 +175,7 @@ private:
 
     unsigned short _port = 0;
 };
+
+}  // namespace pis::service
 
 #endif

@@ -1,6 +1,8 @@
 // What stands at each path of the service.
 #include "ServiceTest.h"
 
+namespace pis::service {
+
 namespace {
 
 using Resources = ServiceTest;
@@ -350,3 +352,5 @@ TEST_F(Resources, PagesAreServedAndNothingElse) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

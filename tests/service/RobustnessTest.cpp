@@ -1,6 +1,8 @@
 // What the service does with clients that mean it harm, know no better, or are too many.
 #include "ServiceTest.h"
 
+namespace pis::service {
+
 namespace {
 
 using namespace std::string_literals;  // NUL characters stand in them
@@ -222,3 +224,5 @@ TEST_F(Robustness, PathsWithoutEndTakeNoMemoryThatStays) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

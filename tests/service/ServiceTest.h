@@ -12,6 +12,8 @@
 #include "FeedLines.h"
 #include "Program.h"
 
+namespace pis::service {
+
 class ServiceTest : public ::testing::Test {
 protected:
     /// Starts the service and feeds it.
@@ -30,10 +32,10 @@ protected:
     }
 
     Answer get(const std::string& target, const Headers& headers = {}) const {
-        return ::get(service->port(), target, headers);
+        return service::get(service->port(), target, headers);
     }
     Answer ask(const std::string& method, const std::string& target, const Headers& headers = {}) const {
-        return ::ask(service->port(), method, target, headers);
+        return service::ask(service->port(), method, target, headers);
     }
 
     /// A value of an answer's body.
@@ -80,5 +82,7 @@ private:
         EXPECT_EQ(wantedParameter, valueAt(got.body, "/parameter")) << got.body; \
         EXPECT_NE("none", valueAt(got.body, "/detail"));                         \
     } while (false)
+
+}  // namespace pis::service
 
 #endif

@@ -4,6 +4,8 @@
 
 #include "ServiceTest.h"
 
+namespace pis::service {
+
 namespace {
 
 using Stream = ServiceTest;
@@ -298,3 +300,5 @@ TEST_F(Stream, WhatAReaderSendsMeanwhileIsPassedOver) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

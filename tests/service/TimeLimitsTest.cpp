@@ -4,14 +4,16 @@
 #include <thread>
 
 #include "EventStream.h"
-#include "FeedingThread.h"
-#include "HttpServer.h"
-#include "MakeLink.h"
 #include "PictureTest.h"
+#include "feeding/FeedingThread.h"
+#include "service/HttpServer.h"
+#include "service/MakeLink.h"
+
+namespace pis::service {
 
 namespace {
 
-class TimeLimits : public PictureTest {
+class TimeLimits : public picture::PictureTest {
 protected:
     ~TimeLimits() override {
         if (!thread.joinable()) return;
@@ -36,18 +38,19 @@ protected:
     }
 
     boost::asio::io_context context{1};
-    ServiceClock clock{ClockOptions{}};
-    RevisionTokens tokens{WallTime(std::chrono::seconds(1700000000))};
+    picture::ServiceClock clock{picture::ClockOptions{}};
+    RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     FeedReport report{tokens, clock, 90};
     Api api{{published, clock, report, tokens,
              [this] {
-                 return metrics.text({feeding, observer, published, report}, WallTime());
+                 return metrics.text({feeding, observer, published, report}, base::WallTime());
              },
-             [] { return WallTime(); }},
+             [] { return base::WallTime(); }},
             {{"localhost"}, false}};
-    ChangeStream changes{tokens, [this](const Picture& of) { return report.tick(of, WallTime()); }};
-    FeedingThread feeding{gPassengerInformationServer, makeLink({"file:/dev/null", 0, {}}), published};  // not started
-    ServiceObserver observer;
+    ChangeStream changes{tokens, [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); }};
+    feeding::FeedingThread feeding{gPassengerInformationServer, makeLink({"file:/dev/null", 0, {}}),
+                                   published};  // not started
+    feeding::ServiceObserver observer;
     ServiceMetrics metrics;
     std::optional<HttpServer> server;
     unsigned short port = 0;
@@ -69,7 +72,7 @@ TEST_F(TimeLimits, ARequestThatTricklesInIsCutOff) {
     connection.send("GET / HTTP/1.1\r\n");
     int sent = 0;
     patience::await("the cut", [&] { return !connection.send("X-" + std::to_string(++sent) + ": y\r\n"); });
-    EXPECT_EQ(200, ::get(port, "/healthz").status);
+    EXPECT_EQ(200, service::get(port, "/healthz").status);
 }
 
 TEST_F(TimeLimits, WhoAsksNothingMoreIsClosed) {
@@ -94,7 +97,7 @@ TEST_F(TimeLimits, AReaderThatStandsStillIsClosedAndTheOthersAreNot) {
     EventStream reading(port, "?tables=stations");
     reading.nextRevision();
     patience::await("their end", [this] {
-        const std::string text = ::get(port, "/metrics").body;
+        const std::string text = service::get(port, "/metrics").body;
         return text.find("\npis_changes_stood_still_total 1\n") != std::string::npos &&
                text.find("\npis_http_connections 2\n") != std::string::npos;
     });
@@ -137,7 +140,7 @@ TEST_F(TimeLimits, AStreamTellsAtOnceThatTheLinkFell) {
     serve(patient());
     EventStream stream(port);
     const std::string known = stream.nextRevision().id;
-    builder.feed().link = FeedStatus::DOWN;
+    builder.feed().link = feed::FeedStatus::DOWN;
     builder.publish();
     const Event tick = stream.next();
     EXPECT_EQ("revision", tick.kind);
@@ -151,7 +154,7 @@ TEST_F(TimeLimits, AReaderIsNeverGivenARevisionItDoesNotKnow) {
     serve(limits);
     EventStream stream(port);
     stream.nextRevision();
-    EXPECT_EQ(200, ::get(port, "/healthz").status);  // the stream's first piece is behind the server, too
+    EXPECT_EQ(200, service::get(port, "/healthz").status);  // the stream's first piece is behind the server, too
     // The picture changes, and the server has not been told yet when the time for a tick comes.
     published.setListener([] {});
     line(1, "North");
@@ -161,3 +164,5 @@ TEST_F(TimeLimits, AReaderIsNeverGivenARevisionItDoesNotKnow) {
 }
 
 }  // namespace
+
+}  // namespace pis::service

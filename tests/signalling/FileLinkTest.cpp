@@ -1,5 +1,5 @@
 // Recorded feeds as the signalling side: files, pipes, their ends, and what is wrong with them.
-#include "FileLink.h"
+#include "signalling/FileLink.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,10 @@
 #include <future>
 
 #include "FeedFiles.h"
-#include "HostLog.h"
 #include "SignallingSupport.h"
+#include "platform/HostLog.h"
+
+namespace pis::signalling {
 
 namespace {
 
@@ -187,11 +189,13 @@ TEST_F(FileLinkTest, AStopBeforeItRunsHoldsToo) {
 }
 
 TEST_F(FileLinkTest, OperationsAreRefusedWithALineInTheLog) {
-    HostLog::writeTo(folder.path("log"));
+    platform::HostLog::writeTo(folder.path("log"));
     FileLink link("some-feed", 0);
     EXPECT_FALSE(link.send({21, "3,North,N"}));
     EXPECT_NE(folder.read("log").find("operation 21 is lost: file:some-feed takes no operations"), std::string::npos);
-    HostLog::writeTo("/dev/null");
+    platform::HostLog::writeTo("/dev/null");
 }
 
 }  // namespace
+
+}  // namespace pis::signalling

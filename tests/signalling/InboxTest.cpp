@@ -1,5 +1,5 @@
 // The way from the link's thread to the feeding thread: order, bounds, waking, closing.
-#include "Inbox.h"
+#include "signalling/Inbox.h"
 
 #include <gtest/gtest.h>
 
@@ -8,12 +8,14 @@
 
 #include "SignallingSupport.h"
 
+namespace pis::signalling {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 int idOf(const std::optional<LinkItem>& item) {
-    return item ? std::get<FeedRecord>(*item).id : -1;
+    return item ? std::get<feed::FeedRecord>(*item).id : -1;
 }
 
 /// Ids 1 to count, put one after the other; each as soon as there is room.
@@ -31,7 +33,7 @@ TEST(Inbox, HandsOutWhatWasPutInItsOrder) {
     Inbox inbox;
     inbox.put(updateOf(2, 1));
     inbox.put(MalformedLine{3, "no record"});
-    inbox.put(LinkChange{FeedStatus::DOWN, "cut"});
+    inbox.put(LinkChange{feed::FeedStatus::DOWN, "cut"});
     EXPECT_EQ(inbox.size(), 3U);
     EXPECT_EQ(next(inbox), R"({"update":2,"id":1,"fields":[]})");
     EXPECT_EQ(next(inbox), "malformed 3: no record");
@@ -115,3 +117,5 @@ TEST(Inbox, ClosingLetsWhoWaitsGo) {
 }
 
 }  // namespace
+
+}  // namespace pis::signalling

@@ -13,6 +13,8 @@
 #include <string>
 #include <utility>
 
+namespace pis::signalling {
+
 /// One connection. Waits no longer than 30 s for anything.
 class Peer {
 public:
@@ -125,5 +127,7 @@ private:
     bool _works = false;
     std::uint16_t _port = 0;
 };
+
+}  // namespace pis::signalling
 
 #endif

@@ -10,10 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "FeedWriter.h"
-#include "Inbox.h"
-#include "SignallingLink.h"
-#include "StopSignal.h"
+#include "base/StopSignal.h"
+#include "feed/FeedWriter.h"
+#include "signalling/Inbox.h"
+#include "signalling/SignallingLink.h"
+
+namespace pis::signalling {
 
 /// Far longer than anything takes, on any machine.
 constexpr std::chrono::seconds kGenerous{30};
@@ -29,42 +31,42 @@ inline bool eventually(const std::function<bool()>& holds) {
 }
 
 /// updateOf(2, 7, {"North", "N"}).
-inline FeedRecord updateOf(int type, int id, const std::vector<std::string>& fields = {}) {
-    FeedRecord record;
+inline feed::FeedRecord updateOf(int type, int id, const std::vector<std::string>& fields = {}) {
+    feed::FeedRecord record;
     record.type = type;
     record.id = id;
     for (const std::string& field : fields) record.fields.append(field);
     return record;
 }
 
-inline FeedRecord recordOf(FeedRecord::Kind kind, int type = 0, int id = 0) {
-    FeedRecord record;
+inline feed::FeedRecord recordOf(feed::FeedRecord::Kind kind, int type = 0, int id = 0) {
+    feed::FeedRecord record;
     record.kind = kind;
     record.type = type;
     record.id = id;
     return record;
 }
 
-inline FeedRecord deletionOf(int type, int id) {
-    return recordOf(FeedRecord::DELETION, type, id);
+inline feed::FeedRecord deletionOf(int type, int id) {
+    return recordOf(feed::FeedRecord::DELETION, type, id);
 }
 
-inline FeedRecord snapshotBegin() {
-    return recordOf(FeedRecord::SNAPSHOT_BEGIN);
+inline feed::FeedRecord snapshotBegin() {
+    return recordOf(feed::FeedRecord::SNAPSHOT_BEGIN);
 }
 
-inline FeedRecord snapshotEnd() {
-    return recordOf(FeedRecord::SNAPSHOT_END);
+inline feed::FeedRecord snapshotEnd() {
+    return recordOf(feed::FeedRecord::SNAPSHOT_END);
 }
 
 /// A record as its line, "malformed 2: what", or "link up: detail".
 inline std::string describe(const LinkItem& item) {
-    if (const auto* record = std::get_if<FeedRecord>(&item)) return toJsonLine(*record);
+    if (const auto* record = std::get_if<feed::FeedRecord>(&item)) return toJsonLine(*record);
     if (const auto* line = std::get_if<MalformedLine>(&item)) {
         return "malformed " + std::to_string(line->type) + ": " + line->fault;
     }
     const auto& change = std::get<LinkChange>(item);
-    return std::string("link ") + nameOf(change.link) + (change.detail.empty() ? "" : ": " + change.detail);
+    return std::string("link ") + linkStateName(change.link) + (change.detail.empty() ? "" : ": " + change.detail);
 }
 
 /// The next item of an inbox, described; "nothing" when none comes.
@@ -108,7 +110,7 @@ public:
         _inbox = nullptr;
     }
 
-    bool send(const SendOperation& operation) override {
+    bool send(const platform::SendOperation& operation) override {
         const std::lock_guard<std::mutex> guard(_mutex);
         _sent.push_back(toJsonLine(operation));
         return true;
@@ -138,7 +140,9 @@ private:
     mutable std::mutex _mutex;
     Inbox* _inbox = nullptr;         // guarded by _mutex
     std::vector<std::string> _sent;  // guarded by _mutex
-    StopSignal _stop;
+    base::StopSignal _stop;
 };
+
+}  // namespace pis::signalling
 
 #endif

@@ -1,5 +1,5 @@
 // A signalling side on TCP: records in, operations out, back-pressure, and connections that fall.
-#include "TcpLink.h"
+#include "signalling/TcpLink.h"
 
 #include <gtest/gtest.h>
 #include <netdb.h>
@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "FeedFiles.h"
-#include "HostLog.h"
 #include "LoopbackServer.h"
 #include "SignallingSupport.h"
+#include "platform/HostLog.h"
+
+namespace pis::signalling {
 
 namespace {
 
@@ -26,8 +28,8 @@ bool isKnown(const std::string& host) {
 
 class TcpLinkTest : public ::testing::Test {
 protected:
-    TcpLinkTest() { HostLog::writeTo(folder.path("log")); }
-    ~TcpLinkTest() override { HostLog::writeTo("/dev/null"); }
+    TcpLinkTest() { platform::HostLog::writeTo(folder.path("log")); }
+    ~TcpLinkTest() override { platform::HostLog::writeTo("/dev/null"); }
 
     static TcpTiming quick() {
         TcpTiming timing;
@@ -123,7 +125,7 @@ TEST_F(TcpLinkTest, ASenderThatIsFasterIsSlowedDownAndNothingIsLost) {
     for (int id = 1; id <= lines; ++id) {
         const auto item = inbox.take(std::chrono::steady_clock::now() + kGenerous);
         ASSERT_TRUE(item) << id;
-        ASSERT_EQ(std::get<FeedRecord>(*item).id, id);
+        ASSERT_EQ(std::get<feed::FeedRecord>(*item).id, id);
     }
     rest.get();
 }
@@ -280,3 +282,5 @@ TEST_F(TcpLinkTest, OperationsThatNobodyReadsAreRefusedInTheEnd) {
 }
 
 }  // namespace
+
+}  // namespace pis::signalling

@@ -1,11 +1,13 @@
 // Faults on request: how they are asked for, and what they do to lines.
-#include "FaultInjector.h"
+#include "simulator/FaultInjector.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <stdexcept>
 #include <vector>
+
+namespace pis::simulator {
 
 namespace {
 
@@ -145,3 +147,5 @@ TEST(FaultInjector, AsksForTheCut) {
     EXPECT_DOUBLE_EQ(faults.nextChange(3), 30);
     EXPECT_FALSE(FaultInjector(FaultPlan(), 1).cut(1e9));
 }
+
+}  // namespace pis::simulator

@@ -5,23 +5,27 @@
 
 #include <vector>
 
-#include "FeedRecord.h"
-#include "Network.h"
-#include "Simulation.h"
+#include "feed/FeedRecord.h"
+#include "simulator/Network.h"
+#include "simulator/Simulation.h"
+
+namespace pis::simulator {
 
 /// PIS_SAMPLES names the folder of the samples.
-inline std::vector<FeedRecord> harbourMorning() {
+inline std::vector<feed::FeedRecord> harbourMorning() {
     constexpr int kBegin = 5 * 3600;
     constexpr int kEnd = 11 * 3600;
     constexpr std::uint32_t kSeed = 1;
     Simulation simulation(readNetwork(PIS_SAMPLES "/harbour-line.json"), kSeed);
-    simulation.advanceTo(kBegin, [](const FeedRecord&) {});
+    simulation.advanceTo(kBegin, [](const feed::FeedRecord&) {});
 
-    std::vector<FeedRecord> records;
-    const auto note = [&records](const FeedRecord& record) { records.push_back(record); };
+    std::vector<feed::FeedRecord> records;
+    const auto note = [&records](const feed::FeedRecord& record) { records.push_back(record); };
     simulation.reportWholeState(note);
     simulation.advanceTo(kEnd, note);
     return records;
 }
+
+}  // namespace pis::simulator
 
 #endif

@@ -6,7 +6,9 @@
 #include <random>
 
 #include "SimulationTestSupport.h"
-#include "Timetable.h"
+#include "simulator/Timetable.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -220,3 +222,5 @@ TEST(NetworkFile, SurvivesDamage) {
     }
     EXPECT_GT(faults, 100);
 }
+
+}  // namespace pis::simulator

@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <random>
 
-#include "FeedDelivery.h"
-#include "Positioning.h"
 #include "RecordMirror.h"
 #include "SimulationTestSupport.h"
 #include "StoreTest.h"
+#include "feed/FeedDelivery.h"
 #include "hostStrings.h"
+#include "simulator/Positioning.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -41,7 +43,7 @@ protected:
     /// Everything that was told must be everything that there is.
     void expectWholeStateIsKnown() {
         const RecordMirror::Elements before = mirror.elements();
-        simulation.reportWholeState([this](const FeedRecord& record) { mirror.take(record); });
+        simulation.reportWholeState([this](const feed::FeedRecord& record) { mirror.take(record); });
         EXPECT_TRUE(before == mirror.elements());
     }
 
@@ -50,7 +52,7 @@ protected:
     Simulation simulation{shuttle(), 1};
     RecordMirror mirror;
     Lines lines;
-    Simulation::Emit take = [this](const FeedRecord& record) {
+    Simulation::Emit take = [this](const feed::FeedRecord& record) {
         mirror.take(record);
         lines.taker()(record);
     };
@@ -165,7 +167,7 @@ TEST(DeletedServices, LeaveARailwayThatRunsOn) {
     for (int time = 5 * 3600 - 245; time < 5 * 3600 + 600; time += 5) {
         Simulation simulation(shuttle(), 1);
         RecordMirror mirror;
-        const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+        const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
         simulation.reportWholeState(take);
         simulation.advanceTo(time, take);
         ASSERT_TRUE(simulation.take(64, "1", take).taken) << time;
@@ -182,7 +184,7 @@ TEST(DeletedServices, LeaveARailwayThatRunsOn) {
 TEST(DeletedServices, LeaveTheBusyRailwaySoundAtAnyTime) {
     Simulation simulation(harbourNetwork(), 3);
     RecordMirror mirror;
-    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
     simulation.reportWholeState(take);
     std::size_t deleted = 0;
     for (int time = 5 * 3600; time < 10 * 3600; time += 211) {
@@ -361,7 +363,7 @@ TEST(AnyOperations, LeaveARailwayThatIsTold) {
     for (const std::uint32_t seed : {1U, 2U}) {
         Simulation simulation(harbourNetwork(), seed);
         RecordMirror mirror;
-        const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+        const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
         simulation.reportWholeState(take);
         std::mt19937 random(seed);
         const auto below = [&random](unsigned bound) { return static_cast<int>(random() % bound); };
@@ -449,8 +451,8 @@ protected:
     }
 
     Simulation simulation{shuttle(), 1};
-    FeedDelivery delivery{store};
-    Simulation::Emit deliver = [this](const FeedRecord& record) { delivery.deliver(record); };
+    feed::FeedDelivery delivery{store};
+    Simulation::Emit deliver = [this](const feed::FeedRecord& record) { delivery.deliver(record); };
 };
 
 }  // namespace
@@ -525,3 +527,5 @@ TEST_F(StoreAndSimulation, SayWhetherAPositioningUpdateCameWhole) {
     EXPECT_EQ(reportsOf([&] { store.activatePositioningProtocol(PP_KELT_CBTC, 45); }),
               Texts{"operation 71: positioning protocol 1, time-out 45 s"});
 }
+
+}  // namespace pis::simulator

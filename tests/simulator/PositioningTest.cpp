@@ -1,8 +1,10 @@
 // Pieces of positioning updates: what is put together, what is refused.
-#include "Positioning.h"
+#include "simulator/Positioning.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
+
+namespace pis::simulator {
 
 namespace {
 
@@ -152,3 +154,5 @@ TEST_F(PositioningReassemblyTest, TakesAnUpdateOfNothing) {
     taken("START,0");
     EXPECT_EQ(taken("END"), "positioning update of 0 bytes, cut short on the wire");
 }
+
+}  // namespace pis::simulator

@@ -8,6 +8,8 @@
 #include "SignallingCodes.h"
 #include "SimulationTestSupport.h"
 
+namespace pis::simulator {
+
 using namespace SignallingCodes;
 
 namespace {
@@ -19,18 +21,18 @@ constexpr const char* kServiceCancelled = "8";
 /// Follows a feed and complains of whatever does not fit what came before.
 class DayWatch {
 public:
-    void take(const FeedRecord& record) {
+    void take(const feed::FeedRecord& record) {
         checkTime(record);
-        if (record.kind == FeedRecord::UPDATE && !_mirror.inSnapshot()) checkUpdate(record);
-        if (record.kind == FeedRecord::DELETION) checkDeletion(record);
-        const bool snapshotEnds = record.kind == FeedRecord::SNAPSHOT_END;
+        if (record.kind == feed::FeedRecord::UPDATE && !_mirror.inSnapshot()) checkUpdate(record);
+        if (record.kind == feed::FeedRecord::DELETION) checkDeletion(record);
+        const bool snapshotEnds = record.kind == feed::FeedRecord::SNAPSHOT_END;
         const RecordMirror::Elements before = snapshotEnds ? _mirror.elements() : RecordMirror::Elements();
         _mirror.take(record);
         if (snapshotEnds && !_first && !_linkWasLost) {
             EXPECT_TRUE(before == _mirror.elements()) << "at " << *record.at;
         }
         if (snapshotEnds) _first = _linkWasLost = false;
-        if (record.kind == FeedRecord::UPDATE && record.type == SIGNALLING_SERVER_STATUS && !_mirror.online()) {
+        if (record.kind == feed::FeedRecord::UPDATE && record.type == SIGNALLING_SERVER_STATUS && !_mirror.online()) {
             _linkWasLost = true;
         }
         noteReferences(record);
@@ -50,13 +52,13 @@ public:
     }
 
 private:
-    void checkTime(const FeedRecord& record) {
+    void checkTime(const feed::FeedRecord& record) {
         ASSERT_TRUE(record.at.has_value());
         EXPECT_GE(*record.at, _lastAt);
         _lastAt = *record.at;
     }
 
-    void checkUpdate(const FeedRecord& record) {
+    void checkUpdate(const feed::FeedRecord& record) {
         const RecordMirror::Fields fields = RecordMirror::fieldsOf(record);
         if (record.type == PLATFORM_STATE) checkPlatform(record.id, fields);
         if (record.type == SERVICE_STATE) checkService(record.id, fields);
@@ -103,21 +105,21 @@ private:
         }
     }
 
-    void checkDeletion(const FeedRecord& record) {
+    void checkDeletion(const feed::FeedRecord& record) {
         if (record.type != SERVICE) return;
         const std::string& state = _mirror.field(SERVICE_STATE, record.id, 1);
         EXPECT_TRUE(state == kServiceTerminated || state == kServiceCancelled) << "service " << record.id;
         EXPECT_EQ(_mirror.field(SERVICE_STATE, record.id, 0), "");
     }
 
-    void noteReferences(const FeedRecord& record) {
-        if (record.kind != FeedRecord::UPDATE) return;
-        const ElementType& type = *findElementType(record.type);
+    void noteReferences(const feed::FeedRecord& record) {
+        if (record.kind != feed::FeedRecord::UPDATE) return;
+        const feed::ElementType& type = *feed::findElementType(record.type);
         if (type.code == type.table) _brought.insert({type.code, record.id});
         ASSERT_EQ(record.fields.size(), type.fields.size()) << type.name;
         for (std::size_t i = 0; i < type.fields.size(); ++i) {
-            const FieldType& field = type.fields[i];
-            if (field.kind != FieldType::NUMBER_OF && field.kind != FieldType::LIST_OF) continue;
+            const feed::FieldType& field = type.fields[i];
+            if (field.kind != feed::FieldType::NUMBER_OF && field.kind != feed::FieldType::LIST_OF) continue;
             for (const int id : RecordMirror::idsOf(record.fields[i])) {
                 if (id != 0 || !field.zeroMeansNone) _named.insert({field.refersTo, id});
             }
@@ -140,7 +142,7 @@ class RailwayDay : public ::testing::TestWithParam<std::uint32_t> {};
 TEST_P(RailwayDay, HangsTogetherAtEveryRecord) {
     Simulation simulation(harbourNetwork(), GetParam());
     DayWatch watch;
-    const auto take = [&watch](const FeedRecord& record) { watch.take(record); };
+    const auto take = [&watch](const feed::FeedRecord& record) { watch.take(record); };
     simulation.reportWholeState(take);
     // Whole states in between must tell what the receiver knows already. The time between them is no
     // multiple of anything, so that they meet trains in all their steps.
@@ -202,3 +204,5 @@ TEST(HarbourLine, HasThreeTrainsAnHourAtMajorStationsAndOneElsewhere) {
         EXPECT_GT(before, 19 * 3600);
     }
 }
+
+}  // namespace pis::simulator

@@ -9,23 +9,25 @@
 #include <utility>
 #include <vector>
 
-#include "ElementTypes.h"
-#include "FeedRecord.h"
+#include "feed/ElementTypes.h"
+#include "feed/FeedRecord.h"
+
+namespace pis::simulator {
 
 class RecordMirror {
 public:
     using Fields = std::vector<std::string>;
     using Elements = std::map<std::pair<int, int>, Fields>;  // by type and id
 
-    void take(const FeedRecord& record) {
+    void take(const feed::FeedRecord& record) {
         switch (record.kind) {
-            case FeedRecord::UPDATE: update(record); break;
-            case FeedRecord::DELETION: remove(_elements, record.type, record.id); break;
-            case FeedRecord::SNAPSHOT_BEGIN:
+            case feed::FeedRecord::UPDATE: update(record); break;
+            case feed::FeedRecord::DELETION: remove(_elements, record.type, record.id); break;
+            case feed::FeedRecord::SNAPSHOT_BEGIN:
                 _inSnapshot = true;
                 _snapshot.clear();
                 break;
-            case FeedRecord::SNAPSHOT_END:
+            case feed::FeedRecord::SNAPSHOT_END:
                 _inSnapshot = false;
                 _elements = _snapshot;
                 break;
@@ -66,14 +68,14 @@ public:
         return ids;
     }
 
-    static Fields fieldsOf(const FeedRecord& record) {
+    static Fields fieldsOf(const feed::FeedRecord& record) {
         Fields fields;
         for (std::size_t i = 0; i < record.fields.size(); ++i) fields.emplace_back(record.fields[i]);
         return fields;
     }
 
 private:
-    void update(const FeedRecord& record) {
+    void update(const feed::FeedRecord& record) {
         const Fields fields = fieldsOf(record);
         if (record.type == 98) {
             _online = fields.at(2) == "1";
@@ -87,7 +89,7 @@ private:
     /// A state goes with its element.
     static void remove(Elements& elements, int type, int id) {
         for (auto element = elements.begin(); element != elements.end();) {
-            const int table = findElementType(element->first.first)->table;
+            const int table = feed::findElementType(element->first.first)->table;
             const bool selected = (type == 0 || table == type) && (id == 0 || element->first.second == id);
             element = selected ? elements.erase(element) : std::next(element);
         }
@@ -98,5 +100,7 @@ private:
     bool _online = false;
     bool _messagesEnabled = false;
 };
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,11 +1,13 @@
 // The railway in step with a clock that the test moves: pace, start, end, whole states, connections.
-#include "RunningRailway.h"
+#include "simulator/RunningRailway.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "SimulationTestSupport.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -231,3 +233,5 @@ TEST(RunningRailway, RefusesTimesThatAreNone) {
     options.networkFile = "nowhere.json";
     EXPECT_EQ(messageOf(options), "nowhere.json: cannot be read: No such file or directory");
 }
+
+}  // namespace pis::simulator

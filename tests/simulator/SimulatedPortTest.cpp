@@ -1,5 +1,5 @@
 // The simulated side on a TCP port, over loopback.
-#include "SimulatedPort.h"
+#include "simulator/SimulatedPort.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,9 @@
 #include <thread>
 #include <vector>
 
-#include "OperationLine.h"
+#include "simulator/OperationLine.h"
+
+namespace pis::simulator {
 
 namespace asio = boost::asio;
 using asio::ip::tcp;
@@ -223,3 +225,5 @@ TEST(SimulatedPort, EndsWithConnectionsOpen) {
     served.reset();
     EXPECT_EQ(client.lineWith("never"), "");
 }
+
+}  // namespace pis::simulator

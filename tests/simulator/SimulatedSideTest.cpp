@@ -1,5 +1,5 @@
 // The simulated side on its own thread: it connects, tells, answers, is cut and connects again, and stops.
-#include "SimulatedSide.h"
+#include "simulator/SimulatedSide.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+namespace pis::simulator {
 
 namespace {
 
@@ -188,3 +190,5 @@ TEST(SimulatedSide, LetsThroughWhatTheReceiverThrows) {
     Throwing receiver;
     EXPECT_THROW(side.run(receiver), std::runtime_error);
 }
+
+}  // namespace pis::simulator

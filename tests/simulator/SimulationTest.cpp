@@ -1,13 +1,15 @@
 // The simulation as such: the same every time, day after day, and its whole state is what was told before.
-#include "Simulation.h"
+#include "simulator/Simulation.h"
 
 #include <algorithm>
 
-#include "FeedDelivery.h"
 #include "RecordMirror.h"
 #include "SimulationTestSupport.h"
 #include "StoreTest.h"
-#include "TableDump.h"
+#include "feed/FeedDelivery.h"
+#include "records/TableDump.h"
+
+namespace pis::simulator {
 
 namespace {
 
@@ -44,7 +46,8 @@ TEST(Simulation, BeginsWithTheDayAndTellsTheTimeOfEachRecord) {
     Simulation simulation(shuttle(), 1);
     EXPECT_EQ(simulation.now(), 4 * 3600);
     EXPECT_EQ(simulation.day(), 0);
-    simulation.advanceTo(6 * 3600 + 7, [&](const FeedRecord& record) { EXPECT_EQ(*record.at, simulation.now()); });
+    simulation.advanceTo(6 * 3600 + 7,
+                         [&](const feed::FeedRecord& record) { EXPECT_EQ(*record.at, simulation.now()); });
     EXPECT_EQ(simulation.now(), 6 * 3600 + 7);
 }
 
@@ -59,7 +62,7 @@ TEST(Simulation, SaysEveryMinuteThatItIsThere) {
 TEST(Simulation, MakesAServiceKnownAheadOfItsStart) {
     Simulation simulation(shuttle(), 1);
     RecordMirror mirror;
-    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
     simulation.reportWholeState(take);
     EXPECT_EQ(mirror.idsOfType(8), std::vector<int>{1});  // 05:00 is an hour away
     simulation.advanceTo(4 * 3600 + 30 * 60 - 1, take);
@@ -73,8 +76,8 @@ TEST(Simulation, MakesAServiceKnownAheadOfItsStart) {
 TEST(Simulation, RunsATrainFromPlatformToPlatform) {
     Simulation simulation(shuttle(), 1);
     std::vector<std::string> course;
-    const auto take = [&course](const FeedRecord& record) {
-        if (record.kind != FeedRecord::UPDATE) return;
+    const auto take = [&course](const feed::FeedRecord& record) {
+        if (record.kind != feed::FeedRecord::UPDATE) return;
         const RecordMirror::Fields fields = RecordMirror::fieldsOf(record);
         if (record.type == 12 && record.id == 1) course.push_back(fields[2] + " " + fields[0]);
         if (record.type != 11 || fields[0] == "0") return;
@@ -119,10 +122,10 @@ TEST(Simulation, BeginsTheNextDayWithAWholeStateAndWithoutYesterdaysServices) {
     Simulation simulation(parseNetwork(replaced(late, R"("until": "23:00")", R"("until": "27:00")"), "late.json"), 1);
     RecordMirror mirror;
     Lines lines;
-    simulation.advanceTo(28 * 3600 - 1, [&](const FeedRecord& record) { mirror.take(record); });
+    simulation.advanceTo(28 * 3600 - 1, [&](const feed::FeedRecord& record) { mirror.take(record); });
     EXPECT_FALSE(mirror.idsOfType(8).empty()) << "the last service is kept for a while";
 
-    const auto take = [&](const FeedRecord& record) {
+    const auto take = [&](const feed::FeedRecord& record) {
         mirror.take(record);
         lines.taker()(record);
     };
@@ -173,7 +176,7 @@ TEST(Simulation, CancelsARunThereAndBackWhenAVehicleFails) {
                                       R"("incidents": [{"at": "06:40", "vehicle_fails": "1"}], "vehicles":)");
     Simulation simulation(parseNetwork(text, "fails.json"), 1);
     RecordMirror mirror;
-    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
     simulation.advanceTo(6 * 3600 + 59 * 60, take);
     EXPECT_EQ(mirror.field(12, 5, 2), "CANCELLED");  // 07:00
     EXPECT_EQ(mirror.field(12, 6, 2), "CANCELLED");  // 07:30
@@ -189,7 +192,7 @@ TEST(Simulation, AddsAStopWhereThePatternPassed) {
         R"("incidents": [{"at": "06:40", "stop_added": {"pattern": "Westward", "platform": "M1", "dwell": 60}}], "vehicles":)");
     Simulation simulation(parseNetwork(text, "added.json"), 1);
     RecordMirror mirror;
-    const auto take = [&mirror](const FeedRecord& record) { mirror.take(record); };
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
     simulation.reportWholeState(take);
     EXPECT_EQ(mirror.field(7, 5, 2), "N");
     simulation.advanceTo(6 * 3600 + 40 * 60, take);
@@ -205,14 +208,16 @@ TEST_F(WholeStateInStore, ChangesNothingForWhoHeardEverything) {
     host.setDebugLevel(-1);
     host.notesLock = false;
     Simulation simulation(harbourNetwork(), 5);
-    FeedDelivery delivery(store);
-    const auto deliver = [&delivery](const FeedRecord& record) { delivery.deliver(record); };
+    feed::FeedDelivery delivery(store);
+    const auto deliver = [&delivery](const feed::FeedRecord& record) { delivery.deliver(record); };
     simulation.reportWholeState(deliver);
     for (int time = 5 * 3600; time < 11 * 3600; time += 1777) {
         simulation.advanceTo(time, deliver);
-        const std::uint64_t before = hashTables(store);
+        const std::uint64_t before = records::hashTables(store);
         simulation.reportWholeState(deliver);
-        ASSERT_EQ(hashTables(store), before) << "at " << time;
+        ASSERT_EQ(records::hashTables(store), before) << "at " << time;
         host.clear();
     }
 }
+
+}  // namespace pis::simulator

@@ -7,9 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "FeedWriter.h"
-#include "Network.h"
-#include "Simulation.h"
+#include "feed/FeedWriter.h"
+#include "simulator/Network.h"
+#include "simulator/Simulation.h"
+
+namespace pis::simulator {
 
 inline const Network& harbourNetwork() {
     static const Network network = readNetwork(PIS_SAMPLES "/harbour-line.json");
@@ -57,7 +59,7 @@ inline std::string replaced(std::string text, const std::string& part, const std
 class Lines {
 public:
     Simulation::Emit taker() {
-        return [this](const FeedRecord& record) { _lines.push_back(toJsonLine(record)); };
+        return [this](const feed::FeedRecord& record) { _lines.push_back(toJsonLine(record)); };
     }
     const std::vector<std::string>& all() const { return _lines; }
     std::vector<std::string> taken() { return std::exchange(_lines, {}); }
@@ -66,6 +68,8 @@ private:
     std::vector<std::string> _lines;
 };
 
-inline void nobody(const FeedRecord&) {}
+inline void nobody(const feed::FeedRecord&) {}
+
+}  // namespace pis::simulator
 
 #endif

@@ -1,0 +1,114 @@
+#include "base/JsonText.h"
+
+#include <cstdio>
+
+namespace pis::base {
+
+namespace {
+
+bool continues(unsigned char byte) {
+    return (byte & 0xc0U) == 0x80U;
+}
+
+/// Length of the UTF-8 character at the front of the bytes, 0 when there is none.
+std::size_t characterLength(std::string_view bytes) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned char first = byte(0);
+    if (first < 0x80) return 1;
+    const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    if (first < 0xc2 || first > 0xf4 || bytes.size() < length) return 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if (!continues(byte(i))) return 0;
+    }
+    // Overlong forms, surrogates and numbers beyond the last character.
+    const unsigned char second = byte(1);
+    if (first == 0xe0 && second < 0xa0) return 0;
+    if (first == 0xed && second > 0x9f) return 0;
+    if (first == 0xf0 && second < 0x90) return 0;
+    if (first == 0xf4 && second > 0x8f) return 0;
+    return length;
+}
+
+/// The letter that stands behind a backslash for this character, 0 for those without one.
+char shortEscape(char character) {
+    switch (character) {
+        case '"':
+        case '\\': return character;
+        case '\b': return 'b';
+        case '\f': return 'f';
+        case '\n': return 'n';
+        case '\r': return 'r';
+        case '\t': return 't';
+        default: return 0;
+    }
+}
+
+}  // namespace
+
+JsonText& JsonText::key(std::string_view name) {
+    separate();
+    appendQuoted(name);
+    _text += ':';
+    _first = true;
+    return *this;
+}
+
+JsonText& JsonText::text(std::string_view value) {
+    separate();
+    appendQuoted(value);
+    return *this;
+}
+
+JsonText& JsonText::raw(std::string_view value) {
+    separate();
+    _text += value;
+    return *this;
+}
+
+void JsonText::clear() {
+    _text.clear();
+    _first = true;
+}
+
+JsonText& JsonText::open(char bracket) {
+    separate();
+    _text += bracket;
+    _first = true;
+    return *this;
+}
+
+JsonText& JsonText::close(char bracket) {
+    _text += bracket;
+    _first = false;
+    return *this;
+}
+
+void JsonText::separate() {
+    if (!_first) _text += ',';
+    _first = false;
+}
+
+void JsonText::appendQuoted(std::string_view value) {
+    _text += '"';
+    while (!value.empty()) {
+        const char character = value.front();
+        std::size_t length = characterLength(value);
+        if (length == 0) {
+            _text += "\xef\xbf\xbd";
+            length = 1;
+        } else if (const char letter = shortEscape(character)) {
+            _text += '\\';
+            _text += letter;
+        } else if (static_cast<unsigned char>(character) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(character));
+            _text += escaped;
+        } else {
+            _text.append(value.substr(0, length));
+        }
+        value.remove_prefix(length);
+    }
+    _text += '"';
+}
+
+}  // namespace pis::base

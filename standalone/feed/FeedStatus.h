@@ -1,0 +1,33 @@
+// How the feed of the signalling side is: its link, its clock, what it says of its own server. Written by the
+// feeding thread, shown by whoever shows the picture.
+#ifndef PIS_FEED_FEEDSTATUS_H
+#define PIS_FEED_FEEDSTATUS_H
+
+#include <optional>
+#include <string>
+
+#include "base/WallTime.h"
+
+namespace pis::feed {
+
+/// How the feed is.
+struct FeedStatus {
+    enum Link { CONNECTING, UP, DOWN, ENDED };
+
+    std::string linkName;  ///< As the operator named it: "sim:samples/harbour-line.json".
+    Link link = CONNECTING;
+    std::string linkDetail;                    ///< Why it is down, for people; empty when there is nothing to say.
+    base::WallTime linkSince;                  ///< When the link came to be so.
+    std::optional<base::WallTime> lastRecord;  ///< When the last record of the feed came in.
+    std::optional<double> at;                  ///< Time of the feed: "at" of the last record that had one.
+    bool ready = false;                        ///< A snapshot or, without one, a record has been taken.
+    bool serverOnline = false;
+    bool automaticMessages = false;
+};
+
+/// "connecting", "up", "down", "ended".
+const char* linkStateName(FeedStatus::Link link);
+
+}  // namespace pis::feed
+
+#endif

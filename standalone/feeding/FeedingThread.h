@@ -1,0 +1,123 @@
+// The one thread that speaks to the store: takes what the link brings, hands it to the storage, keeps the picture
+// in step, makes requests. Owns the link, its thread, the storage and the picture's builder.
+#ifndef PIS_FEEDING_FEEDINGTHREAD_H
+#define PIS_FEEDING_FEEDINGTHREAD_H
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "feed/IntakeCounts.h"
+#include "feeding/PublicationTimer.h"
+#include "feeding/RareLog.h"
+#include "feeding/SignallingStorage.h"
+#include "picture/PictureBuilder.h"
+#include "picture/PublishedPicture.h"
+#include "signalling/Inbox.h"
+#include "signalling/SignallingLink.h"
+
+namespace pis::feeding {
+
+struct FeedingOptions {
+    std::size_t maxElements = 1000000;
+    std::size_t inboxCapacity = 1024;
+    std::chrono::milliseconds snapshotPatience{5000};  ///< A longer snapshot is shown before its end.
+    std::function<base::WallTime()> wallClock = std::chrono::system_clock::now;
+};
+
+/// Figures of a moment.
+struct FeedingFigures {
+    std::size_t inbox = 0;  ///< Items of the link that wait.
+    std::size_t requestsWaiting = 0;
+    std::uint64_t requests = 0;         ///< Made.
+    std::uint64_t requestsRefused = 0;  ///< Because too many waited.
+    std::uint64_t publications = 0;
+    std::uint64_t snapshots = 0;  ///< Taken whole.
+    std::size_t elements = 0;     ///< In the signalling storage; a state belongs to its element.
+    double secondsInStore = 0;    ///< In the store's entry points for elements.
+};
+
+class FeedingThread {
+public:
+    using Request = std::function<void(PassengerInformationServer&)>;
+
+    static constexpr std::size_t kMostRequests = 256;  ///< That wait.
+
+    /// @param published must outlive this.
+    FeedingThread(PassengerInformationServer& store, std::unique_ptr<signalling::SignallingLink> link,
+                  picture::PublishedPicture& published, FeedingOptions options = {});
+
+    /// Stops.
+    ~FeedingThread();
+
+    /// Begins; to be called once. From now on the store's operations go to the link.
+    void start();
+
+    /// Ends both threads, within 200 ms unless a request or an observer takes longer. Requests that wait
+    /// fail. May be called again.
+    void stop();
+
+    /// Has a request made on the feeding thread, whole, between two records; in the order of the calls. Any
+    /// thread may call. The future becomes ready once it was made; what it throws comes out of it. Nothing
+    /// when kMostRequests wait already, or after stop().
+    std::optional<std::future<void>> request(Request request);
+
+    /// May be called from any thread, as may counts().
+    FeedingFigures figures() const;
+    feed::IntakeCounts counts() const { return _storage.counts(); }
+
+    std::string linkName() const { return _link->name(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct WaitingRequest {
+        Request make;
+        std::promise<void> made;
+    };
+
+    void runLink();
+    void feed();
+    void take(const feed::FeedRecord& record);
+    void take(const signalling::MalformedLine& line);
+    void take(const signalling::LinkChange& change);
+    void makeRequests();
+    void takeEvents();
+    void publish();
+    std::optional<Clock::time_point> publicationDue() const;
+
+    PassengerInformationServer& _store;
+    const std::unique_ptr<signalling::SignallingLink> _link;
+    const FeedingOptions _options;
+    signalling::Inbox _inbox;
+    picture::PictureBuilder _builder;
+    SignallingStorage _storage;
+    PublicationTimer _timer;
+    RareLog _rareLog;
+    Clock::time_point _snapshotBegan;
+    std::atomic<bool> _stopping{false};
+    std::atomic<std::uint64_t> _publications{0};
+    std::atomic<std::uint64_t> _snapshots{0};
+
+    mutable std::mutex _requestsMutex;
+    std::deque<WaitingRequest> _waiting;  // guarded by _requestsMutex, as are the next three
+    bool _takesRequests = false;
+    std::uint64_t _requests = 0;
+    std::uint64_t _requestsRefused = 0;
+
+    std::thread _linkThread;
+    std::thread _feedingThread;
+};
+
+}  // namespace pis::feeding
+
+#endif

@@ -1,0 +1,99 @@
+// The simulated signalling side as the link: its whole state, its answers, its cuts. What it simulates is its own
+// tests' business.
+#include "simulator/SimLink.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "FeedFiles.h"
+#include "SignallingSupport.h"
+#include "platform/HostLog.h"
+
+namespace pis::simulator {
+
+using namespace signalling;
+
+namespace {
+
+class SimLinkTest : public ::testing::Test {
+protected:
+    SimLinkTest() {
+        platform::HostLog::writeTo(folder.path("log"));
+        options.networkFile = std::string(PIS_SAMPLES) + "/harbour-line.json";
+        options.start = 8 * 3600;
+        options.speed = 60;
+    }
+    ~SimLinkTest() override { platform::HostLog::writeTo("/dev/null"); }
+
+    /// Takes items until one, described, holds this text; false when none ever does.
+    static bool comes(signalling::Inbox& inbox, const std::string& part) {
+        return eventually([&] {
+            const auto item = inbox.take(std::chrono::steady_clock::now() + std::chrono::milliseconds(100));
+            return item && describe(*item).find(part) != std::string::npos;
+        });
+    }
+
+    SimulationOptions options;
+    TempFolder folder;
+};
+
+TEST_F(SimLinkTest, SendsTheWholeStateAndThenTheDay) {
+    SimLink link(options);
+    EXPECT_EQ(link.name(), "sim:" + options.networkFile);
+    signalling::Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link up");
+    EXPECT_TRUE(comes(inbox, R"("snapshot":"begin")"));
+    EXPECT_TRUE(comes(inbox, R"("update":9)"));
+    EXPECT_TRUE(comes(inbox, R"("snapshot":"end")"));
+    EXPECT_TRUE(comes(inbox, R"("update":12)"));
+}
+
+TEST_F(SimLinkTest, AnswersOperations) {
+    SimLink link(options);
+    EXPECT_FALSE(link.send({21, "4711,Early Line,E"})) << "it is not connected before it runs";
+    signalling::Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link up");
+    EXPECT_TRUE(link.send({21, "4712,Quarry Line,Q"}));
+    EXPECT_TRUE(comes(inbox, R"("update":2,"id":4712,"fields":["Quarry Line","Q"])"));
+    const std::string log = folder.read("log");
+    EXPECT_NE(log.find("operation 21 is lost: sim:"), std::string::npos);
+    EXPECT_NE(log.find("simulated signalling side: "), std::string::npos);
+}
+
+TEST_F(SimLinkTest, ACutConnectionIsDownAndComesBackWithTheWholeState) {
+    options.faults.disconnect = 0.1;
+    SimLink link(options);
+    signalling::Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link up");
+    EXPECT_TRUE(comes(inbox, "link down: "));
+    EXPECT_EQ(next(inbox), "link up");
+    EXPECT_TRUE(comes(inbox, R"("snapshot":"end")"));
+}
+
+TEST_F(SimLinkTest, GarbledLinesAreMalformedOrAtLeastNoHarm) {
+    options.faults.garble = 1;
+    SimLink link(options);
+    signalling::Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_TRUE(comes(inbox, "malformed "));
+}
+
+TEST_F(SimLinkTest, StopsWhereverItIs) {
+    for (const bool inboxIsFull : {false, true}) {
+        SimLink link(options);
+        signalling::Inbox inbox(inboxIsFull ? 1 : 100000);
+        std::future<void> run = std::async(std::launch::async, [&] { link.run(inbox); });
+        ASSERT_TRUE(eventually([&] { return inbox.size() > 0; }));
+        if (inboxIsFull) inbox.close();
+        link.stop();
+        EXPECT_EQ(run.wait_for(kGenerous), std::future_status::ready);
+    }
+}
+
+}  // namespace
+
+}  // namespace pis::simulator
