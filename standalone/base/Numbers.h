@@ -1,11 +1,31 @@
-// Numbers as people read them.
+// Numbers as people read and write them.
 #ifndef PIS_BASE_NUMBERS_H
 #define PIS_BASE_NUMBERS_H
 
+#include <charconv>
+#include <cmath>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
 
 namespace pis::base {
+
+/// The number that a whole text says, be it an integer or a finite decimal; nothing where anything else stands
+/// in it, blanks and a plus sign included, or where the type does not reach so far.
+template <typename Number>
+std::optional<Number> numberIn(std::string_view text) {
+    Number number{};
+    const char* const end = text.data() + text.size();
+    const auto [read, fault] = std::from_chars(text.data(), end, number);
+    if (fault != std::errc() || read != end) return std::nullopt;
+    if constexpr (std::is_floating_point_v<Number>) {
+        if (!std::isfinite(number)) return std::nullopt;
+    }
+    return number;
+}
 
 /// 1234567 as "1,234,567", whatever the locale.
 inline std::string grouped(std::uint64_t number) {

@@ -1,0 +1,27 @@
+#include "base/HostAndPort.h"
+
+#include <boost/url/parse.hpp>
+#include <stdexcept>
+
+namespace pis::base {
+
+std::string bracketed(const std::string& host) {
+    return host.find(':') == std::string::npos ? host : "[" + host + "]";
+}
+
+std::string textOf(const HostAndPort& place) {
+    return bracketed(place.host) + ":" + std::to_string(place.port);
+}
+
+HostAndPort hostAndPortIn(std::string_view text) {
+    const auto authority = boost::urls::parse_authority({text.data(), text.size()});
+    if (authority.has_error() || authority->has_userinfo()) throw std::invalid_argument("that is no HOST:PORT");
+    if (authority->encoded_host().empty()) throw std::invalid_argument("the host is missing");
+    if (authority->port().empty()) throw std::invalid_argument("the port is missing");
+    if (authority->port_number() == 0 && authority->port().find_first_not_of('0') != boost::urls::string_view::npos) {
+        throw std::invalid_argument("the port is no number up to 65535");
+    }
+    return {authority->host_address(), authority->port_number()};
+}
+
+}  // namespace pis::base
