@@ -127,7 +127,7 @@ export function viewsOf(departures) {
             minutes: minutesLate(departure),
             line: lineOf(departure.line),
             to: destinationOf(departure),
-            from: departure.platform.track || departure.platform.name,
+            from: departure.platform.track,
             notes: notesOf(departure),
             calls: callsOf(departure, near),
             near,

@@ -126,6 +126,7 @@ Api::Api(Surroundings surroundings, ApiOptions options)
     }
     addRoute("/api/v1/stations/{id}/departures", &Api::stationDepartures);
     addRoute("/api/v1/platforms/{id}/departures", &Api::platformDepartures);
+    addRoute("/api/v1/boards", &Api::boards);
     addRoute("/api/v1/changes", &Api::changes);
     addRoute("/api/v1/status", &Api::status);
     addRoute("/healthz", &Api::alive);
@@ -317,6 +318,15 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
     const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
     const auto body =
         _bodies.get(key, validity, "", [&] { return departuresJson(*picture, query, _around.clock, now); });
+    return answerWith(request, *body);
+}
+
+HttpAnswer Api::boards(const HttpRequest& request, const RequestTarget& target) const {
+    target.allow({});
+    const std::shared_ptr<const Picture> picture = _around.published.current();
+    requireReady(*picture);
+    const Revision revision = std::max(picture->revisionOf(Table::STATIONS), picture->revisionOf(Table::PLATFORMS));
+    const auto body = _bodies.get(target.path(), revision, "", [&] { return boardsJson(*picture); });
     return answerWith(request, *body);
 }
 
