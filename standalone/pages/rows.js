@@ -1,8 +1,8 @@
 // The rows of the board: takes what is to be shown of the trains, keeps a table row per train, moves rows calmly,
 // and shows as many as stand whole in the room there is.
 import { element, fromFeed } from "./dom.js";
+import { isLongMark } from "./words.js";
 
-const kLongestMark = 5;
 const kMove = { duration: 500, easing: "cubic-bezier(0.2, 0, 0, 1)" };
 
 export class Rows {
@@ -90,9 +90,8 @@ function cellsOf(view) {
     ];
 }
 
-/** The attribute of a track or a line's badge that is no number or few letters but a name: it stands smaller. */
 function longMark(text) {
-    return text.length > kLongestMark ? { "data-long": "" } : {};
+    return isLongMark(text) ? { "data-long": "" } : {};
 }
 
 function badgeOf(line) {

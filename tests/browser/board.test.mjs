@@ -129,6 +129,10 @@ test("a platform's board shows its track and its trains alone", async () => {
     service.feed(rail.serviceStop(72, 7, 102, rail.at("07:00"), 300));
     await waitForFirst(page, /5 min late$/);
     assert.deepEqual(await layoutFaults(page), []);
+
+    service.feed(rail.platform(21, 2, "Birch Park"));
+    await page.waitForFunction(() => document.title === "Departures: Birch Park");
+    assert.equal(await page.locator("#track").isVisible(), false, "a name that stands there already");
     await closeClean(page);
 });
 

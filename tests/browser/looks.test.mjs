@@ -31,10 +31,11 @@ const kQueries = ["station=5", "platform=9"];
 
 useFakeService();
 
-/** What the station's board and the platform's list. */
-function showOnBoth(...departures) {
+/** What the station's board and the platform's list, and what the platform is called. */
+function showOnBoth(departures, track = kPlatform.track) {
     show(...departures);
-    service.answers[kPlatformPath] = { ...service.answers[kStationPath], station: undefined, platform: kPlatform };
+    const platform = { ...kPlatform, track };
+    service.answers[kPlatformPath] = { ...service.answers[kStationPath], station: undefined, platform };
     service.tick();
 }
 
@@ -57,7 +58,7 @@ for (const [width, height] of kScreens) {
         test(`fills ${width}x${height} with whole rows and whole texts, the font ${font}`, async () => {
             for (const query of kQueries) {
                 let left = [...namedTrains(), ...everyState()];
-                showOnBoth(...left);
+                showOnBoth(left, "Westgate Northbound");
                 const page = await openTrains({ width, height, font }, query);
                 while (left.length > 0) {
                     await waitForRows(page, (rows) => rows[0]?.startsWith(left[0].scheduled_text), "the next trains");
@@ -69,7 +70,7 @@ for (const [width, height] of kScreens) {
                     assert.ok(seen >= Math.min(3, left.length), `only ${seen} rows`);
                     assert.ok(measured > seen * 3, `${measured} texts in ${seen} rows`);
                     left = left.slice(seen);
-                    if (left.length > 0) showOnBoth(...left);
+                    if (left.length > 0) showOnBoth(left);
                 }
                 const families = await fontsOf(page, "h1, #clock, th, td, td *");
                 const own = families.filter((family) => family.endsWith("(own)"));

@@ -65,6 +65,7 @@ test("before anything is known", async () => {
         if (isRecord(path)) await expect(503, path, { id: 1 });
         if (isDepartures(path)) assert.equal(jsonOf(await expect(200, path, { id: 2 })).status, "no_data");
     }
+    await expect(503, "/api/v1/boards");
     await expect(503, "/readyz");
     await expect(503, "/api/v1/changes", { query: "?station=2" });
     await expect(200, "/healthz");
