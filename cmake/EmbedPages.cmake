@@ -24,6 +24,8 @@ set(type_of_html "text/html; charset=utf-8")
 set(type_of_js "text/javascript; charset=utf-8")
 set(type_of_json "application/json")
 set(type_of_svg "image/svg+xml")
+set(type_of_txt "text/plain; charset=utf-8")
+set(type_of_woff2 "font/woff2")
 
 # cmake -P EmbedPages.cmake SOURCE PATH FILE [PATH FILE]...
 set(bodies "")

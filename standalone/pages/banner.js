@@ -1,4 +1,4 @@
-// The banner: says that what is shown may be old, and for how long. Takes the state of the service and of the
+// The banner: says that what is shown may be old, for how long, or why. Takes the state of the service and of the
 // connection; the age counts up by itself, the sentence is said aloud once.
 import { setText } from "./dom.js";
 import { ageText } from "./words.js";
@@ -44,7 +44,15 @@ export class Banner {
     _sentence() {
         const now = performance.now();
         if (this._lostAt !== null && now - this._lostAt >= kGraceMs) return this._lost(now);
-        if (!this._status?.stale) return { kind: "fresh", text: "", spoken: "The times are up to date again." };
+        if (this._status?.stale) return this._stale(now);
+        if (this._status?.server_status === "offline") {
+            const text = "The signalling server is offline. Times may be wrong.";
+            return { kind: "offline", text, spoken: text };
+        }
+        return { kind: "fresh", text: "", spoken: "The times are up to date again." };
+    }
+
+    _stale(now) {
         const silent = this._status.silent_seconds;
         const since = silent === null ? "" : ` for ${ageText(silent + (now - this._statusAt) / 1000)}`;
         return {

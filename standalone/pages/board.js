@@ -6,7 +6,7 @@ import { Banner } from "./banner.js";
 import { ChangesStream } from "./changesStream.js";
 import { byId, setText } from "./dom.js";
 import { Rows } from "./rows.js";
-import { viewsOf } from "./words.js";
+import { isLongMark, viewsOf } from "./words.js";
 
 const kMostRows = 30;
 
@@ -88,11 +88,12 @@ class Board {
 
 function showPlace({ station, platform }, nameWithoutAnswer) {
     const name = station?.name || platform?.station_name || platform?.name || nameWithoutAnswer;
-    const track = platform?.track ?? "";
+    const track = platform && platform.track !== name ? platform.track : ""; // a platform may be all of its station
     setText(byId("place"), name);
     byId("kind").hidden = false;
     byId("track").hidden = track === "";
     setText(byId("track-name"), track);
+    byId("track-name").toggleAttribute("data-long", isLongMark(track));
     document.title = `Departures: ${name}${track && `, platform ${track}`}`;
 }
 

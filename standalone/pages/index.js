@@ -7,44 +7,34 @@ import { byId, element, fromFeed, setText } from "./dom.js";
 
 const announcer = new Announcer(byId("heard"));
 const banner = new Banner(byId("banner"), announcer, "This page");
-const lists = { stations: null, platforms: null };
 
 const stream = new ChangesStream({
     onStatus: (status) => showStatus(status),
-    onChange: () => Object.values(answers).forEach((answer) => answer.refresh()),
+    onChange: () => boards.refresh(),
     onContact: () => takeContact(),
 });
 
-const answers = {};
-for (const table of Object.keys(lists)) {
-    answers[table] = new Answers(`/api/v1/${table}`, {
-        onAnswer: (answer) => {
-            lists[table] = answer.items;
-            showStations();
-        },
-        onProblem: (problem) => setText(byId("stations-note"), problem.detail || problem.title),
-        onContact: () => takeContact(),
-    });
-}
+const boards = new Answers("/api/v1/boards", {
+    onAnswer: (answer) => showStations(answer.stations),
+    onProblem: (problem) => setText(byId("stations-note"), problem.detail || problem.title),
+    onContact: () => takeContact(),
+});
 
 function takeContact() {
-    banner.takeContact(stream.isOpen !== false && Object.values(answers).every((answer) => answer.isReached !== false));
+    banner.takeContact(stream.isOpen !== false && boards.isReached !== false);
 }
 
 const byName = new Intl.Collator("en", { numeric: true });
 
-function showStations() {
-    if (!lists.stations || !lists.platforms) return;
-    const stations = [...lists.stations].sort((one, other) => byName.compare(one.name, other.name));
+function showStations(stations) {
+    stations.sort((one, other) => byName.compare(one.name, other.name));
     setText(byId("stations-note"), stations.length === 0 ? "No station is known yet." : "");
     byId("stations-note").hidden = stations.length > 0;
     byId("stations").replaceChildren(...stations.map(stationItem));
 }
 
 function stationItem(station) {
-    const platforms = lists.platforms
-        .filter((platform) => platform.station_id === station.id)
-        .sort((one, other) => byName.compare(one.name, other.name));
+    const platforms = station.platforms.sort((one, other) => byName.compare(one.name, other.name));
     const name = station.name || `Station ${station.id}`;
     return element(
         "li",
@@ -55,18 +45,13 @@ function stationItem(station) {
 }
 
 function platformItem(platform, stationName) {
-    const track = trackOf(platform, stationName);
+    const track = platform.track || String(platform.id);
     const link = element("a", { href: `/board?platform=${platform.id}` }, fromFeed(track));
     link.setAttribute("aria-label", `${stationName}, platform ${track}`);
     return element("li", {}, link);
 }
 
-/** A platform's name without the station's in front of it. */
-function trackOf(platform, stationName) {
-    const name = platform.name || platform.abrv || String(platform.id);
-    const track = name.startsWith(stationName) ? name.slice(stationName.length).trim() : "";
-    return track || name;
-}
+const kServerWords = { online: "online", offline: "offline", unknown: "not known" };
 
 const kLinkWords = {
     connecting: "is being connected",
@@ -82,7 +67,7 @@ function showStatus(status) {
     const state = {
         "Comes from": status.link.name,
         Link: link,
-        "Signalling server": status.server_online ? "online" : "offline",
+        "Signalling server": kServerWords[status.server_status] ?? status.server_status,
         "Automatic messages": status.automatic_messages ? "on" : "off",
         Clock: `${status.clock.text}, ${status.clock.source === "feed" ? "the feed's" : "this machine's"}`,
         Revision: status.revision,
@@ -96,6 +81,6 @@ function showStatus(status) {
 }
 
 document.documentElement.dataset.theme = new URLSearchParams(location.search).get("theme") ?? "";
-for (const answer of Object.values(answers)) answer.refresh();
+boards.refresh();
 // A new platform changes its station's list, too; the platforms themselves change with every train.
 stream.follow("/api/v1/changes?tables=stations");

@@ -1,6 +1,7 @@
 // The rows of the board: takes what is to be shown of the trains, keeps a table row per train, moves rows calmly,
 // and shows as many as stand whole in the room there is.
 import { element, fromFeed } from "./dom.js";
+import { isLongMark } from "./words.js";
 
 const kMove = { duration: 500, easing: "cubic-bezier(0.2, 0, 0, 1)" };
 
@@ -11,6 +12,7 @@ export class Rows {
         this._room = room;
         this._rows = new Map();
         new ResizeObserver(() => this.fit()).observe(room);
+        document.fonts.addEventListener("loadingdone", () => this.fit()); // rows are as high as their font makes them
     }
 
     /** Shows these trains in their order; answers those that there is room for. */
@@ -83,14 +85,19 @@ function cellsOf(view) {
         cell("at", view.status === "cancelled" ? element("s", {}, view.at) : view.at),
         cell("line", ...badgeOf(view.line)),
         cell("to", headingOf(view), ...callsOf(view.calls)),
-        cell("from", element("b", { dir: "auto" }, view.from)),
+        cell("from", element("b", { dir: "auto", ...longMark(view.from) }, view.from)),
         cell("now", element("div", { class: "headline" }, view.headline), ...detailOf(view)),
     ];
 }
 
+function longMark(text) {
+    return isLongMark(text) ? { "data-long": "" } : {};
+}
+
 function badgeOf(line) {
     if (!line) return [];
-    return [element("abbr", { class: "badge", dir: "auto", "data-colour": line.colour, title: line.name }, line.text)];
+    const attributes = { class: "badge", dir: "auto", "data-colour": line.colour, title: line.name };
+    return [element("abbr", { ...attributes, ...longMark(line.text) }, line.text)];
 }
 
 function headingOf(view) {

@@ -1,5 +1,7 @@
 // What a departure says on the board: takes one of the API's departures, gives texts and nothing of the page.
 
+const kLongestMark = 5;
+
 /** Whole minutes between the two times as they are shown; below 0 when it is early. */
 export function minutesLate(departure) {
     return Math.floor(departure.expected / 60) - Math.floor(departure.scheduled / 60);
@@ -31,6 +33,11 @@ export function spokenSpan(minutes) {
 /** How long ago something was, in seconds below a minute. */
 export function ageText(seconds) {
     return seconds < 60 ? `${Math.max(0, Math.floor(seconds))} s` : shortSpan(Math.floor(seconds / 60));
+}
+
+/** Whether a track or a line's mark is no number or few letters but a name, which stands smaller. */
+export function isLongMark(text) {
+    return text.length > kLongestMark;
 }
 
 /** One of ten colours; neighbouring ids get different ones. */
@@ -127,7 +134,7 @@ export function viewsOf(departures) {
             minutes: minutesLate(departure),
             line: lineOf(departure.line),
             to: destinationOf(departure),
-            from: departure.platform.track || departure.platform.name,
+            from: departure.platform.track,
             notes: notesOf(departure),
             calls: callsOf(departure, near),
             near,

@@ -207,4 +207,22 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
     return json.str();
 }
 
+std::string boardsJson(const Picture& picture) {
+    base::JsonText json;
+    json.beginObject().key("stations").beginArray();
+    picture.stations.forEach([&](int id, const std::shared_ptr<const RowOf<Station>>& row) {
+        const Station& station = row->record;
+        json.beginObject().key("id").number(id).key("name").text(station.getName()).key("platforms").beginArray();
+        for (const int platformId : idsUnder(picture.platformsOfStation, id)) {
+            const PlatformInfo* platform = recordIn(picture.platforms, platformId);
+            if (platform == nullptr) continue;
+            json.beginObject().key("id").number(platformId).key("name").text(platform->getName());
+            json.key("track").text(trackOf(*platform, &station)).endObject();
+        }
+        json.endArray().endObject();
+    });
+    json.endArray().endObject();
+    return json.str();
+}
+
 }  // namespace pis::picture

@@ -1,4 +1,4 @@
-// The next departures of a station or a platform, read from a picture.
+// The next departures of a station or a platform, and the places that have them, read from a picture.
 #ifndef PIS_PICTURE_DEPARTURES_H
 #define PIS_PICTURE_DEPARTURES_H
 
@@ -25,6 +25,10 @@ bool knows(const Picture& picture, const DepartureQuery& query);
 /// platforms asked for, not the tables.
 /// @param now in service time, from the clock.
 std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now);
+
+/// Every station with its platforms, in the order of the ids, as one JSON object: what departures can be asked for,
+/// under the names that the departures bear. Platforms without a station of the picture are left out.
+std::string boardsJson(const Picture& picture);
 
 }  // namespace pis::picture
 

@@ -130,6 +130,7 @@ Api::Api(Surroundings surroundings, ApiOptions options)
     }
     addRoute("/api/v1/stations/{id}/departures", &Api::stationDepartures);
     addRoute("/api/v1/platforms/{id}/departures", &Api::platformDepartures);
+    addRoute("/api/v1/boards", &Api::boards);
     addRoute("/api/v1/changes", &Api::changes);
     addRoute("/api/v1/status", &Api::status);
     addRoute("/healthz", &Api::alive);
@@ -321,6 +322,16 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
     const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
     const auto body =
         _bodies.get(key, validity, "", [&] { return picture::departuresJson(*picture, query, _around.clock, now); });
+    return answerWith(request, *body);
+}
+
+HttpAnswer Api::boards(const HttpRequest& request, const RequestTarget& target) const {
+    target.allow({});
+    const std::shared_ptr<const picture::Picture> picture = _around.published.current();
+    requireReady(*picture);
+    const picture::Revision revision =
+        std::max(picture->revisionOf(records::Table::STATIONS), picture->revisionOf(records::Table::PLATFORMS));
+    const auto body = _bodies.get(target.path(), revision, "", [&] { return picture::boardsJson(*picture); });
     return answerWith(request, *body);
 }
 

@@ -57,6 +57,7 @@ private:
     HttpAnswer record(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer stationDepartures(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer platformDepartures(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer boards(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer changes(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer status(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer alive(const HttpRequest& request, const RequestTarget& target) const;

@@ -20,8 +20,8 @@ namespace {
 constexpr unsigned kHttp11 = 11;
 
 constexpr const char* kPolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; base-uri 'none'; "
-    "form-action 'none'; frame-ancestors 'none'";
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; font-src 'self'; connect-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
 /// "Fri, 20 Nov 2026 13:25:08 GMT", whatever the locale.
 std::string httpDate() {

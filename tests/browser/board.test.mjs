@@ -1,11 +1,12 @@
 // The board on the program itself, fed record by record: trains come, are late, board, are cancelled, pass and go.
 import assert from "node:assert/strict";
 import { readFile } from "node:fs/promises";
-import { after, afterEach, before, beforeEach, test } from "node:test";
-import { closeClean, openPage, startBrowser, waitForRows, waitUntilHeard } from "./support/browser.mjs";
+import { after, afterEach, before, beforeEach } from "node:test";
+import { closeClean, fontsOf, openPage, startBrowser, waitForFonts, waitForRows, waitUntilHeard } from "./support/browser.mjs";
 import { accessibilityTree, layoutFaults } from "./support/looks.mjs";
 import * as rail from "./support/railway.mjs";
 import { Service } from "./support/service.mjs";
+import { test } from "./support/waiting.mjs";
 
 let browser;
 let service;
@@ -128,6 +129,10 @@ test("a platform's board shows its track and its trains alone", async () => {
     service.feed(rail.serviceStop(72, 7, 102, rail.at("07:00"), 300));
     await waitForFirst(page, /5 min late$/);
     assert.deepEqual(await layoutFaults(page), []);
+
+    service.feed(rail.platform(21, 2, "Birch Park"));
+    await page.waitForFunction(() => document.title === "Departures: Birch Park");
+    assert.equal(await page.locator("#track").isVisible(), false, "a name that stands there already");
     await closeClean(page);
 });
 
@@ -178,8 +183,36 @@ test("names of the feed stay texts, whatever they hold", async () => {
     }
 });
 
-test("pages allow their own scripts and styles alone, and are asked for again with their tag", async () => {
-    for (const path of ["/", "/board", "/pages/board.js", "/pages/board.css", "/pages/icon.svg"]) {
+test("the pages stand in the font that they bring, marks above and letters of Latin Europe too", async () => {
+    service.feed(rail.clock("06:50"), ...rail.network(), rail.station(3, "Żółwin Ångström", "Ż", [31]));
+    service.feed(...rail.train(7, "07:00"));
+    for (const path of ["/", `/board?${rail.kBirchPark}`]) {
+        const page = await openPage(browser, service.origin + path);
+        await page.getByText("Żółwin Ångström").first().waitFor();
+        await waitForFonts(page);
+        const families = await fontsOf(page, "body *");
+        assert.deepEqual(
+            families.filter((family) => !family.endsWith("(own)")),
+            [],
+        );
+        assert.notEqual(families.length, 0);
+        await closeClean(page);
+    }
+});
+
+test("pages allow their own scripts, styles and fonts alone, and are asked for again with their tag", async () => {
+    const kTypes = { html: "text/html", js: "text/javascript", css: "text/css", svg: "image/svg+xml" };
+    Object.assign(kTypes, { woff2: "font/woff2", txt: "text/plain" });
+    for (const path of [
+        "/",
+        "/board",
+        "/pages/board.js",
+        "/pages/board.css",
+        "/pages/icon.svg",
+        "/pages/fonts/inter-latin-wght-normal.woff2",
+        "/pages/fonts/inter-latin-ext-wght-normal.woff2",
+        "/pages/fonts/OFL.txt",
+    ]) {
         const first = await fetch(service.origin + path);
         assert.equal(first.status, 200, path);
         const policy = first.headers
@@ -189,13 +222,30 @@ test("pages allow their own scripts and styles alone, and are asked for again wi
         assert.ok(policy.includes("default-src 'none'"), path);
         assert.ok(policy.includes("script-src 'self'"), path);
         assert.ok(policy.includes("style-src 'self'"), path);
+        assert.ok(policy.includes("font-src 'self'"), path);
         assert.ok(policy.includes("frame-ancestors 'none'"), path);
         assert.equal(first.headers.get("x-content-type-options"), "nosniff", path);
         const again = await fetch(service.origin + path, { headers: { "If-None-Match": first.headers.get("etag") } });
         assert.equal(again.status, 304, path);
         const name = { "/": "index.html", "/board": "board.html" }[path] ?? path.slice("/pages/".length);
-        assert.equal(await first.text(), await readFile(`${process.env.PIS_PAGES}/${name}`, "utf8"), path);
+        assert.equal(first.headers.get("content-type").split(";")[0], kTypes[name.split(".").pop()], path);
+        const file = await readFile(`${process.env.PIS_PAGES}/${name}`);
+        assert.ok(file.equals(Buffer.from(await first.arrayBuffer())), path);
     }
+});
+
+test("a platform's track is the same in the list of stations and on the boards", async () => {
+    service.feed(rail.clock("06:50"), ...rail.network());
+    service.feed(rail.station(2, "West", "W", [21, 22]), rail.platform(21, 2, "Westgate 1"));
+    service.feed(rail.platform(22, 2, "West  2 B"), ...rail.train(7, "07:00"));
+    await service.until("/api/v1/platforms/22/departures", ({ platform }) => platform.track === "2 B");
+    const list = await openPage(browser, `${service.origin}/`);
+    await list.getByRole("link", { name: "West, platform 2 B", exact: true }).waitFor();
+    assert.equal(await list.getByRole("link", { name: "West, platform Westgate 1", exact: true }).count(), 1);
+    await closeClean(list);
+    const board = await openBoard();
+    await waitForFirst(board, /\| Westgate 1 \| On time$/);
+    await closeClean(board);
 });
 
 test("the list of stations leads to every board", async () => {

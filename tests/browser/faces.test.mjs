@@ -1,11 +1,11 @@
 // The board against a service whose answers are written here: every face it has, what screen readers hear and how
 // often, and connections that are lost.
 import assert from "node:assert/strict";
-import { test } from "node:test";
 import { closeClean, rowOf, rowsOf, waitForRows, waitUntilHeard } from "./support/browser.mjs";
 import { kStationPath, openBoard, openTrains, service, show, useFakeService } from "./support/fake-board.mjs";
 import { departure, everyState, kStation } from "./support/fake-service.mjs";
 import { layoutFaults } from "./support/looks.mjs";
+import { test, until } from "./support/waiting.mjs";
 
 useFakeService();
 
@@ -36,7 +36,11 @@ test("says a change once, however often the service ticks", async () => {
     const ticked = async () => {
         const before = service.requests.length;
         service.tick({ clock: { seconds: 25320, text: "07:02", source: "feed" } });
-        while (service.requests.length === before) await page.waitForTimeout(20);
+        await until(
+            () => service.requests.length,
+            (length) => length > before,
+            () => "the board does not ask after a tick",
+        );
     };
     await ticked();
     const moved = { ...first, platform: { id: 10, name: "Harbour Central 2", track: "2" } };
@@ -128,8 +132,15 @@ test("says that the feed is silent, and for how long", async () => {
     show(departure());
     const page = await openTrains();
     assert.equal(await page.locator("#banner").isVisible(), false);
-    service.tick({ stale: true, silent_seconds: 57.2 });
-    await page.getByText(/^No news from the signalling side for 5\d s\. Times may be wrong\.$/).waitFor();
+    service.tick({ stale: true, silent_seconds: 3.2 });
+    const seconds = page.getByText(/^No news from the signalling side for \d+ s\. Times may be wrong\.$/);
+    const first = await seconds.innerText();
+    await until(
+        () => seconds.innerText(),
+        (text) => text !== first,
+        () => `The age stays "${first}"`,
+    );
+    service.tick({ stale: true, silent_seconds: 60.4 });
     await page.getByText("No news from the signalling side for 1 min.").waitFor();
     service.tick({ stale: false, silent_seconds: 0 });
     await page.locator("#banner").waitFor({ state: "hidden" });
@@ -138,6 +149,28 @@ test("says that the feed is silent, and for how long", async () => {
         "There is no news from the signalling side. Times may be wrong.",
         "The times are up to date again.",
     ]);
+    await closeClean(page);
+});
+
+test("says that the signalling server is offline, and of a feed that never spoke of it nothing", async () => {
+    show(departure());
+    const page = await openTrains();
+    const banner = page.locator("#banner");
+    service.tick({ server_online: false, server_status: "offline" });
+    await banner.getByText(/^The signalling server is offline\. Times may be wrong\.$/).waitFor();
+    assert.deepEqual(await layoutFaults(page), []);
+    service.tick({ stale: true, silent_seconds: 100 });
+    await banner.getByText("No news from the signalling side for 1 min.").waitFor();
+    service.tick({ stale: false, silent_seconds: 0 });
+    await banner.getByText("The signalling server is offline.").waitFor();
+    service.tick({ server_online: false, server_status: "unknown" });
+    await banner.waitFor({ state: "hidden" });
+    service.tick({ server_online: false, server_status: "offline" });
+    await banner.waitFor();
+    service.tick({ server_online: true, server_status: "online" });
+    await banner.waitFor({ state: "hidden" });
+    await waitUntilHeard(page, "The signalling server is offline. Times may be wrong.");
+    await waitUntilHeard(page, "The times are up to date again.");
     await closeClean(page);
 });
 
@@ -176,11 +209,12 @@ test("gives its connection back while it stands in the background", async () => 
             Object.defineProperty(document, "hidden", { configurable: true, value });
             document.dispatchEvent(new Event("visibilitychange"));
         }, hidden);
-    const streamsBecome = async (count) => {
-        const end = Date.now() + 20000;
-        while (service.streams !== count && Date.now() < end) await page.waitForTimeout(20);
-        assert.equal(service.streams, count);
-    };
+    const streamsBecome = (count) =>
+        until(
+            () => service.streams,
+            (streams) => streams === count,
+            (streams) => `${streams} streams, not ${count}`,
+        );
     await streamsBecome(1);
     await turn(true);
     await streamsBecome(0);
@@ -206,11 +240,18 @@ test("asks twice a second at most, and shows the last of many changes", async ()
     const asked = () => service.requests.filter((path) => path.startsWith(kStationPath)).length;
     const before = asked();
     const start = performance.now();
-    for (let minute = 10; minute < 40; minute += 1) {
-        show(departure({ scheduled: 25200 + minute * 60 }));
-        await page.waitForTimeout(30);
-    }
-    await waitForRows(page, (rows) => rows[0].startsWith("07:39"), "the last change");
+    let last;
+    const change = () => {
+        last = departure({ scheduled: (last?.scheduled ?? 25500) + 60 });
+        show(last);
+        return asked() - before;
+    };
+    await until(
+        change,
+        (requests) => requests >= 4,
+        (requests) => `only ${requests} requests`,
+    );
+    await waitForRows(page, (rows) => rows[0].startsWith(last.scheduled_text), "the last change");
     const mayAsk = 2 + (performance.now() - start) / 500;
     assert.ok(asked() - before <= mayAsk, `${asked() - before} requests, at most ${mayAsk.toFixed(1)}`);
     await closeClean(page);

@@ -1,10 +1,11 @@
 // docs/openapi.json held against the answers of the program: every path with every status that is described, on a small
 // feed and on the sample railway; and no answer that is not described.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
+import { after, before } from "node:test";
 import { Description, fetchRaw } from "./support/description.mjs";
 import * as rail from "./support/railway.mjs";
 import { Service } from "./support/service.mjs";
+import { kHangMs, test } from "./support/waiting.mjs";
 
 // Metrics are refused to other machines alone, and the tests stay on this one.
 const kNotFromHere = ["/metrics 403"];
@@ -64,6 +65,7 @@ test("before anything is known", async () => {
         if (isRecord(path)) await expect(503, path, { id: 1 });
         if (isDepartures(path)) assert.equal(jsonOf(await expect(200, path, { id: 2 })).status, "no_data");
     }
+    await expect(503, "/api/v1/boards");
     await expect(503, "/readyz");
     await expect(503, "/api/v1/changes", { query: "?station=2" });
     await expect(200, "/healthz");
@@ -168,10 +170,10 @@ test("problems that may stand anywhere", async () => {
     assert.deepEqual([head.status, head.body.length], [200, 0]);
 });
 
-/** Reads a stream of events until the predicate is satisfied by those that came. */
-async function readEvents(query, headers, isEnough, afterFirst = () => {}) {
+/** Reads a stream of events until the predicate, which is asked as they come, is satisfied by all so far. */
+async function readEvents(query, headers, isEnough) {
     const stop = new AbortController();
-    const timeOut = setTimeout(() => stop.abort(), 20000);
+    const timeOut = setTimeout(() => stop.abort(), kHangMs);
     const response = await fetch(`${service.origin}/api/v1/changes${query}`, { headers, signal: stop.signal });
     const type = response.headers.get("content-type");
     assert.deepEqual(
@@ -183,13 +185,11 @@ async function readEvents(query, headers, isEnough, afterFirst = () => {}) {
     const decoder = new TextDecoder();
     for await (const chunk of response.body) {
         text += decoder.decode(chunk, { stream: true });
-        const before = events.length;
         events = text
             .split("\n\n")
             .slice(0, -1)
             .map(eventOf)
             .filter(({ kind }) => kind);
-        if (before === 0 && events.length > 0) afterFirst();
         if (isEnough(events)) break;
     }
     clearTimeout(timeOut);
@@ -225,15 +225,15 @@ function faultsOfEvent({ kind, data }) {
 
 test("the stream of changes: the whole, what changes, what goes, and where it was left", async () => {
     const kinds = (events) => events.map(({ kind }) => kind);
-    const events = await readEvents(
-        "",
-        {},
-        (seen) => kinds(seen).includes("remove"),
-        () => {
-            service.feed(rail.line(4, "New", "N4"), rail.serviceStop(72, 7, 102, rail.at("07:00"), 60));
-            setTimeout(() => service.feed(rail.remove(2, 4)), 200);
-        },
-    );
+    // Each step is taken once what it builds on has come.
+    const steps = [
+        { on: "revision", feed: [rail.line(4, "New", "N4"), rail.serviceStop(72, 7, 102, rail.at("07:00"), 60)] },
+        { on: "update", feed: [rail.remove(2, 4)] },
+    ];
+    const events = await readEvents("", {}, (seen) => {
+        if (steps.length > 0 && kinds(seen).includes(steps[0].on)) service.feed(...steps.shift().feed);
+        return kinds(seen).includes("remove");
+    });
     for (const event of events) assert.deepEqual(faultsOfEvent(event), [], event.kind);
     assert.equal(events[0].kind, "reset");
     assert.equal(events[1].kind, "revision");

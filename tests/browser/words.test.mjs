@@ -38,6 +38,11 @@ test("lateness is that of the times shown", () => {
     assert.equal(viewOf({ scheduled: 25200, delay: -1 }).detail, "1 min early");
 });
 
+test("a track is long that is a name", () => {
+    for (const short of ["", "1", "12 B", "NB", "Track"]) assert.equal(words.isLongMark(short), false, short);
+    for (const long of ["RE-16APR", "Westgate 1"]) assert.equal(words.isLongMark(long), true, long);
+});
+
 test("every line id has one of ten colours", () => {
     for (const id of [0, 9, 10, -1, -2147483648, 2147483647]) {
         const colour = words.colourOfLine(id);

@@ -409,6 +409,24 @@ TEST_F(DeparturesTest, TheTrackIsThePlatformsNameWithoutTheStations) {
     EXPECT_EQ(trackOf("Track 1"), "Track 1");
 }
 
+TEST_F(DeparturesTest, TheBoardsAreTheStationsWithTheirPlatformsAndTracks) {
+    addPlatform(8, "Harbour Centrally 1", 5);
+    addPlatform(10, "Quay \"B\"", 5);
+    addPlatform(99, "Nowhere 1", 77);
+    Station halt(4);
+    halt.setName("Halt");
+    update(halt);
+    publish();
+    EXPECT_EQ(boardsJson(*picture),
+              R"({"stations":[{"id":4,"name":"Halt","platforms":[]},)"
+              R"({"id":5,"name":"Harbour Central","platforms":[)"
+              R"({"id":8,"name":"Harbour Centrally 1","track":"Harbour Centrally 1"},)"
+              R"({"id":9,"name":"Harbour Central 1","track":"1"},)"
+              R"({"id":10,"name":"Quay \"B\"","track":"Quay \"B\""}]},)"
+              R"({"id":6,"name":"Customs Quay","platforms":[{"id":11,"name":"Customs Quay 1","track":"1"}]},)"
+              R"({"id":7,"name":"Lännavik","platforms":[{"id":13,"name":"Lännavik 1","track":"1"}]}]})");
+}
+
 // --- Order --------------------------------------------------------------------------------------
 
 TEST_F(DeparturesTest, ComeByExpectedThenScheduledTimeThenService) {

@@ -4,10 +4,10 @@ import { readFile } from "node:fs/promises";
 import { createServer } from "node:http";
 import { once } from "node:events";
 
-const kTypes = { css: "text/css", html: "text/html", js: "text/javascript", svg: "image/svg+xml" };
+const kTypes = { css: "text/css", html: "text/html", js: "text/javascript", svg: "image/svg+xml", woff2: "font/woff2" };
 const kPolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; " +
-    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; font-src 'self'; " +
+    "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
 export function statusOf(changes = {}) {
     return {
@@ -17,6 +17,7 @@ export function statusOf(changes = {}) {
         clock: { seconds: 25260, text: "07:01", source: "feed" },
         link: { name: "fake", state: "up", since: "2018-05-14T05:00:00.000Z", detail: "" },
         server_online: true,
+        server_status: "online",
         automatic_messages: true,
         last_record_at: "2018-05-14T05:01:00.000Z",
         silent_seconds: 0.5,

@@ -55,6 +55,42 @@ export function layoutFaults(page) {
     });
 }
 
+/**
+ * Texts that a passenger acts on and that are not whole: wider than their place, ended by an ellipsis, or with letters
+ * that reach out of what cuts them above or below. With how many were measured.
+ */
+export function cutTexts(page) {
+    return page.evaluate(() => {
+        const kinds =
+            "h1, .kind, #track-name, #clock, #banner, th, td.at, .badge, .destination, .note, td.from b, .headline, .detail";
+        const faults = [];
+        let measured = 0;
+        for (const node of document.querySelectorAll(kinds)) {
+            const style = getComputedStyle(node);
+            const isEmpty = node.textContent.trim() === "";
+            if (isEmpty || !node.checkVisibility() || style.clipPath !== "none" || node.querySelector(".only-heard")) {
+                continue;
+            }
+            measured += 1;
+            const name = `<${node.className || node.id || node.tagName}> "${node.textContent.slice(0, 30)}"`;
+            const range = document.createRange();
+            range.selectNodeContents(node);
+            const text = range.getBoundingClientRect();
+            const box = node.getBoundingClientRect();
+            const isWide = node.clientWidth > 0 && node.scrollWidth > node.clientWidth;
+            if (isWide || text.left < box.left - 0.5 || text.right > box.right + 0.5) {
+                faults.push(`${name} is wider than its place`);
+            }
+            const cuts = style.overflowY !== "visible";
+            if (cuts && node.scrollHeight > node.clientHeight + 1) faults.push(`${name} has more lines than are seen`);
+            if (cuts && (text.top < box.top - 0.5 || text.bottom > box.bottom + 0.5)) {
+                faults.push(`${name} has letters higher than its line`);
+            }
+        }
+        return { faults, measured };
+    });
+}
+
 /** Texts with less than 4.5:1 against what they stand on, and badges with less than 3:1; with how many were measured. */
 export function contrastFaults(page) {
     return page.evaluate(() => {

@@ -2,6 +2,7 @@
 // input, so that every moment of the railway is the test's own.
 import { spawn } from "node:child_process";
 import { once } from "node:events";
+import { until, withoutHanging } from "./waiting.mjs";
 
 const kProgram = process.env.PIS_PROGRAM;
 
@@ -25,13 +26,13 @@ export class Service {
     }
 
     async _saysWhere() {
-        const end = Date.now() + 20000;
-        while (Date.now() < end && this._process.exitCode === null) {
-            const found = this.log.match(/listening on (http:\/\/[^\s/]+)\//);
-            if (found) return found[1];
-            await new Promise((done) => setTimeout(done, 20));
-        }
-        throw new Error(`pis serve does not listen; it says: ${this.log}`);
+        const found = await until(
+            () => this.log.match(/listening on (http:\/\/[^\s/]+)\//),
+            (match) => match !== null || this._process.exitCode !== null,
+            () => `pis serve does not listen; it says: ${this.log}`,
+        );
+        if (found === null) throw new Error(`pis serve ended; it says: ${this.log}`);
+        return found[1];
     }
 
     /** Feeds records. They are in the picture a moment later. */
@@ -46,7 +47,7 @@ export class Service {
 
     async stop() {
         if (this._process.exitCode === null) this._process.kill("SIGTERM");
-        const [status] = await this._ended;
+        const [status] = await withoutHanging(this._ended, `pis serve does not end; it says: ${this.log}`);
         return status;
     }
 
@@ -57,14 +58,11 @@ export class Service {
     }
 
     /** Waits until the picture is such that the path's answer satisfies the predicate. */
-    async until(path, isWanted) {
-        const end = Date.now() + 20000;
-        let answer = null;
-        while (Date.now() < end) {
-            answer = await this.get(path);
-            if (isWanted(answer)) return answer;
-            await new Promise((done) => setTimeout(done, 20));
-        }
-        throw new Error(`${path} stays ${JSON.stringify(answer)}`);
+    until(path, isWanted) {
+        return until(
+            () => this.get(path),
+            isWanted,
+            (answer) => `${path} stays ${JSON.stringify(answer)}`,
+        );
     }
 }
