@@ -1,6 +1,6 @@
 #include "base/JsonText.h"
 
-#include <cstdio>
+#include "base/Numbers.h"
 
 namespace pis::base {
 
@@ -100,9 +100,7 @@ void JsonText::appendQuoted(std::string_view value) {
             _text += '\\';
             _text += letter;
         } else if (static_cast<unsigned char>(character) < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(character));
-            _text += escaped;
+            _text += "\\u" + inHex(static_cast<unsigned char>(character), 4);
         } else {
             _text.append(value.substr(0, length));
         }

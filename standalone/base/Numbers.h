@@ -2,6 +2,7 @@
 #ifndef PIS_BASE_NUMBERS_H
 #define PIS_BASE_NUMBERS_H
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -25,6 +26,15 @@ std::optional<Number> numberIn(std::string_view text) {
         if (!std::isfinite(number)) return std::nullopt;
     }
     return number;
+}
+
+/// A number in hexadecimal digits, filled up with zeros to a width: "001f".
+inline std::string inHex(std::uint64_t number, std::size_t width) {
+    constexpr int kBase = 16;
+    std::array<char, 16> digits{};
+    const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number, kBase).ptr;
+    const auto length = static_cast<std::size_t>(end - digits.data());
+    return std::string(width > length ? width - length : 0, '0').append(digits.data(), length);
 }
 
 /// 1234567 as "1,234,567", whatever the locale.

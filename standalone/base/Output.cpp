@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <system_error>
 
+#include "base/Numbers.h"
+
 namespace pis::base {
 
 namespace {
@@ -51,9 +53,7 @@ std::string onOneLine(std::string_view text) {
     for (const char character : text) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte < 0x20 || byte == 0x7f) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
-            line += escaped;
+            line += "\\x" + inHex(byte, 2);
         } else {
             line += character;
         }

@@ -2,19 +2,20 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
-#include <limits>
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "base/Numbers.h"
 #include "base/Output.h"
 #include "feed/ElementTypes.h"
 #include "feed/FeedReader.h"
+#include "feed/Intake.h"
 
 namespace pis::check {
 
@@ -22,13 +23,12 @@ using namespace SignallingCodes;
 
 namespace {
 
-/// True for a text that is a whole number of 32 bits and nothing else.
-bool isNumber(const char* text) {
-    char* end = nullptr;
-    errno = 0;
-    const long long number = std::strtoll(text, &end, 10);
-    return end != text && *end == '\0' && errno == 0 && number >= std::numeric_limits<int>::min() &&
-           number <= std::numeric_limits<int>::max();
+/// A whole number of 32 bits as the store reads it, leading white space and a plus sign included; nothing where
+/// something else stands in the text, too.
+std::optional<int> numberAsRead(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
+    return base::numberIn<int>(text);
 }
 
 std::vector<std::string> itemsOf(const std::string& list) {
@@ -132,7 +132,7 @@ public:
 
     /// Reports what shows only at the end of the feed. True when nothing was found at all.
     bool finish() {
-        if (!_snapshotBegin.empty()) find(_snapshotBegin + ": the snapshot that begins here does not end");
+        if (_intake.inSnapshot()) find(_snapshotBegin + ": the snapshot that begins here does not end");
         for (const std::string& sentence : _references.namingNothing()) find(sentence);
         base::printLine(base::counted(_records, "record") + ", " +
                         (_findings == 0 ? std::string("no findings") : base::counted(_findings, "finding")));
@@ -140,32 +140,28 @@ public:
     }
 
 private:
+    /// What the store would make of a record is the intake's to say.
     void look(const feed::FeedRecord& record) {
+        const feed::Intake::Verdict verdict = _intake.accept(record);
+        if (!verdict.reason.empty()) findHere(verdict.reason);
+        const bool counts = verdict.outcome == feed::Outcome::DELIVERED;
         switch (record.kind) {
-            case feed::FeedRecord::UPDATE: lookAtUpdate(record); break;
-            case feed::FeedRecord::DELETION: lookAtDeletion(record); break;
-            case feed::FeedRecord::SNAPSHOT_BEGIN: _snapshotBegin = _place; break;
-            case feed::FeedRecord::SNAPSHOT_END:
-                if (_snapshotBegin.empty()) findHere("the snapshot that ends here has not begun");
-                _snapshotBegin.clear();
+            case feed::FeedRecord::UPDATE: lookAtUpdate(record, counts); break;
+            case feed::FeedRecord::DELETION:
+                if (counts) lookAtDeletion(record);
                 break;
+            case feed::FeedRecord::SNAPSHOT_BEGIN: _snapshotBegin = _place; break;
+            case feed::FeedRecord::SNAPSHOT_END: break;
         }
     }
 
-    void lookAtUpdate(const feed::FeedRecord& record) {
+    /// @param counts whether the record is about an element.
+    void lookAtUpdate(const feed::FeedRecord& record, bool counts) {
         const feed::ElementType* type = feed::findElementType(record.type);
-        if (type == nullptr) {
-            findHere(fmt::format("unknown code {}: the record is ignored", record.type));
-            return;
-        }
-        const bool status = type->table > SERVICE_STOP;
-        if (status && record.id != 1) {
-            findHere(fmt::format("{} {}: only record 1 is taken, this one is ignored", type->name, record.id));
-        } else if (record.id == 0) {
-            findHere(fmt::format("{} 0: a record with id 0 is ignored", type->name));
-        } else if (type->hasTable()) {
+        if (type == nullptr) return;
+        if (counts && type->hasTable()) {
             _references.define(type->code, record.id);
-        } else if (!status) {
+        } else if (counts && !type->isStatus()) {
             _references.refer(type->table, record.id, [&] { return fmt::format("{}: {}", _place, type->name); });
         }
         lookAtFields(*type, record);
@@ -202,7 +198,7 @@ private:
             case feed::FieldType::NOT_USED: break;
             case feed::FieldType::FLAG: lookAtFlag(what, text); break;
             case feed::FieldType::INTEGER:
-                if (!isNumber(text)) findIn(what, " is " + base::quoted(text) + ", not a number of 32 bits");
+                if (!numberAsRead(text)) findIn(what, " is " + base::quoted(text) + ", not a number of 32 bits");
                 break;
             case feed::FieldType::NUMBER_OF: lookAtId(what, text); break;
             case feed::FieldType::LIST_OF:
@@ -219,19 +215,16 @@ private:
     }
 
     void lookAtId(const FieldOfRecord& what, const char* text) {
-        if (!isNumber(text)) return findIn(what, " holds " + base::quoted(text) + ", not a number of 32 bits");
-        const int id = std::atoi(text);
+        const std::optional<int> number = numberAsRead(text);
+        if (!number) return findIn(what, " holds " + base::quoted(text) + ", not a number of 32 bits");
+        const int id = *number;
         if (id == 0 && what.field().zeroMeansNone) return;
         _references.refer(what.field().refersTo, id, [&] { return _place + ": " + what.words(); });
     }
 
     void lookAtDeletion(const feed::FeedRecord& record) {
-        const feed::ElementType* type = feed::findElementType(record.type);
-        if (record.type != ALL_ELEMENTS && (type == nullptr || !type->hasTable())) {
-            findHere(fmt::format("a deletion with code {} removes nothing", record.type));
-        } else if (record.id != 0 && record.type != ALL_ELEMENTS) {
-            _references.refer(record.type, record.id, [this] { return _place + ": deletion"; });
-        }
+        if (record.id == 0 || record.type == ALL_ELEMENTS) return;
+        _references.refer(record.type, record.id, [this] { return _place + ": deletion"; });
     }
 
     void findIn(const FieldOfRecord& what, const std::string& fault) { findHere(what.words() + fault); }
@@ -245,7 +238,8 @@ private:
 
     References _references;
     std::string _place;
-    std::string _snapshotBegin;  // empty outside of a snapshot
+    std::string _snapshotBegin;  // the latest one
+    feed::Intake _intake{nullptr};
     std::uint64_t _records = 0;
     std::uint64_t _findings = 0;
 };

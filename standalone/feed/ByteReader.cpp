@@ -14,7 +14,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "base/Interrupt.h"
 #include "base/StopSignal.h"
 
 namespace pis::feed {
@@ -76,7 +75,7 @@ std::size_t ByteReader::read(char* to, std::size_t room) {
 }
 
 bool ByteReader::interrupted() const {
-    return base::Interrupt::requested() != 0 || (_stop != nullptr && _stop->given());
+    return _stop != nullptr && _stop->given();
 }
 
 /// Waits until there is something to read, be it the end. False on an interrupt and on failure.

@@ -36,7 +36,13 @@ struct ElementType {
     std::vector<FieldType> fields;
 
     /// True for a type with a table of its own, which is a type that can be deleted.
-    bool hasTable() const { return table == code && code <= SignallingCodes::SERVICE_STOP; }
+    bool hasTable() const { return table == code && !isStatus(); }
+
+    /// True for a type of which there is one record, number 1, and not one for each element.
+    bool isStatus() const { return table > SignallingCodes::SERVICE_STOP; }
+
+    /// True for trip stops and service stops: the store tells nobody of these.
+    bool isStop() const { return code == SignallingCodes::TRIP_STOP || code == SignallingCodes::SERVICE_STOP; }
 };
 
 /// Every type that the store takes, in the order of their codes.

@@ -7,15 +7,16 @@
 namespace pis::feed {
 
 struct FeedReader::Source {
-    explicit Source(const std::string& path) : bytes(path), records(bytes) {}
+    Source(const std::string& path, const base::StopSignal* stop) : bytes(path, stop), records(bytes) {}
 
     ByteReader bytes;
     RecordReader records;
 };
 
-FeedReader::FeedReader(const std::string& path) : _name(path == "-" ? "standard input" : path) {
+FeedReader::FeedReader(const std::string& path, const base::StopSignal* stop)
+    : _name(path == "-" ? "standard input" : path) {
     try {
-        _source = std::make_unique<Source>(path);
+        _source = std::make_unique<Source>(path, stop);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(_name + ": " + error.what());
     }

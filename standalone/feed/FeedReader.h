@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "base/StopSignal.h"
 #include "feed/FeedRecord.h"
 #include "feed/RecordReader.h"
 
@@ -17,8 +18,9 @@ public:
     using Next = RecordReader::Next;
 
     /// @param path a file, or "-" for standard input.
+    /// @param stop ends reading as if the feed ended there; may be null.
     /// @throws std::runtime_error "PATH: why" when it cannot be opened.
-    explicit FeedReader(const std::string& path);
+    explicit FeedReader(const std::string& path, const base::StopSignal* stop = nullptr);
     ~FeedReader();
 
     /// Reads the next record, passing over blank lines.

@@ -1,22 +1,24 @@
 #include "feed/Pace.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace pis::feed {
 
-void Pace::waitFor(const std::optional<double>& at) {
+void Pace::waitFor(const std::optional<double>& at, const std::function<void()>& waiting) {
     if (_speed <= 0 || !at) return;
     if (!_firstAt) {
         _firstAt = *at;
         _start = Clock::now();
     }
-    constexpr double kNotice = 0.05;  // seconds until an interrupt is seen
-    while (!_interrupted()) {
-        const std::chrono::duration<double> passed = Clock::now() - _start;
-        const double left = (*at - *_firstAt) / _speed - passed.count();
-        if (left <= 0) return;
-        std::this_thread::sleep_for(std::chrono::duration<double>(std::min(left, kNotice)));
+    constexpr double kFar = 1e9;  // seconds; farther ahead than anybody waits
+    constexpr std::chrono::milliseconds kNowAndThen{100};
+    const std::chrono::duration<double> ahead(std::clamp((*at - *_firstAt) / _speed, 0.0, kFar));
+    const Clock::time_point due = _start + std::chrono::duration_cast<Clock::duration>(ahead);
+    while (!_stop.given()) {
+        const Clock::time_point now = Clock::now();
+        if (now >= due) return;
+        if (waiting) waiting();
+        _stop.waitUntil(waiting ? std::min(due, now + kNowAndThen) : due);
     }
 }
 

@@ -43,7 +43,8 @@ std::string subjectOf(const feed::FeedRecord& record) {
 
 /// Whether a record brings something that tables show.
 bool isOfElement(const feed::FeedRecord& record) {
-    return record.kind == feed::FeedRecord::UPDATE && record.type <= SERVICE_STATE;
+    const feed::ElementType* type = feed::findElementType(record.type);
+    return record.kind == feed::FeedRecord::UPDATE && type != nullptr && !type->isStatus();
 }
 
 std::optional<PublicationTimer::Clock::time_point> earlier(std::optional<PublicationTimer::Clock::time_point> one,
@@ -61,11 +62,8 @@ FeedingThread::FeedingThread(PassengerInformationServer& store, std::unique_ptr<
       _options(std::move(options)),
       _inbox(_options.inboxCapacity),
       _builder(published, _options.wallClock),
-      _storage(store, {_options.maxElements, _options.wallClock},
-               [this](int type, int id) {
-                   takeEvents();  // they come before what is deleted next
-                   _builder.takeDeletion(type, id);
-               }),
+      _storeEntry(store),
+      _intake(this, {_options.maxElements, _options.wallClock}),
       _rareLog(report) {}
 
 FeedingThread::~FeedingThread() {
@@ -78,7 +76,7 @@ void FeedingThread::start() {
     platform::SendQueue::instance().setSink(
         [this](const platform::SendOperation& operation) { _link->send(operation); });
     {
-        const std::lock_guard<std::mutex> guard(_requestsMutex);
+        const base::MutexLock lock(_requestsMutex);
         _takesRequests = true;
     }
     _feedingThread = std::thread([this] { feed(); });
@@ -99,7 +97,7 @@ void FeedingThread::stop() {
 
     std::deque<WaitingRequest> notMade;
     {
-        const std::lock_guard<std::mutex> guard(_requestsMutex);
+        const base::MutexLock lock(_requestsMutex);
         _takesRequests = false;
         notMade.swap(_waiting);
     }
@@ -111,7 +109,7 @@ void FeedingThread::stop() {
 std::optional<std::future<void>> FeedingThread::request(Request request) {
     std::optional<std::future<void>> made;
     {
-        const std::lock_guard<std::mutex> guard(_requestsMutex);
+        const base::MutexLock lock(_requestsMutex);
         if (!_takesRequests || _waiting.size() >= kMostRequests) {
             ++_requestsRefused;
             return std::nullopt;
@@ -128,9 +126,10 @@ FeedingFigures FeedingThread::figures() const {
     figures.inbox = _inbox.size();
     figures.publications = _publications;
     figures.snapshots = _snapshots;
-    figures.elements = _storage.elements();
-    figures.secondsInStore = std::chrono::duration<double>(_storage.inStore()).count();
-    const std::lock_guard<std::mutex> guard(_requestsMutex);
+    figures.elements = _intake.elements();
+    figures.secondsInStore =
+        std::chrono::duration<double>(std::chrono::nanoseconds(_inStore.load(std::memory_order_relaxed))).count();
+    const base::MutexLock lock(_requestsMutex);
     figures.requestsWaiting = _waiting.size();
     figures.requests = _requests;
     figures.requestsRefused = _requestsRefused;
@@ -149,9 +148,9 @@ void FeedingThread::feed() {
     attempt("first picture", [this] { publish(); });
     while (!_stopping) {
         const std::optional<Clock::time_point> publication = publicationDue();
-        std::optional<signalling::LinkItem> item = _inbox.take(earlier(publication, _rareLog.due()));
+        std::optional<signalling::LinkItem> item = _inbox.pop(earlier(publication, _rareLog.due()));
         if (item) {
-            attempt("signalling feed", [&] { std::visit([this](const auto& kind) { take(kind); }, *item); });
+            attempt("signalling feed", [&] { std::visit([this](const auto& kind) { accept(kind); }, *item); });
             _timer.changed(Clock::now());
         }
         makeRequests();
@@ -162,36 +161,32 @@ void FeedingThread::feed() {
     }
 }
 
-void FeedingThread::take(const feed::FeedRecord& record) {
-    const bool beginsSnapshot = record.kind == feed::FeedRecord::SNAPSHOT_BEGIN && !_storage.inSnapshot();
-    if (beginsSnapshot) {
+void FeedingThread::accept(const feed::FeedRecord& record) {
+    if (record.kind == feed::FeedRecord::SNAPSHOT_BEGIN && !_intake.inSnapshot()) {
         if (_timer.due()) publish();  // what came before it need not wait for its end
         _snapshotBegan = Clock::now();
     }
-    const feed::Outcome outcome = _storage.take(record);
-    takeEvents();
-    const bool isStop = record.type == TRIP_STOP || record.type == SERVICE_STOP;
-    if (outcome == feed::Outcome::DELIVERED && record.kind == feed::FeedRecord::UPDATE && isStop) {
-        _builder.takeStop(record.type, record.id, record.fields);
-    }
-    if (outcome == feed::Outcome::REFUSED || outcome == feed::Outcome::FAILED) {
-        _rareLog.say(subjectOf(record) + " was " + outcomeName(outcome) + ": " + _storage.lastReason(), Clock::now());
+    const feed::Intake::Verdict verdict = _intake.accept(record);
+    passEvents();  // also those of a record that failed half-way
+    if (verdict.outcome == feed::Outcome::REFUSED || verdict.outcome == feed::Outcome::FAILED) {
+        _rareLog.say(subjectOf(record) + " was " + outcomeName(verdict.outcome) + ": " + verdict.reason, Clock::now());
     }
 
-    _snapshots = _storage.snapshots();
+    _snapshots = _intake.snapshots();
     feed::FeedStatus& feed = _builder.feed();
     feed.lastRecord = _options.wallClock();
     if (record.at) feed.at = record.at;
-    const bool isFirstRecord = isOfElement(record) && outcome == feed::Outcome::DELIVERED && !_storage.inSnapshot();
+    const bool isFirstRecord =
+        isOfElement(record) && verdict.outcome == feed::Outcome::DELIVERED && !_intake.inSnapshot();
     feed.ready = feed.ready || _snapshots > 0 || isFirstRecord;
 }
 
-void FeedingThread::take(const signalling::MalformedLine& line) {
-    _storage.countMalformed(line.type, line.fault);
+void FeedingThread::accept(const signalling::MalformedLine& line) {
+    _intake.countMalformed(line.type, line.fault);
     _rareLog.say("malformed line: " + line.fault, Clock::now());
 }
 
-void FeedingThread::take(const signalling::LinkChange& change) {
+void FeedingThread::accept(const signalling::LinkChange& change) {
     feed::FeedStatus& feed = _builder.feed();
     const bool isNew = feed.link != change.link;
     if (isNew) feed.linkSince = _options.wallClock();
@@ -200,21 +195,49 @@ void FeedingThread::take(const signalling::LinkChange& change) {
     platform::HostLog::say("signalling link " + _link->name() + ": " + linkStateName(change.link) +
                            (change.detail.empty() ? "" : ": " + change.detail));
 
-    if (change.link != feed::FeedStatus::UP && _storage.inSnapshot()) {
-        _storage.abandonSnapshot();
+    if (change.link != feed::FeedStatus::UP && _intake.inSnapshot()) {
+        _intake.abandonSnapshot();
         report("signalling link: the snapshot that had begun does not end: nothing that it leaves out was deleted");
     }
-    if (change.link != feed::FeedStatus::DOWN || !isNew) return;
-    const std::string fault = _storage.tellOffline();
-    takeEvents();
-    if (!fault.empty()) report("signalling server status: " + fault);
+    if (change.link == feed::FeedStatus::DOWN && isNew) tellOffline();
+}
+
+void FeedingThread::tellOffline() {
+    attempt("signalling server status", [this] { inStore([this] { _storeEntry.tellOffline(); }); });
+    passEvents();
+}
+
+// --- What the intake lets through -----------------------------------------------------------------
+
+void FeedingThread::onUpdate(const feed::FeedRecord& record) {
+    inStore([&] { _storeEntry.update(record); });
+    passEvents();
+    if (feed::findElementType(record.type)->isStop()) _builder.acceptStop(record);
+}
+
+void FeedingThread::onDeletion(int type, int id) {
+    inStore([&] { _storeEntry.remove(type, id); });
+    passEvents();  // they come before what is deleted next
+    _builder.acceptDeletion(type, id);
+}
+
+/// Enters the store, and takes the time of that, also where it throws.
+template <typename Action>
+void FeedingThread::inStore(Action action) {
+    struct Watch {
+        std::atomic<std::chrono::nanoseconds::rep>& total;
+        Clock::time_point entered = Clock::now();
+        ~Watch() { total.fetch_add((Clock::now() - entered).count(), std::memory_order_relaxed); }
+    };
+    const Watch watch{_inStore};
+    action();
 }
 
 void FeedingThread::makeRequests() {
     while (true) {
         WaitingRequest request;
         {
-            const std::lock_guard<std::mutex> guard(_requestsMutex);
+            const base::MutexLock lock(_requestsMutex);
             if (_stopping || _waiting.empty()) return;
             request = std::move(_waiting.front());
             _waiting.pop_front();
@@ -226,13 +249,13 @@ void FeedingThread::makeRequests() {
         } catch (...) {
             request.made.set_exception(std::current_exception());
         }
-        takeEvents();
+        passEvents();
     }
 }
 
 /// To be called when the store's entry point has returned: the events are what it changed.
-void FeedingThread::takeEvents() {
-    while (const auto event = platform::EventQueue::instance().pop()) _builder.take(*event);
+void FeedingThread::passEvents() {
+    while (const auto event = platform::EventQueue::instance().pop()) _builder.accept(*event);
 }
 
 void FeedingThread::publish() {
@@ -248,7 +271,7 @@ void FeedingThread::publish() {
 /// not see half a state: changed tables wait for its end, though not for ever.
 std::optional<FeedingThread::Clock::time_point> FeedingThread::publicationDue() const {
     const std::optional<Clock::time_point> due = _timer.due();
-    if (!due || !_storage.inSnapshot() || !_builder.hasChanges()) return due;
+    if (!due || !_intake.inSnapshot() || !_builder.hasChanges()) return due;
     return std::max(*due, _snapshotBegan + _options.snapshotPatience);
 }
 

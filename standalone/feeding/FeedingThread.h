@@ -1,5 +1,5 @@
-// The one thread that speaks to the store: takes what the link brings, hands it to the storage, keeps the picture
-// in step, makes requests. Owns the link, its thread, the storage and the picture's builder.
+// The one thread that speaks to the store: pops what the link brings, asks the intake about it, lets the store hear
+// it, keeps the picture in step, makes requests. Owns the link, its thread, the intake and the picture's builder.
 #ifndef PIS_FEEDING_FEEDINGTHREAD_H
 #define PIS_FEEDING_FEEDINGTHREAD_H
 
@@ -11,15 +11,15 @@
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
-#include "feed/IntakeCounts.h"
+#include "base/Mutex.h"
+#include "feed/Intake.h"
+#include "feed/StoreEntry.h"
 #include "feeding/PublicationTimer.h"
 #include "feeding/RareLog.h"
-#include "feeding/SignallingStorage.h"
 #include "picture/PictureBuilder.h"
 #include "picture/PublishedPicture.h"
 #include "signalling/Inbox.h"
@@ -42,11 +42,11 @@ struct FeedingFigures {
     std::uint64_t requestsRefused = 0;  ///< Because too many waited.
     std::uint64_t publications = 0;
     std::uint64_t snapshots = 0;  ///< Taken whole.
-    std::size_t elements = 0;     ///< In the signalling storage; a state belongs to its element.
+    std::size_t elements = 0;     ///< Known to the intake; a state belongs to its element.
     double secondsInStore = 0;    ///< In the store's entry points for elements.
 };
 
-class FeedingThread {
+class FeedingThread : private feed::IntakeReceiver {
 public:
     using Request = std::function<void(PassengerInformationServer&)>;
 
@@ -57,7 +57,7 @@ public:
                   picture::PublishedPicture& published, FeedingOptions options = {});
 
     /// Stops.
-    ~FeedingThread();
+    ~FeedingThread() override;
 
     /// Begins; to be called once. From now on the store's operations go to the link.
     void start();
@@ -73,7 +73,7 @@ public:
 
     /// May be called from any thread, as may counts().
     FeedingFigures figures() const;
-    feed::IntakeCounts counts() const { return _storage.counts(); }
+    feed::IntakeCounts counts() const { return _intake.counts(); }
 
     std::string linkName() const { return _link->name(); }
 
@@ -87,11 +87,16 @@ private:
 
     void runLink();
     void feed();
-    void take(const feed::FeedRecord& record);
-    void take(const signalling::MalformedLine& line);
-    void take(const signalling::LinkChange& change);
+    void accept(const feed::FeedRecord& record);
+    void accept(const signalling::MalformedLine& line);
+    void accept(const signalling::LinkChange& change);
+    void onUpdate(const feed::FeedRecord& record) override;
+    void onDeletion(int type, int id) override;
+    void tellOffline();
+    template <typename Action>
+    void inStore(Action action);
     void makeRequests();
-    void takeEvents();
+    void passEvents();
     void publish();
     std::optional<Clock::time_point> publicationDue() const;
 
@@ -100,7 +105,8 @@ private:
     const FeedingOptions _options;
     signalling::Inbox _inbox;
     picture::PictureBuilder _builder;
-    SignallingStorage _storage;
+    feed::StoreEntry _storeEntry;
+    feed::Intake _intake;
     PublicationTimer _timer;
     RareLog _rareLog;
     Clock::time_point _snapshotBegan;
@@ -108,11 +114,13 @@ private:
     std::atomic<std::uint64_t> _publications{0};
     std::atomic<std::uint64_t> _snapshots{0};
 
-    mutable std::mutex _requestsMutex;
-    std::deque<WaitingRequest> _waiting;  // guarded by _requestsMutex, as are the next three
-    bool _takesRequests = false;
-    std::uint64_t _requests = 0;
-    std::uint64_t _requestsRefused = 0;
+    std::atomic<std::chrono::nanoseconds::rep> _inStore{0};  // time in the store's entry points
+
+    mutable base::Mutex _requestsMutex;
+    std::deque<WaitingRequest> _waiting PIS_GUARDED_BY(_requestsMutex);
+    bool _takesRequests PIS_GUARDED_BY(_requestsMutex) = false;
+    std::uint64_t _requests PIS_GUARDED_BY(_requestsMutex) = 0;
+    std::uint64_t _requestsRefused PIS_GUARDED_BY(_requestsMutex) = 0;
 
     std::thread _linkThread;
     std::thread _feedingThread;

@@ -5,48 +5,33 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
-#include <utility>
 
-#include "SignallingController.h"
 #include "platform/TimeHistogram.h"
+#include "records/ObserverOperations.h"
 
 namespace pis::feeding {
 
 /// [Threading] Told by the feeding thread, read by any.
-class ServiceObserver : public PassengerInformationObserver {
+class ServiceObserver : public records::ObserverOfAll<ServiceObserver> {
 public:
-    static constexpr std::size_t kOperations = 13;
-
-    /// Calls by operation, in the order of the interface.
-    std::array<std::pair<const char*, std::uint64_t>, kOperations> calls() const;
+    /// How often an operation was called.
+    std::uint64_t calls(Operation operation) const {
+        return _calls[indexOf(operation)].load(std::memory_order_relaxed);
+    }
 
     /// From a call's first to its last instruction here.
     platform::TimeHistogram::Values times() const { return _times.values(); }
 
-    void onServerStatusUpdated(bool) override { told(0); }
-    void onLineUpdated(Line) override { told(1); }
-    void onLineRemoved(Line) override { told(2); }
-    void onVehicleUpdated(Vehicle) override { told(3); }
-    void onVehicleRemoved(Vehicle) override { told(4); }
-    void onStationUpdated(Station) override { told(5); }
-    void onStationRemoved(Station) override { told(6); }
-    void onPlatformInfoUpdated(PlatformInfo) override { told(7); }
-    void onPlatformInfoRemoved(PlatformInfo) override { told(8); }
-    void onServiceUpdated(Service) override { told(9); }
-    void onServiceRemoved(Service) override { told(10); }
-    void onTripUpdated(Trip) override { told(11); }
-    void onTripRemoved(Trip) override { told(12); }
-
-private:
-    void told(std::size_t operation) {
+    template <typename What>
+    void told(Operation operation, const What&) {
         const auto begin = std::chrono::steady_clock::now();
-        _calls[operation].fetch_add(1, std::memory_order_relaxed);
+        _calls[indexOf(operation)].fetch_add(1, std::memory_order_relaxed);
         _times.observe(std::chrono::steady_clock::now() - begin);
     }
 
-    std::array<std::atomic<std::uint64_t>, kOperations> _calls{};
+private:
+    std::array<std::atomic<std::uint64_t>, records::kObserverOperations.size()> _calls{};
     platform::TimeHistogram _times;
 };
 

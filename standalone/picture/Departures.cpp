@@ -5,7 +5,7 @@
 
 #include "base/JsonText.h"
 #include "picture/NextCalls.h"
-#include "records/TableDump.h"
+#include "records/Enumerators.h"
 
 namespace pis::picture {
 
@@ -28,12 +28,12 @@ public:
 
     void writePlace(const DepartureQuery& query) {
         if (query.stationId != 0) {
-            const Station* station = recordIn(_picture.stations, query.stationId);
+            const Station* station = _picture.record<Station>(query.stationId);
             _json.key("station").beginObject().key("id").number(query.stationId);
             text("name", station != nullptr ? station->getName() : "");
             text("abrv", station != nullptr ? station->getAbrv() : "");
         } else {
-            const PlatformInfo* platform = recordIn(_picture.platforms, query.platformId);
+            const PlatformInfo* platform = _picture.record<PlatformInfo>(query.platformId);
             const Station* station = stationOf(platform);
             _json.key("platform").beginObject().key("id").number(query.platformId);
             text("name", platform != nullptr ? platform->getName() : "");
@@ -100,8 +100,8 @@ private:
 
     /// The service's own line, else its trip's.
     void writeLine(const Run& run) {
-        const Line* line = recordIn(_picture.lines, run.service->getLineId());
-        if (line == nullptr) line = recordIn(_picture.lines, run.trip->getLineId());
+        const Line* line = _picture.record<Line>(run.service->getLineId());
+        if (line == nullptr) line = _picture.record<Line>(run.trip->getLineId());
         _json.key("line");
         if (line == nullptr) {
             _json.raw("null");
@@ -115,11 +115,11 @@ private:
 
     /// The station that the service names, else that of its last call.
     void writeDestination(const Call& call) {
-        const Station* station = recordIn(_picture.stations, call.run->service->getDestinationStationId());
+        const Station* station = _picture.record<Station>(call.run->service->getDestinationStationId());
         const std::vector<Pattern::Stop>& stops = call.pattern->stops;
         for (auto stop = stops.rbegin(); station == nullptr && stop != stops.rend(); ++stop) {
             if (stop->record == nullptr || !call.run->callsAt(stop->id)) continue;
-            station = stationOf(recordIn(_picture.platforms, stop->record->getPlatformId()));
+            station = stationOf(_picture.record<PlatformInfo>(stop->record->getPlatformId()));
             break;
         }
         _json.key("destination");
@@ -133,7 +133,7 @@ private:
     }
 
     void writeVehicle(int id) {
-        const Vehicle* vehicle = recordIn(_picture.vehicles, id);
+        const Vehicle* vehicle = _picture.record<Vehicle>(id);
         _json.key("vehicle");
         if (vehicle == nullptr) {
             _json.raw("null");
@@ -157,7 +157,7 @@ private:
 
     /// Times are those of the arrival. A stop at a platform that is not held has no name to go by.
     void writeStopAhead(const Run& run, const TripStop& stop) {
-        const PlatformInfo* platform = recordIn(_picture.platforms, stop.getPlatformId());
+        const PlatformInfo* platform = _picture.record<PlatformInfo>(stop.getPlatformId());
         if (platform == nullptr) return;
         const Station* station = stationOf(platform);
         const ServiceStop* serviceStop = run.stopAt(stop.getId());
@@ -171,7 +171,7 @@ private:
     }
 
     const Station* stationOf(const PlatformInfo* platform) const {
-        return platform != nullptr ? recordIn(_picture.stations, platform->getStationId()) : nullptr;
+        return platform != nullptr ? _picture.record<Station>(platform->getStationId()) : nullptr;
     }
 
     const Picture& _picture;
@@ -183,12 +183,12 @@ private:
 
 bool knows(const Picture& picture, const DepartureQuery& query) {
     if (!picture.feed.ready) return true;
-    return query.stationId != 0 ? picture.stations.find(query.stationId) != nullptr
-                                : picture.platforms.find(query.platformId) != nullptr;
+    return query.stationId != 0 ? picture.table<Station>().find(query.stationId) != nullptr
+                                : picture.table<PlatformInfo>().find(query.platformId) != nullptr;
 }
 
 std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now) {
-    const bool hasData = picture.feed.ready && !picture.tripStops.empty();
+    const bool hasData = picture.feed.ready && !picture.table<TripStop>().empty();
     NextCalls next(picture, now);
     std::vector<Call> calls;
     if (hasData) {
@@ -210,11 +210,11 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
 std::string boardsJson(const Picture& picture) {
     base::JsonText json;
     json.beginObject().key("stations").beginArray();
-    picture.stations.forEach([&](int id, const std::shared_ptr<const RowOf<Station>>& row) {
+    picture.table<Station>().forEach([&](int id, const std::shared_ptr<const RowOf<Station>>& row) {
         const Station& station = row->record;
         json.beginObject().key("id").number(id).key("name").text(station.getName()).key("platforms").beginArray();
         for (const int platformId : idsUnder(picture.platformsOfStation, id)) {
-            const PlatformInfo* platform = recordIn(picture.platforms, platformId);
+            const PlatformInfo* platform = picture.record<PlatformInfo>(platformId);
             if (platform == nullptr) continue;
             json.beginObject().key("id").number(platformId).key("name").text(platform->getName());
             json.key("track").text(trackOf(*platform, &station)).endObject();

@@ -65,10 +65,10 @@ bool Call::isAtPlatform() const {
 std::vector<Call> NextCalls::at(const std::vector<int>& platforms) {
     std::vector<Call> calls;
     for (const int platformId : platforms) {
-        const PlatformInfo* platform = recordIn(_picture.platforms, platformId);
+        const PlatformInfo* platform = _picture.record<PlatformInfo>(platformId);
         if (platform == nullptr) continue;
         for (const int stopId : idsUnder(_picture.tripStopsAtPlatform, platformId)) {
-            addCalls(*recordIn(_picture.tripStops, stopId), *platform, calls);
+            addCalls(*_picture.record<TripStop>(stopId), *platform, calls);
         }
     }
     std::sort(calls.begin(), calls.end(), [](const Call& a, const Call& b) { return orderOf(a) < orderOf(b); });
@@ -80,7 +80,7 @@ void NextCalls::addCalls(const TripStop& stop, const PlatformInfo& platform, std
     if (services.empty()) return;
     const Pattern& pattern = patternWith(stop);
     for (const int serviceId : services) {
-        const Run& run = runOf(*recordIn(_picture.services, serviceId));
+        const Run& run = runOf(*_picture.record<Service>(serviceId));
         if (!run.callsAt(stop.getId())) continue;
         const ServiceStop* serviceStop = run.stopAt(stop.getId());
         const Call call{&run,
@@ -132,15 +132,15 @@ const Pattern& NextCalls::patternWith(const TripStop& stop) {
 
 Pattern NextCalls::listedPattern(int tripId) const {
     Pattern pattern;
-    const Trip* trip = recordIn(_picture.trips, tripId);
+    const Trip* trip = _picture.record<Trip>(tripId);
     if (trip == nullptr) return pattern;
-    for (const int id : idsOf(trip->getStopsListAsString())) add(pattern, id, recordIn(_picture.tripStops, id));
+    for (const int id : idsOf(trip->getStopsListAsString())) add(pattern, id, _picture.record<TripStop>(id));
     return pattern;
 }
 
 Pattern NextCalls::timedPattern(int tripId) const {
     std::vector<const TripStop*> stops;
-    for (const int id : idsUnder(_picture.tripStopsOfTrip, tripId)) stops.push_back(recordIn(_picture.tripStops, id));
+    for (const int id : idsUnder(_picture.tripStopsOfTrip, tripId)) stops.push_back(_picture.record<TripStop>(id));
     const auto timeOf = [](const TripStop* stop) {
         return std::make_tuple(secondsOf(stop->getSchDepOffset()), secondsOf(stop->getSchArvOffset()), stop->getId());
     };
@@ -156,10 +156,10 @@ const Run& NextCalls::runOf(const Service& service) {
     Run& run = place->second;
     if (!isNew) return run;
     run.service = &service;
-    run.trip = recordIn(_picture.trips, service.getTripId());
+    run.trip = _picture.record<Trip>(service.getTripId());
     if (run.trip == nullptr) run.trip = &service;
     for (const int id : idsUnder(_picture.stopsOfService, service.getId())) {
-        const ServiceStop* stop = recordIn(_picture.serviceStops, id);
+        const ServiceStop* stop = _picture.record<ServiceStop>(id);
         run.stops.emplace(stop->getTripStopId(), stop);
     }
     run.following = idsOf(service.getFollowingStopsListAsString());

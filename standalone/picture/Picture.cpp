@@ -10,22 +10,7 @@ namespace {
 /// Calls visit with one of the picture's tables.
 template <typename Visit>
 auto withTable(const Picture& picture, records::Table table, Visit visit) {
-    switch (table) {
-        case records::Table::LINES: return visit(picture.lines);
-        case records::Table::VEHICLES: return visit(picture.vehicles);
-        case records::Table::STATIONS: return visit(picture.stations);
-        case records::Table::PLATFORMS: return visit(picture.platforms);
-        case records::Table::TRIPS: return visit(picture.trips);
-        case records::Table::TRIP_STOPS: return visit(picture.tripStops);
-        case records::Table::SERVICES: return visit(picture.services);
-        case records::Table::SERVICE_STOPS: break;
-    }
-    return visit(picture.serviceStops);
-}
-
-template <typename Record>
-const Record& recordOf(const Row& row) {
-    return static_cast<const RowOf<Record>&>(row).record;
+    return records::withTable(table, [&](auto of) { return visit(picture.table<typename decltype(of)::Record>()); });
 }
 
 /// A record among all tables.
@@ -75,20 +60,6 @@ std::optional<Changes> Picture::changesSince(Revision since) const {
     std::reverse(found.latest.begin(), found.latest.end());
     found.coalesced = all.size() - found.latest.size();
     return found;
-}
-
-int Picture::stationOf(records::Table table, const Row& row) const {
-    const auto ofPlatform = [this](int platformId) {
-        const PlatformInfo* platform = recordIn(platforms, platformId);
-        return platform != nullptr ? platform->getStationId() : 0;
-    };
-    switch (table) {
-        case records::Table::STATIONS: return row.id;
-        case records::Table::PLATFORMS: return recordOf<PlatformInfo>(row).getStationId();
-        case records::Table::TRIP_STOPS: return ofPlatform(recordOf<TripStop>(row).getPlatformId());
-        case records::Table::SERVICE_STOPS: return ofPlatform(recordOf<ServiceStop>(row).getPlatformId());
-        default: return 0;
-    }
 }
 
 }  // namespace pis::picture

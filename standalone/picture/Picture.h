@@ -57,14 +57,7 @@ struct Picture {
     std::array<Revision, records::kTables> tableRevisions{};  ///< Of the last change of each table.
     feed::FeedStatus feed;
 
-    TableOf<Line> lines;
-    TableOf<Vehicle> vehicles;
-    TableOf<Station> stations;
-    TableOf<PlatformInfo> platforms;
-    TableOf<Trip> trips;
-    TableOf<TripStop> tripStops;
-    TableOf<Service> services;
-    TableOf<ServiceStop> serviceStops;
+    records::PerTable<TableOf>::Tuple tables;
 
     /// At which a record that stood already last came to belong to another station, or a platform or a
     /// trip stop came or went: readers of one station's rows who know an older revision start over.
@@ -82,6 +75,19 @@ struct Picture {
     PersistentMap<Revision, std::shared_ptr<const std::vector<Change>>> log;
     Revision logReachesBackTo = 0;  ///< Oldest revision whose successors are all in the log.
 
+    /// The table of a type of record.
+    template <typename Record>
+    const TableOf<Record>& table() const {
+        return std::get<TableOf<Record>>(tables);
+    }
+
+    /// A record of a table, or null; valid as long as the picture.
+    template <typename Record>
+    const Record* record(int id) const {
+        const std::shared_ptr<const RowOf<Record>>* row = table<Record>().find(id);
+        return row != nullptr ? &(*row)->record : nullptr;
+    }
+
     std::size_t size(records::Table table) const;
     Revision revisionOf(records::Table table) const { return tableRevisions[records::indexOf(table)]; }
 
@@ -94,19 +100,7 @@ struct Picture {
     /// What changed after a revision; nothing when that is too long ago to say, or still to come. Costs
     /// what changed.
     std::optional<Changes> changesSince(Revision since) const;
-
-    /// The station that a record belongs to: a station itself, a platform's, a stop's through its
-    /// platform. 0 for what belongs to no station. The row is one of that table, of this picture or of
-    /// an earlier one.
-    int stationOf(records::Table table, const Row& row) const;
 };
-
-/// A record of a table, or null; valid as long as the picture.
-template <typename Record>
-const Record* recordIn(const TableOf<Record>& table, int id) {
-    const std::shared_ptr<const RowOf<Record>>* row = table.find(id);
-    return row != nullptr ? &(*row)->record : nullptr;
-}
 
 /// The ids that stand under a key, empty where none do; valid as long as the picture.
 const std::vector<int>& idsUnder(const PersistentMap<int, Ids>& index, int key);

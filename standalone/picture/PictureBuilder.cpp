@@ -6,8 +6,8 @@
 
 #include "SignallingCodes.h"
 #include "base/WallTime.h"
-#include "picture/StopRecords.h"
-#include "records/SameRecord.h"
+#include "feed/StopRecords.h"
+#include "records/Members.h"
 #include "records/TableDump.h"
 
 namespace pis::picture {
@@ -16,47 +16,11 @@ using namespace SignallingCodes;
 
 namespace {
 
-/// The table that a type of record stands in, and its place in a picture.
-template <typename Record>
-struct TablePlace;
-
-template <records::Table number, auto member>
-struct Place {
-    static constexpr records::Table kTable = number;
-    static constexpr auto kRows = member;
-};
-
-template <>
-struct TablePlace<Line> : Place<records::Table::LINES, &Picture::lines> {};
-template <>
-struct TablePlace<Vehicle> : Place<records::Table::VEHICLES, &Picture::vehicles> {};
-template <>
-struct TablePlace<Station> : Place<records::Table::STATIONS, &Picture::stations> {};
-template <>
-struct TablePlace<PlatformInfo> : Place<records::Table::PLATFORMS, &Picture::platforms> {};
-template <>
-struct TablePlace<Trip> : Place<records::Table::TRIPS, &Picture::trips> {};
-template <>
-struct TablePlace<TripStop> : Place<records::Table::TRIP_STOPS, &Picture::tripStops> {};
-template <>
-struct TablePlace<Service> : Place<records::Table::SERVICES, &Picture::services> {};
-template <>
-struct TablePlace<ServiceStop> : Place<records::Table::SERVICE_STOPS, &Picture::serviceStops> {};
-
-template <typename Record>
-TableOf<Record>& rowsIn(Picture& picture) {
-    return picture.*TablePlace<Record>::kRows;
-}
-
 /// Whether a record says itself what another one says. A service stop is compared without what its trip
 /// stop adds, which it gets at the publication.
 template <typename Record>
 bool saysTheSame(const Record& one, const Record& other) {
-    return records::sameRecord(one, other);
-}
-
-bool saysTheSame(const ServiceStop& one, const ServiceStop& other) {
-    return records::ownOf(one) == records::ownOf(other);
+    return records::sameRecord(one, other, records::Extent::ITS_OWN);
 }
 
 /// The record as a dump prints it, with one member more.
@@ -71,14 +35,8 @@ std::string jsonOf(const Record& record, const std::string& updatedAt) {
 }
 
 /// Gives a service stop what its trip stop says; nothing where there is none.
-void join(ServiceStop& stop, const TripStop* tripStop) {
-    const TripStop none(0);
-    const TripStop& from = tripStop != nullptr ? *tripStop : none;
-    stop.setTripId(from.getTripId());
-    stop.setPlatformId(from.getPlatformId());
-    stop.setIsStopping(from.isStopping());
-    stop.setSchArvOffset(from.getSchArvOffset());
-    stop.setSchDepOffset(from.getSchDepOffset());
+void joinOrClear(ServiceStop& stop, const TripStop* tripStop) {
+    feed::join(stop, tripStop != nullptr ? *tripStop : TripStop(0));
 }
 
 /// Moves a record in an index by what a getter says of it; a record that is not there stands nowhere.
@@ -99,45 +57,32 @@ PictureBuilder::PictureBuilder(PublishedPicture& published, std::function<base::
 
 // --- What comes in ------------------------------------------------------------------------------
 
-void PictureBuilder::take(const platform::EventQueue::Item& item) {
-    switch (item.code) {
-        case LINE_UPDATED:
-        case LINE_DELETED: return takeCopy<Line>(item, LINE_UPDATED);
-        case VEHICLE_UPDATED:
-        case VEHICLE_DELETED: return takeCopy<Vehicle>(item, VEHICLE_UPDATED);
-        case STATION_UPDATED:
-        case STATION_DELETED: return takeCopy<Station>(item, STATION_UPDATED);
-        case PLATFORM_UPDATED:
-        case PLATFORM_DELETED: return takeCopy<PlatformInfo>(item, PLATFORM_UPDATED);
-        case TRIP_UPDATED:
-        case TRIP_DELETED: return takeCopy<Trip>(item, TRIP_UPDATED);
-        case SERVICE_UPDATED:
-        case SERVICE_DELETED: return takeCopy<Service>(item, SERVICE_UPDATED);
-        default: return;
-    }
+void PictureBuilder::accept(const platform::EventQueue::Item& item) {
+    std::visit(
+        [this, &item](const auto& record) {
+            using Record = std::decay_t<decltype(record)>;
+            if constexpr (!std::is_same_v<Record, std::monostate>) {
+                item.code == records::TraitsOf<Record>::kDeleted ? remove<Record>(item.id) : put(record);
+            }
+        },
+        item.record);
 }
 
-template <typename Record>
-void PictureBuilder::takeCopy(const platform::EventQueue::Item& item, int updatedCode) {
-    if (item.code != updatedCode) return drop<Record>(item.id);
-    if (const auto* record = std::get_if<Record>(&item.record)) hold(*record);
+void PictureBuilder::acceptStop(const feed::FeedRecord& record) {
+    if (record.id == 0) return;
+    if (record.type == TRIP_STOP) put(feed::tripStopOf(record.id, record.fields));
+    if (record.type == SERVICE_STOP) put(feed::serviceStopOf(record.id, record.fields));
 }
 
-void PictureBuilder::takeStop(int type, int id, const feed::FieldTexts& fields) {
-    if (id == 0) return;
-    if (type == TRIP_STOP) hold(tripStopOf(id, fields));
-    if (type == SERVICE_STOP) hold(serviceStopOf(id, fields));
-}
-
-void PictureBuilder::takeDeletion(int type, int id) {
-    if (type == TRIP_STOP || type == ALL_ELEMENTS) dropMatching<TripStop>(id);
-    if (type == SERVICE_STOP || type == ALL_ELEMENTS) dropMatching<ServiceStop>(id);
+void PictureBuilder::acceptDeletion(int type, int id) {
+    if (type == TRIP_STOP || type == ALL_ELEMENTS) removeMatching<TripStop>(id);
+    if (type == SERVICE_STOP || type == ALL_ELEMENTS) removeMatching<ServiceStop>(id);
 }
 
 /// The record stands as given from now on.
 template <typename Record>
-void PictureBuilder::hold(const Record& record) {
-    const Record* published = recordIn(rowsIn<Record>(_picture), record.getId());
+void PictureBuilder::put(const Record& record) {
+    const Record* published = _picture.record<Record>(record.getId());
     if (published != nullptr && saysTheSame(*published, record)) {
         pending<Record>().erase(record.getId());
     } else {
@@ -147,8 +92,8 @@ void PictureBuilder::hold(const Record& record) {
 
 /// There is no such record from now on.
 template <typename Record>
-void PictureBuilder::drop(int id) {
-    if (rowsIn<Record>(_picture).find(id) == nullptr) {
+void PictureBuilder::remove(int id) {
+    if (_picture.table<Record>().find(id) == nullptr) {
         pending<Record>().erase(id);
     } else {
         pending<Record>().insert_or_assign(id, std::nullopt);
@@ -156,10 +101,10 @@ void PictureBuilder::drop(int id) {
 }
 
 template <typename Record>
-void PictureBuilder::dropMatching(int id) {
-    if (id != 0) return drop<Record>(id);
+void PictureBuilder::removeMatching(int id) {
+    if (id != 0) return remove<Record>(id);
     pending<Record>().clear();
-    rowsIn<Record>(_picture).forEach([this](int held, const auto&) { pending<Record>()[held] = std::nullopt; });
+    _picture.table<Record>().forEach([this](int held, const auto&) { pending<Record>()[held] = std::nullopt; });
 }
 
 // --- What goes out ------------------------------------------------------------------------------
@@ -179,14 +124,7 @@ void PictureBuilder::applyChanges() {
     const std::string updatedAt = base::isoTime(_wallClock());
     std::vector<Change> changes;
     joinStops();
-    apply<Line>(updatedAt, changes);
-    apply<Vehicle>(updatedAt, changes);
-    apply<Station>(updatedAt, changes);
-    apply<PlatformInfo>(updatedAt, changes);
-    apply<Trip>(updatedAt, changes);
-    apply<TripStop>(updatedAt, changes);
-    apply<Service>(updatedAt, changes);
-    apply<ServiceStop>(updatedAt, changes);
+    records::forEachTable([&](auto of) { apply<typename decltype(of)::Record>(updatedAt, changes); });
     applyIndexes();
     logChanges(std::move(changes));
     freeze();
@@ -199,16 +137,16 @@ void PictureBuilder::joinStops() {
     const auto& tripStops = pending<TripStop>();
     for (const auto& [tripStopId, tripStop] : tripStops) {
         for (const int id : idsUnder(_stopsOfTripStop, tripStopId)) {
-            if (stops.count(id) == 0) stops.emplace(id, *recordIn(_picture.serviceStops, id));
+            if (stops.count(id) == 0) stops.emplace(id, *_picture.record<ServiceStop>(id));
         }
     }
     for (auto& [id, stop] : stops) {
         if (!stop) continue;
         const auto changed = tripStops.find(stop->getTripStopId());
         if (changed == tripStops.end()) {
-            join(*stop, recordIn(_picture.tripStops, stop->getTripStopId()));
+            joinOrClear(*stop, _picture.record<TripStop>(stop->getTripStopId()));
         } else {
-            join(*stop, changed->second ? &*changed->second : nullptr);
+            joinOrClear(*stop, changed->second ? &*changed->second : nullptr);
         }
     }
 }
@@ -216,8 +154,8 @@ void PictureBuilder::joinStops() {
 /// Writes what changed in one table.
 template <typename Record>
 void PictureBuilder::apply(const std::string& updatedAt, std::vector<Change>& changes) {
-    constexpr records::Table kTable = TablePlace<Record>::kTable;
-    TableOf<Record>& rows = rowsIn<Record>(_picture);
+    constexpr records::Table kTable = records::TraitsOf<Record>::kTable;
+    auto& rows = std::get<TableOf<Record>>(_picture.tables);
     for (const auto& [id, record] : pending<Record>()) {
         const std::shared_ptr<const RowOf<Record>>* standing = rows.find(id);
         const std::shared_ptr<const RowOf<Record>> before = standing != nullptr ? *standing : nullptr;
@@ -284,11 +222,12 @@ void PictureBuilder::logChanges(std::vector<Change> changes) {
 
 /// The published copies share what stands here now.
 void PictureBuilder::freeze() {
-    std::apply([this](auto... rows) { ((_picture.*rows).freeze(), ...); },
-               std::make_tuple(&Picture::lines, &Picture::vehicles, &Picture::stations, &Picture::platforms,
-                               &Picture::trips, &Picture::tripStops, &Picture::services, &Picture::serviceStops,
-                               &Picture::platformsOfStation, &Picture::tripStopsAtPlatform, &Picture::tripStopsOfTrip,
-                               &Picture::servicesOfTrip, &Picture::stopsOfService, &Picture::log));
+    std::apply([](auto&... rows) { (rows.freeze(), ...); }, _picture.tables);
+    for (auto* index : {&_picture.platformsOfStation, &_picture.tripStopsAtPlatform, &_picture.tripStopsOfTrip,
+                        &_picture.servicesOfTrip, &_picture.stopsOfService}) {
+        index->freeze();
+    }
+    _picture.log.freeze();
 }
 
 }  // namespace pis::picture

@@ -32,15 +32,15 @@ public:
 
     /// An event item of the store: fills the six tables that the store announces. A copy equal to what
     /// is held changes nothing; the status events are passed over.
-    void take(const platform::EventQueue::Item& item);
+    void accept(const platform::EventQueue::Item& item);
 
     /// A trip stop's or service stop's own record, as the feed brought it; other types are passed over,
     /// and so is id 0, as the store does.
-    void takeStop(int type, int id, const feed::FieldTexts& fields);
+    void acceptStop(const feed::FeedRecord& record);
 
     /// Elements were deleted, type 0 for every type, id 0 for every element: trip stops and service
     /// stops go; the others are told of by event items.
-    void takeDeletion(int type, int id);
+    void acceptDeletion(int type, int id);
 
     /// How the feed is now; goes out with the next publication.
     feed::FeedStatus& feed() { return _feed; }
@@ -63,13 +63,11 @@ private:
     }
 
     template <typename Record>
-    void hold(const Record& record);
+    void put(const Record& record);
     template <typename Record>
-    void drop(int id);
+    void remove(int id);
     template <typename Record>
-    void dropMatching(int id);
-    template <typename Record>
-    void takeCopy(const platform::EventQueue::Item& item, int updatedCode);
+    void removeMatching(int id);
 
     void applyChanges();
     template <typename Record>
@@ -95,9 +93,7 @@ private:
     feed::FeedStatus _feed;
     Picture _picture;                          // as it was published last
     PersistentMap<int, Ids> _stopsOfTripStop;  // service stops of the picture that join a trip stop
-    std::tuple<Pending<Line>, Pending<Vehicle>, Pending<Station>, Pending<PlatformInfo>, Pending<Trip>,
-               Pending<TripStop>, Pending<Service>, Pending<ServiceStop>>
-        _pending;
+    records::PerTable<Pending>::Tuple _pending;
     IndexEdits _platformsOfStation;
     IndexEdits _tripStopsAtPlatform;
     IndexEdits _tripStopsOfTrip;

@@ -2,38 +2,25 @@
 
 #include <utility>
 
-#include "SignallingCodes.h"
 #include "platform/HostCalls.h"
+#include "records/Tables.h"
 
 namespace pis::platform {
 
-using namespace SignallingCodes;
-
 namespace {
-
-template <typename Type>
-EventQueue::Record copyAs(const void* record) {
-    return *static_cast<const Type*>(record);
-}
 
 /// The event code tells the type of the record.
 EventQueue::Record copyOf(int code, const void* record) {
-    if (record == nullptr) return {};
-    switch (code) {
-        case LINE_UPDATED:
-        case LINE_DELETED: return copyAs<Line>(record);
-        case VEHICLE_UPDATED:
-        case VEHICLE_DELETED: return copyAs<Vehicle>(record);
-        case STATION_UPDATED:
-        case STATION_DELETED: return copyAs<Station>(record);
-        case PLATFORM_UPDATED:
-        case PLATFORM_DELETED: return copyAs<PlatformInfo>(record);
-        case SERVICE_UPDATED:
-        case SERVICE_DELETED: return copyAs<Service>(record);
-        case TRIP_UPDATED:
-        case TRIP_DELETED: return copyAs<Trip>(record);
-        default: return {};
-    }
+    EventQueue::Record copy;
+    if (record == nullptr || code == 0) return copy;
+    records::forEachTable([&](auto of) {
+        using Record = typename decltype(of)::Record;
+        using Traits = records::TraitsOf<Record>;
+        if constexpr (Traits::kUpdated != 0) {
+            if (code == Traits::kUpdated || code == Traits::kDeleted) copy = *static_cast<const Record*>(record);
+        }
+    });
+    return copy;
 }
 
 }  // namespace
@@ -45,12 +32,12 @@ EventQueue& EventQueue::instance() {
 
 void EventQueue::post(int code, int id, const void* record) {
     Item item{code, id, copyOf(code, record)};
-    const std::lock_guard<std::mutex> guard(_mutex);
+    const base::MutexLock lock(_mutex);
     _items.push_back(std::move(item));
 }
 
 std::optional<EventQueue::Item> EventQueue::pop() {
-    const std::lock_guard<std::mutex> guard(_mutex);
+    const base::MutexLock lock(_mutex);
     if (_items.empty()) return std::nullopt;
     std::optional<Item> item(std::move(_items.front()));
     _items.pop_front();
@@ -58,7 +45,7 @@ std::optional<EventQueue::Item> EventQueue::pop() {
 }
 
 std::size_t EventQueue::size() const {
-    const std::lock_guard<std::mutex> guard(_mutex);
+    const base::MutexLock lock(_mutex);
     return _items.size();
 }
 

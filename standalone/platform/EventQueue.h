@@ -5,11 +5,11 @@
 
 #include <cstddef>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <variant>
 
 #include "SignallingController.h"
+#include "base/Mutex.h"
 
 namespace pis::platform {
 
@@ -41,8 +41,8 @@ public:
     std::size_t size() const;
 
 private:
-    mutable std::mutex _mutex;
-    std::deque<Item> _items;  // guarded by _mutex
+    mutable base::Mutex _mutex;
+    std::deque<Item> _items PIS_GUARDED_BY(_mutex);
 };
 
 }  // namespace pis::platform

@@ -9,10 +9,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
+#include "base/Mutex.h"
 #include "debug.h"
 #include "platform/HostCalls.h"
 
@@ -24,11 +24,11 @@ namespace {
 
 std::atomic<long> theLogLevel{0};
 
-std::mutex theFailureMutex;
-std::string theFailure;  // the first one; guarded by theFailureMutex
+base::Mutex theFailureMutex;
+std::string theFailure PIS_GUARDED_BY(theFailureMutex);  // the first one
 
 void rememberFailure(const std::string& message) {
-    const std::lock_guard<std::mutex> guard(theFailureMutex);
+    const base::MutexLock lock(theFailureMutex);
     if (theFailure.empty()) theFailure = message;
 }
 
@@ -53,11 +53,10 @@ Logger theLogger() {
     return std::atomic_load(&theLoggersPlace());
 }
 
-std::mutex thePathMutex;
-std::string thePath;  // of the log file, empty for standard error; guarded by thePathMutex
+base::Mutex thePathMutex;
+std::string thePath PIS_GUARDED_BY(thePathMutex);  // of the log file, empty for standard error
 
-/// Called with thePathMutex held.
-void openFile(const std::string& path) {
+void openFile(const std::string& path) PIS_REQUIRES(thePathMutex) {
     try {
         std::atomic_store(&theLoggersPlace(), loggerTo(std::make_shared<spdlog::sinks::basic_file_sink_mt>(path)));
     } catch (const spdlog::spdlog_ex& error) {
@@ -80,12 +79,12 @@ std::string formatted(const char* format, std::va_list arguments) {
 }  // namespace
 
 void HostLog::writeTo(const std::string& path) {
-    const std::lock_guard<std::mutex> guard(thePathMutex);
+    const base::MutexLock lock(thePathMutex);
     openFile(path);
 }
 
 void HostLog::reopen() {
-    const std::lock_guard<std::mutex> guard(thePathMutex);
+    const base::MutexLock lock(thePathMutex);
     if (!thePath.empty()) openFile(std::string(thePath));
 }
 
@@ -97,7 +96,7 @@ void HostLog::say(const std::string& text) {
 
 void HostLog::finish() {
     theLogger()->flush();
-    const std::lock_guard<std::mutex> guard(theFailureMutex);
+    const base::MutexLock lock(theFailureMutex);
     const std::string failure = std::exchange(theFailure, std::string());
     if (!failure.empty()) throw std::runtime_error("cannot write the log: " + failure);
 }

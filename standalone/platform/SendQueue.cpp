@@ -29,13 +29,13 @@ SendQueue::Sink SendQueue::lineWriter(std::ostream& to) {
 }
 
 void SendQueue::setSink(Sink sink) {
-    const std::lock_guard<std::mutex> guard(_mutex);
+    const base::MutexLock lock(_mutex);
     _sink = std::move(sink);
 }
 
 void SendQueue::add(SendOperation operation) {
     {
-        const std::lock_guard<std::mutex> guard(_mutex);
+        const base::MutexLock lock(_mutex);
         _waiting.push_back(std::move(operation));
         if (_handingOver) return;
         _handingOver = true;
@@ -44,22 +44,26 @@ void SendQueue::add(SendOperation operation) {
 }
 
 void SendQueue::handOver() {
-    std::unique_lock<std::mutex> lock(_mutex);
-    try {
-        while (!_waiting.empty()) {
-            const SendOperation operation = _waiting.front();
-            const Sink sink = _sink;
-            lock.unlock();
-            sink(operation);
-            lock.lock();
-            _waiting.pop_front();
+    while (true) {
+        SendOperation operation;
+        Sink sink;
+        {
+            const base::MutexLock lock(_mutex);
+            _handingOver = !_waiting.empty();
+            if (!_handingOver) return;
+            operation = _waiting.front();
+            sink = _sink;
         }
-    } catch (...) {
-        if (!lock.owns_lock()) lock.lock();
-        _handingOver = false;
-        throw;
+        try {
+            sink(operation);
+        } catch (...) {
+            const base::MutexLock lock(_mutex);
+            _handingOver = false;
+            throw;
+        }
+        const base::MutexLock lock(_mutex);
+        _waiting.pop_front();
     }
-    _handingOver = false;
 }
 
 }  // namespace pis::platform

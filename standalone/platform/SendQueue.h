@@ -5,14 +5,15 @@
 #include <deque>
 #include <functional>
 #include <iosfwd>
-#include <mutex>
 #include <string>
+
+#include "base/Mutex.h"
 
 namespace pis::platform {
 
 /// One operation for the signalling server.
 struct SendOperation {
-    int operation;
+    int operation = 0;
     std::string text;
 };
 
@@ -45,10 +46,10 @@ public:
 private:
     void handOver();
 
-    std::mutex _mutex;
-    std::deque<SendOperation> _waiting;  // guarded by _mutex
-    Sink _sink;                          // guarded by _mutex
-    bool _handingOver = false;           // guarded by _mutex
+    base::Mutex _mutex;
+    std::deque<SendOperation> _waiting PIS_GUARDED_BY(_mutex);
+    Sink _sink PIS_GUARDED_BY(_mutex);
+    bool _handingOver PIS_GUARDED_BY(_mutex) = false;
 };
 
 }  // namespace pis::platform

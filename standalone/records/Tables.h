@@ -1,4 +1,5 @@
-// The tables of the picture by name, as clients of the service know them.
+// The eight tables of the store: one list of the types of their records, from which whoever goes through all
+// tables goes. Everything that is said once for each table hangs on a type of that list.
 #ifndef PIS_RECORDS_TABLES_H
 #define PIS_RECORDS_TABLES_H
 
@@ -6,20 +7,103 @@
 #include <cstddef>
 #include <optional>
 #include <string_view>
+#include <tuple>
+#include <type_traits>
+
+#include "SignallingCodes.h"
+#include "SignallingController.h"
 
 namespace pis::records {
 
-/// The eight tables, in the order in which they are handed out.
+/// The tables in the order in which they are handed out.
 enum class Table : std::size_t { LINES, VEHICLES, STATIONS, PLATFORMS, TRIPS, TRIP_STOPS, SERVICES, SERVICE_STOPS };
 
-constexpr std::size_t kTables = 8;
+/// A type as a value, for generic lambdas: `typename decltype(of)::Record`.
+template <typename Type>
+struct Of {
+    using Record = Type;
+};
 
-constexpr std::array<Table, kTables> kEveryTable{Table::LINES,     Table::VEHICLES,     Table::STATIONS,
-                                                 Table::PLATFORMS, Table::TRIPS,        Table::TRIP_STOPS,
-                                                 Table::SERVICES,  Table::SERVICE_STOPS};
+/// What the records of one table have in common with those of no other: its element type, and the events by which
+/// the store tells of them; 0 where it tells nothing.
+template <Table table, SignallingCodes::Element element, int updated = 0, int deleted = 0>
+struct TableTraits {
+    static constexpr Table kTable = table;
+    static constexpr SignallingCodes::Element kElement = element;
+    static constexpr int kUpdated = updated;
+    static constexpr int kDeleted = deleted;
+};
+
+template <typename Record>
+struct TraitsOf;
+template <>
+struct TraitsOf<Line>
+    : TableTraits<Table::LINES, SignallingCodes::LINE, SignallingCodes::LINE_UPDATED, SignallingCodes::LINE_DELETED> {};
+template <>
+struct TraitsOf<Vehicle> : TableTraits<Table::VEHICLES, SignallingCodes::VEHICLE, SignallingCodes::VEHICLE_UPDATED,
+                                       SignallingCodes::VEHICLE_DELETED> {};
+template <>
+struct TraitsOf<Station> : TableTraits<Table::STATIONS, SignallingCodes::STATION, SignallingCodes::STATION_UPDATED,
+                                       SignallingCodes::STATION_DELETED> {};
+template <>
+struct TraitsOf<PlatformInfo> : TableTraits<Table::PLATFORMS, SignallingCodes::PLATFORM,
+                                            SignallingCodes::PLATFORM_UPDATED, SignallingCodes::PLATFORM_DELETED> {};
+template <>
+struct TraitsOf<Trip>
+    : TableTraits<Table::TRIPS, SignallingCodes::TRIP, SignallingCodes::TRIP_UPDATED, SignallingCodes::TRIP_DELETED> {};
+template <>
+struct TraitsOf<TripStop> : TableTraits<Table::TRIP_STOPS, SignallingCodes::TRIP_STOP> {};
+template <>
+struct TraitsOf<Service> : TableTraits<Table::SERVICES, SignallingCodes::SERVICE, SignallingCodes::SERVICE_UPDATED,
+                                       SignallingCodes::SERVICE_DELETED> {};
+template <>
+struct TraitsOf<ServiceStop> : TableTraits<Table::SERVICE_STOPS, SignallingCodes::SERVICE_STOP> {};
+
+/// The types of the records, in the order of the tables.
+template <template <typename...> class List>
+using EveryRecord = List<Line, Vehicle, Station, PlatformInfo, Trip, TripStop, Service, ServiceStop>;
+
+constexpr std::size_t kTables = std::tuple_size_v<EveryRecord<std::tuple>>;
+
+/// One `Slot<Record>` for each table.
+template <template <typename> class Slot>
+struct PerTable {
+    template <typename... Records>
+    using Slots = std::tuple<Slot<Records>...>;
+    using Tuple = EveryRecord<Slots>;
+};
+
+template <typename... Records>
+using EachOf = std::tuple<Of<Records>...>;
+
+/// Calls visit(Of<Record>()) for each table in their order.
+template <typename Visit>
+constexpr void forEachTable(Visit visit) {
+    std::apply([&visit](auto... each) { (visit(each), ...); }, EveryRecord<EachOf>());
+}
 
 constexpr std::size_t indexOf(Table table) {
     return static_cast<std::size_t>(table);
+}
+
+/// Every table, in their order.
+constexpr std::array<Table, kTables> kEveryTable = [] {
+    std::array<Table, kTables> tables{};
+    for (std::size_t i = 0; i < kTables; ++i) tables[i] = static_cast<Table>(i);
+    return tables;
+}();
+
+/// Calls visit(Of<Record>()) for one table, and returns what it returns.
+template <typename Visit>
+auto withTable(Table table, Visit visit) {
+    using Result = decltype(visit(Of<Line>()));
+    constexpr std::size_t kNone = kTables;
+    std::size_t wanted = table <= Table::SERVICE_STOPS ? indexOf(table) : kNone;
+    std::optional<Result> result;
+    forEachTable([&](auto of) {
+        if (indexOf(TraitsOf<typename decltype(of)::Record>::kTable) == wanted) result.emplace(visit(of));
+    });
+    return *std::move(result);
 }
 
 /// "trip_stops", as in a dump.

@@ -1,6 +1,7 @@
 #include "replay/ProgressBar.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +23,13 @@ std::string minutes(double seconds) {
                         : fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
+/// Columns of the terminal on standard error; 80 where it does not say.
+int widthOfTerminal() {
+    constexpr int kUsual = 80;
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : kUsual;
+}
+
 }  // namespace
 
 ProgressBar::ProgressBar(std::uint64_t totalBytes) : _totalBytes(totalBytes), _onTerminal(isatty(STDERR_FILENO) == 1) {}
@@ -35,7 +43,7 @@ void ProgressBar::show(std::uint64_t records, std::uint64_t bytes) {
     _due = now + std::chrono::milliseconds(100);
 
     const double passed = std::chrono::duration<double>(now - _start).count();
-    std::string line = fmt::format("{} records, {}/s", base::grouped(records),
+    std::string line = fmt::format("{}, {}/s", base::counted(records, "record"),
                                    base::grouped(static_cast<std::uint64_t>(static_cast<double>(records) / passed)));
     if (_totalBytes > 0) {
         const double done = std::min(1.0, static_cast<double>(bytes) / static_cast<double>(_totalBytes));
@@ -45,7 +53,8 @@ void ProgressBar::show(std::uint64_t records, std::uint64_t bytes) {
         line = fmt::format("[{}] {:3.0f}%  {}", bar, done * 100, line);
         if (done > 0) line += fmt::format(", {} left", minutes(passed / done - passed));
     }
-    fmt::print(stderr, "\r{}\x1b[K", line);
+    // A line that wraps could not be drawn over: what does not fit is left out.
+    fmt::print(stderr, "\r{:.{}}\x1b[K", line, widthOfTerminal() - 1);
     std::fflush(stderr);
     _visible = true;
 }

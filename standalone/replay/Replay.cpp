@@ -7,13 +7,16 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
-#include "SignallingCodes.h"
 #include "base/Interrupt.h"
 #include "base/Output.h"
 #include "feed/FeedReader.h"
+#include "feed/Intake.h"
 #include "feed/Pace.h"
+#include "feed/StopTables.h"
+#include "feed/StoreEntry.h"
 #include "platform/EventQueue.h"
 #include "platform/HostCalls.h"
 #include "platform/HostLog.h"
@@ -26,7 +29,8 @@ namespace pis::replay {
 
 namespace {
 
-/// Writes every host call and observer call to standard output, a line each, while it lives.
+/// Writes every host call and observer call to standard output, a line each, while it lives: the place in the feed
+/// and the time of the record that it comes of, and the call, with tabs in between.
 class TracePrinter : public platform::HostCallListener {
 public:
     TracePrinter() {
@@ -35,18 +39,25 @@ public:
     }
     ~TracePrinter() override { platform::listenToHostCalls(nullptr); }
 
-    void onDebug(int level, const std::string& text) override { print("debug", level, text); }
-    void onError(int severity, const std::string& text) override { print("error", severity, text); }
-    void onEvent(int code, int id) override { base::printLine(fmt::format("event {} {}", code, id)); }
-    void onOperation(int operation, const std::string& text) override { print("operation", operation, text); }
+    /// What comes from now on comes of this record.
+    void beginRecord(const std::string& place, const std::optional<double>& at) {
+        _front = fmt::format("{}\t{}\t", base::onOneLine(place), at ? fmt::format("{}", *at) : "-");
+    }
+
+    void print(const std::string& call) const { base::printLine(_front + base::onOneLine(call)); }
+
+    void onDebug(int level, const std::string& text) override { print(fmt::format("debug {} {}", level, text)); }
+    void onError(int severity, const std::string& text) override { print(fmt::format("error {} {}", severity, text)); }
+    void onEvent(int code, int id) override { print(fmt::format("event {} {}", code, id)); }
+    void onOperation(int operation, const std::string& text) override {
+        print(fmt::format("operation {} {}", operation, text));
+    }
 
     TracePrinter(const TracePrinter&) = delete;
     TracePrinter& operator=(const TracePrinter&) = delete;
 
 private:
-    static void print(const char* call, int number, const std::string& text) {
-        base::printLine(fmt::format("{} {} {}", call, number, base::onOneLine(text)));
-    }
+    std::string _front = "-\t-\t";
 };
 
 std::uint64_t sizeOf(const std::vector<std::string>& files) {
@@ -61,24 +72,26 @@ std::uint64_t sizeOf(const std::vector<std::string>& files) {
 }
 
 /// One run of the feeds through the store.
-class ReplayRun {
+class ReplayRun : private feed::IntakeReceiver {
 public:
-    ReplayRun(const ReplayOptions& options, ReplayObserver& observer)
+    /// @param trace null where none is wanted.
+    ReplayRun(const ReplayOptions& options, ReplayObserver& observer, TracePrinter* trace)
         : _options(options),
           _observer(observer),
-          _delivery(gPassengerInformationServer),
-          _pace(options.speed, [] { return base::Interrupt::requested() != 0; }),
+          _trace(trace),
+          _pace(options.speed, base::Interrupt::stopSignal()),
           _bar(sizeOf(options.files)) {}
 
     base::ExitStatus deliverAll() {
         base::ExitStatus status = base::DONE;
         for (const std::string& file : _options.files) {
             if (!deliverFile(file)) status = base::FAILED;
-            if (const int signal = base::Interrupt::requested())
+            if (const int signal = base::Interrupt::requested()) {
                 return static_cast<base::ExitStatus>(base::INTERRUPTED + signal);
+            }
             if (status == base::FAILED && !_options.keepGoing) return base::FAILED;
         }
-        if (_delivery.inSnapshot()) {
+        if (_intake.inSnapshot()) {
             fault(_snapshotBegin +
                   ": the snapshot that begins here does not end: nothing that it leaves out was deleted");
             return base::FAILED;
@@ -86,13 +99,14 @@ public:
         return status == base::DONE && _skippedLines > 0 ? base::FINDINGS : status;
     }
 
-    const feed::FeedDelivery& delivery() const { return _delivery; }
+    /// As the store holds them, which hands them out to nobody.
+    std::vector<ServiceStop> serviceStops() const { return _stops.serviceStops(); }
 
     void addTo(ReplaySummary& summary) const {
         summary.records = _records;
         summary.skippedLines = _skippedLines;
-        summary.snapshots = _delivery.snapshots();
-        summary.counts = _delivery.counts();
+        summary.snapshots = _intake.snapshots();
+        summary.counts = _intake.counts();
         summary.told = _told;
         summary.events = _events;
     }
@@ -101,7 +115,7 @@ private:
     /// False when the file is not delivered to its end.
     bool deliverFile(const std::string& file) {
         try {
-            feed::FeedReader reader(file);
+            feed::FeedReader reader(file, &base::Interrupt::stopSignal());
             while (base::Interrupt::requested() == 0) {
                 const feed::FeedReader::Next next = reader.next(_record);
                 if (base::Interrupt::requested() != 0) return true;
@@ -113,7 +127,7 @@ private:
                         break;
                     case feed::FeedReader::Next::RECORD:
                         if (!deliver(reader)) return false;
-                        if (_bar.isDue()) _bar.show(_records, _bytesBefore + reader.consumed());
+                        showProgress(reader);
                         break;
                 }
             }
@@ -126,19 +140,32 @@ private:
 
     /// False when the record cannot be delivered and the run is to stop.
     bool deliver(const feed::FeedReader& reader) {
-        if (_record.kind == feed::FeedRecord::SNAPSHOT_END && !_delivery.inSnapshot()) {
-            return skip(reader.place() + ": the snapshot that ends here has not begun");
+        if (_record.kind == feed::FeedRecord::SNAPSHOT_END && !_intake.inSnapshot()) {
+            return skip(reader.place() + ": " + _intake.judge(_record).reason);
         }
         if (_record.kind == feed::FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = reader.place();
-        _pace.waitFor(_record.at);
+        _pace.waitFor(_record.at, [&] { showProgress(reader); });
         if (base::Interrupt::requested() != 0) return true;
 
-        const std::uint64_t toldBefore = _observer.updatesTold();
-        _delivery.deliver(_record);
+        if (_trace != nullptr) _trace->beginRecord(reader.place(), _record.at);
+        const feed::Intake::Verdict verdict = _intake.accept(_record);
         ++_records;
-        if (_observer.updatesTold() != toldBefore) ++_told[_record.type];
         while (const auto event = platform::EventQueue::instance().pop()) ++_events[event->code];
-        return true;
+        if (verdict.outcome != feed::Outcome::FAILED) return true;
+        fault(reader.place() + ": " + verdict.reason);
+        return false;
+    }
+
+    void onUpdate(const feed::FeedRecord& record) override {
+        const std::uint64_t toldBefore = _observer.updatesTold();
+        _storeEntry.update(record);
+        if (_observer.updatesTold() != toldBefore) ++_told[record.type];
+        _stops.update(record);
+    }
+
+    void onDeletion(int type, int id) override {
+        _storeEntry.remove(type, id);
+        _stops.remove(type, id);
     }
 
     /// A line that cannot be delivered: false when the run is to stop there.
@@ -148,6 +175,10 @@ private:
         return _options.keepGoing;
     }
 
+    void showProgress(const feed::FeedReader& reader) {
+        if (_bar.isDue()) _bar.show(_records, _bytesBefore + reader.consumed());
+    }
+
     void fault(const std::string& what) {
         _bar.hide();
         base::reportFault(what);
@@ -155,7 +186,10 @@ private:
 
     const ReplayOptions& _options;
     ReplayObserver& _observer;
-    feed::FeedDelivery _delivery;
+    TracePrinter* _trace;
+    feed::StoreEntry _storeEntry{gPassengerInformationServer};
+    feed::StopTables _stops;
+    feed::Intake _intake{this};
     feed::Pace _pace;
     ProgressBar _bar;
     feed::FeedRecord _record;
@@ -168,28 +202,26 @@ private:
 };
 
 /// What the store holds at the end.
-void addTables(ReplaySummary& summary, const feed::FeedDelivery& delivery) {
+void addTables(ReplaySummary& summary, const std::vector<ServiceStop>& serviceStops) {
     PassengerInformationServer& store = gPassengerInformationServer;
-    summary.tables = {{"lines", store.getLines().size()},
-                      {"vehicles", store.getVehicles().size()},
-                      {"stations", store.getStations().size()},
-                      {"platforms", store.getPlatforms().size()},
-                      {"trips", store.getTrips().size()},
-                      {"trip_stops", store.getTripStops().size()},
-                      {"services", store.getServices().size()},
-                      // The store hands these out to nobody: they are counted as they are delivered.
-                      {"service_stops", delivery.elements(SignallingCodes::SERVICE_STOP)}};
+    summary.tables = {{"lines", store.getLines().size()},       {"vehicles", store.getVehicles().size()},
+                      {"stations", store.getStations().size()}, {"platforms", store.getPlatforms().size()},
+                      {"trips", store.getTrips().size()},       {"trip_stops", store.getTripStops().size()},
+                      {"services", store.getServices().size()}, {"service_stops", serviceStops.size()}};
     summary.serverOnline = store.getServerStatus();
     summary.automaticMessages = store.isAutomaticMessageGenerationEnabled();
-    summary.hash = records::hashTables(store);
+    summary.hash = records::hashTables(store, serviceStops);
 }
 
 /// Prints what the options ask for.
-void printResult(const ReplaySummary& summary, ReplayOptions::Output output) {
+void printResult(const ReplaySummary& summary, const std::vector<ServiceStop>& serviceStops,
+                 ReplayOptions::Output output) {
     switch (output) {
         case ReplayOptions::SUMMARY: base::print(forPeople(summary)); return;
         case ReplayOptions::JSON_SUMMARY: base::printLine(asJson(summary)); return;
-        case ReplayOptions::DUMP: records::dumpTables(gPassengerInformationServer, base::printLine); break;
+        case ReplayOptions::DUMP:
+            records::dumpTables(gPassengerInformationServer, serviceStops, base::printLine);
+            break;
         case ReplayOptions::TRACE: break;
     }
     base::remark(forPeople(summary));
@@ -199,6 +231,8 @@ void printResult(const ReplaySummary& summary, ReplayOptions::Output output) {
 
 base::ExitStatus replay(const ReplayOptions& options) {
     base::Interrupt::watch();
+    platform::HostLog::setLevel(options.debugLevel);
+    if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);
     ReplaySummary summary;
     summary.files = options.files;
 
@@ -206,22 +240,26 @@ base::ExitStatus replay(const ReplayOptions& options) {
     ReplayObserver::Trace traceObserver;
     if (options.output == ReplayOptions::TRACE) {
         trace = std::make_unique<TracePrinter>();
-        traceObserver = [](const std::string& call) { base::printLine("observer " + call); };
+        traceObserver = [&printer = *trace](const std::string& call) { printer.print("observer " + call); };
     }
     // The store cannot forget an observer: this one lives as long as the program.
     static ReplayObserver observer(traceObserver);
     gPassengerInformationServer.registerObserver(&observer);
 
     const auto start = std::chrono::steady_clock::now();
-    ReplayRun run(options, observer);
+    ReplayRun run(options, observer, trace.get());
     const base::ExitStatus status = run.deliverAll();
     summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    summary.partial = base::Interrupt::requested() != 0;
 
     run.addTo(summary);
-    if (status == base::FAILED && summary.records == 0) return status;  // there is nothing to sum up
-    summary.observerCalls = observer.calls();
-    addTables(summary, run.delivery());
-    printResult(summary, options.output);
+    if (status != base::FAILED || summary.records > 0) {  // else there is nothing to sum up
+        const std::vector<ServiceStop> serviceStops = run.serviceStops();
+        summary.observerCalls = observer.calls();
+        addTables(summary, serviceStops);
+        printResult(summary, serviceStops, options.output);
+    }
+    platform::HostLog::finish();
     return status;
 }
 

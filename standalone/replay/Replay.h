@@ -17,6 +17,8 @@ struct ReplayOptions {
     bool keepGoing = false;          ///< Count and skip lines that are no records.
     Output output = SUMMARY;         ///< What standard output carries. With DUMP and TRACE the summary
                                      ///< goes to standard error.
+    long debugLevel = -1;            ///< What the store logs: 0 registrations, 1 deletions too, 2 every change.
+    std::string logFile;             ///< Where log lines are appended; empty for standard error.
 };
 
 /// Replays the feeds through `gPassengerInformationServer`. Faults go to standard error.

@@ -2,50 +2,49 @@
 #ifndef PIS_REPLAY_REPLAYOBSERVER_H
 #define PIS_REPLAY_REPLAYOBSERVER_H
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "SignallingController.h"
+#include "records/ObserverOperations.h"
+#include "records/TableDump.h"
 
 namespace pis::replay {
 
 /// [Threading] For the thread that delivers the feed.
-class ReplayObserver : public PassengerInformationObserver {
+class ReplayObserver : public records::ObserverOfAll<ReplayObserver> {
 public:
+    /// Calls by operation, in the order of the interface.
+    using Calls = std::array<std::uint64_t, records::kObserverOperations.size()>;
+
     /// Takes a call as a line: its name, then what it was given.
     using Trace = std::function<void(const std::string&)>;
 
-    explicit ReplayObserver(Trace trace = nullptr);
+    explicit ReplayObserver(Trace trace = nullptr) : _trace(std::move(trace)) {}
 
-    /// Calls by operation, in the order of the interface.
-    const std::vector<std::pair<const char*, std::uint64_t>>& calls() const { return _calls; }
+    const Calls& calls() const { return _calls; }
 
     /// All calls but those that tell of removals.
     std::uint64_t updatesTold() const { return _updatesTold; }
 
-    void onServerStatusUpdated(bool online) override;
-    void onLineUpdated(Line line) override;
-    void onLineRemoved(Line line) override;
-    void onVehicleUpdated(Vehicle vehicle) override;
-    void onVehicleRemoved(Vehicle vehicle) override;
-    void onStationUpdated(Station station) override;
-    void onStationRemoved(Station station) override;
-    void onPlatformInfoUpdated(PlatformInfo platform) override;
-    void onPlatformInfoRemoved(PlatformInfo platform) override;
-    void onServiceUpdated(Service service) override;
-    void onServiceRemoved(Service service) override;
-    void onTripUpdated(Trip trip) override;
-    void onTripRemoved(Trip trip) override;
+    template <typename What>
+    void told(Operation operation, const What& what) {
+        ++_calls[indexOf(operation)];
+        if (!tellsOfRemoval(operation)) ++_updatesTold;
+        if (_trace) _trace(std::string(records::kObserverOperations[indexOf(operation)]) + " " + textOf(what));
+    }
 
 private:
+    static std::string textOf(bool online) { return online ? "true" : "false"; }
     template <typename Record>
-    void told(std::size_t operation, const Record& record);
+    static std::string textOf(const Record& record) {
+        return records::dumpLine(record);
+    }
 
     Trace _trace;
-    std::vector<std::pair<const char*, std::uint64_t>> _calls;
+    Calls _calls{};
     std::uint64_t _updatesTold = 0;
 };
 

@@ -16,7 +16,7 @@ using namespace SignallingCodes;
 namespace {
 
 /// What an event code says, for people.
-const char* nameOfEvent(int code) {
+const char* eventName(int code) {
     switch (code) {
         case SIGNALLING_SERVER_ONLINE: return "signalling server online";
         case SIGNALLING_SERVER_OFFLINE: return "signalling server offline";
@@ -36,8 +36,9 @@ const char* nameOfEvent(int code) {
     }
 }
 
-bool isTold(int type) {
-    return type != TRIP_STOP && type != SERVICE_STOP && type != AUTO_MESSAGE_STATE;
+/// Whether the store tells observers of updates of a type.
+bool isTold(const feed::ElementType& type) {
+    return !type.isStop() && type.code != AUTO_MESSAGE_STATE;
 }
 
 std::uint64_t toldOf(const ReplaySummary& summary, int type) {
@@ -45,21 +46,18 @@ std::uint64_t toldOf(const ReplaySummary& summary, int type) {
     return found == summary.told.end() ? 0 : found->second;
 }
 
-feed::FeedDelivery::Count countOf(const ReplaySummary& summary, int type) {
-    const auto found = summary.counts.find(type);
-    return found == summary.counts.end() ? feed::FeedDelivery::Count() : found->second;
+std::uint64_t updatesIn(const feed::TypeCounts& counts) {
+    return counts.of(feed::Outcome::DELIVERED).count - counts.deletions;
 }
 
-/// Everything delivered under codes that the store takes nothing for.
-feed::FeedDelivery::Count unknownCodes(const ReplaySummary& summary) {
-    feed::FeedDelivery::Count sum;
-    for (const auto& [type, count] : summary.counts) {
-        const feed::ElementType* known = feed::findElementType(type);
-        if (known == nullptr) sum.updates += count.updates;
-        const bool deletable = type == ALL_ELEMENTS || (known != nullptr && known->hasTable());
-        if (!deletable) sum.deletions += count.deletions;
-    }
-    return sum;
+std::uint64_t ignoredIn(const feed::TypeCounts& counts) {
+    return counts.of(feed::Outcome::IGNORED).count;
+}
+
+/// The counts of what belongs to no element type.
+const feed::TypeCounts& countsNamed(const ReplaySummary& summary, const char* name) {
+    return *std::find_if(summary.counts.begin(), summary.counts.end(),
+                         [name](const feed::TypeCounts& counts) { return counts.name == name; });
 }
 
 /// "trip_stops" as people write it.
@@ -78,36 +76,40 @@ std::string forPeople(const ReplaySummary& summary) {
     fmt::memory_buffer text;
     const auto out = std::back_inserter(text);
     fmt::format_to(out, "{}\n", base::onOneLine(joined(summary.files)));
-    fmt::format_to(out, "{} in {:.2f} s, {} a second\n\n", base::counted(summary.records, "record"), summary.seconds,
+    fmt::format_to(out, "{} in {:.2f} s, {} a second\n", base::counted(summary.records, "record"), summary.seconds,
                    base::grouped(static_cast<std::uint64_t>(summary.recordsPerSecond())));
+    if (summary.partial) fmt::format_to(out, "Interrupted: this is partial, the rest of the feed was not taken\n");
 
-    fmt::format_to(out, "{:<30}{:>12}{:>10}{:>12}{:>12}\n", "Element", "delivered", "id 0", "told", "deletions");
-    for (const feed::ElementType& type : feed::elementTypes()) {
-        const feed::FeedDelivery::Count count = countOf(summary, type.code);
-        const bool status = type.code == SIGNALLING_SERVER_STATUS || type.code == AUTO_MESSAGE_STATE;
-        fmt::format_to(out, "{:>3} {:<26}{:>12}{:>10}{:>12}{:>12}\n", static_cast<int>(type.code), type.name,
-                       base::grouped(count.updates), status ? "-" : base::grouped(count.updatesOfIdZero),
-                       isTold(type.code) ? base::grouped(toldOf(summary, type.code)) : "-",
-                       type.hasTable() ? base::grouped(count.deletions + count.leftOut) : "-");
+    constexpr const char* kRow = "{:>3} {:<26}{:>12}{:>10}{:>12}{:>12}\n";
+    fmt::format_to(out, "\n{:<30}{:>12}{:>10}{:>12}{:>12}\n", "Element", "delivered", "ignored", "told", "deletions");
+    const std::vector<feed::ElementType>& types = feed::elementTypes();
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        const feed::ElementType& type = types[i];
+        const feed::TypeCounts& counts = summary.counts[i];
+        fmt::format_to(out, fmt::runtime(kRow), static_cast<int>(type.code), type.name,
+                       base::grouped(updatesIn(counts)), base::grouped(ignoredIn(counts)),
+                       isTold(type) ? base::grouped(toldOf(summary, type.code)) : "-",
+                       type.hasTable() ? base::grouped(counts.deletions + counts.leftOut) : "-");
     }
-    const feed::FeedDelivery::Count unknown = unknownCodes(summary);
-    fmt::format_to(out, "    {:<26}{:>12}{:>10}{:>12}{:>12}\n", "unknown code", base::grouped(unknown.updates), "-",
-                   "-", base::grouped(unknown.deletions));
-    fmt::format_to(out, "    {:<26}{:>12}{:>10}{:>12}{:>12}\n\n", "every type at once", "-", "-", "-",
-                   base::grouped(countOf(summary, ALL_ELEMENTS).deletions));
+    fmt::format_to(out, fmt::runtime(kRow), "", "unknown code", "-",
+                   base::grouped(ignoredIn(countsNamed(summary, "unknown"))), "-", "-");
+    fmt::format_to(out, fmt::runtime(kRow), "", "every type at once", "-", "-", "-",
+                   base::grouped(countsNamed(summary, "every type").deletions));
 
-    fmt::format_to(out, "Tables at the end\n");
+    fmt::format_to(out, "\nTables at the end\n");
     for (const auto& [name, size] : summary.tables) {
         fmt::format_to(out, "    {:<26}{:>12}\n", spoken(name), base::grouped(size));
     }
 
     fmt::format_to(out, "\nEvents\n");
     for (const auto& [code, number] : summary.events) {
-        fmt::format_to(out, "{:>3} {:<26}{:>12}\n", code, nameOfEvent(code), base::grouped(number));
+        fmt::format_to(out, "{:>3} {:<26}{:>12}\n", code, eventName(code), base::grouped(number));
     }
     fmt::format_to(out, "\nObserver calls\n");
-    for (const auto& [name, number] : summary.observerCalls) {
-        if (number > 0) fmt::format_to(out, "    {:<26}{:>12}\n", name, base::grouped(number));
+    for (std::size_t i = 0; i < summary.observerCalls.size(); ++i) {
+        if (summary.observerCalls[i] == 0) continue;
+        fmt::format_to(out, "    {:<26}{:>12}\n", records::kObserverOperations[i],
+                       base::grouped(summary.observerCalls[i]));
     }
 
     fmt::format_to(out, "\nSignalling server {}, automatic messages {}\n", summary.serverOnline ? "online" : "offline",
@@ -128,6 +130,7 @@ std::string asJson(const ReplaySummary& summary) {
     json.beginObject().key("files").beginArray();
     for (const std::string& file : summary.files) json.text(file);
     json.endArray();
+    json.key("partial").flag(summary.partial);
     number("records", summary.records);
     number("skipped_lines", summary.skippedLines);
     number("snapshots", summary.snapshots);
@@ -135,23 +138,20 @@ std::string asJson(const ReplaySummary& summary) {
     json.key("records_per_second").raw(fmt::format("{:.0f}", summary.recordsPerSecond()));
 
     json.key("elements").beginArray();
-    for (const feed::ElementType& type : feed::elementTypes()) {
-        const feed::FeedDelivery::Count count = countOf(summary, type.code);
-        json.beginObject().key("code").number(type.code).key("name").text(type.name);
-        number("delivered", count.updates);
-        number("id_0", count.updatesOfIdZero);
-        number("told", toldOf(summary, type.code));
-        number("deletions", count.deletions);
-        number("left_out_of_snapshots", count.leftOut);
+    const std::vector<feed::ElementType>& types = feed::elementTypes();
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        const feed::TypeCounts& counts = summary.counts[i];
+        json.beginObject().key("code").number(types[i].code).key("name").text(types[i].name);
+        number("delivered", updatesIn(counts));
+        number("ignored", ignoredIn(counts));
+        number("told", toldOf(summary, types[i].code));
+        number("deletions", counts.deletions);
+        number("left_out_of_snapshots", counts.leftOut);
         json.endObject();
     }
     json.endArray();
-    const feed::FeedDelivery::Count unknown = unknownCodes(summary);
-    json.key("unknown_code").beginObject();
-    number("delivered", unknown.updates);
-    number("deletions", unknown.deletions);
-    json.endObject();
-    number("deletions_of_every_type", countOf(summary, ALL_ELEMENTS).deletions);
+    number("unknown_code", ignoredIn(countsNamed(summary, "unknown")));
+    number("deletions_of_every_type", countsNamed(summary, "every type").deletions);
 
     json.key("tables").beginObject();
     for (const auto& [name, size] : summary.tables) number(name.c_str(), size);
@@ -160,7 +160,9 @@ std::string asJson(const ReplaySummary& summary) {
     for (const auto& [code, count] : summary.events) number(std::to_string(code).c_str(), count);
     json.endObject();
     json.key("observer_calls").beginObject();
-    for (const auto& [name, count] : summary.observerCalls) number(name, count);
+    for (std::size_t i = 0; i < summary.observerCalls.size(); ++i) {
+        number(records::kObserverOperations[i], summary.observerCalls[i]);
+    }
     json.endObject();
     json.key("server_online").flag(summary.serverOnline);
     json.key("automatic_messages").flag(summary.automaticMessages);

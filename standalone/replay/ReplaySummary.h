@@ -8,21 +8,23 @@
 #include <utility>
 #include <vector>
 
-#include "feed/FeedDelivery.h"
+#include "feed/Outcomes.h"
+#include "replay/ReplayObserver.h"
 
 namespace pis::replay {
 
 struct ReplaySummary {
     std::vector<std::string> files;
-    std::uint64_t records = 0;       ///< Delivered, snapshot marks included.
+    std::uint64_t records = 0;       ///< Taken in, snapshot marks included.
     std::uint64_t skippedLines = 0;  ///< Lines that were no records.
     std::uint64_t snapshots = 0;
     double seconds = 0;
-    std::map<int, feed::FeedDelivery::Count> counts;          ///< By element type code.
-    std::map<int, std::uint64_t> told;                        ///< Updates told to observers, by element type code.
+    bool partial = false;               ///< The run was interrupted: the feeds were not taken to their end.
+    feed::IntakeCounts counts;          ///< What became of the records.
+    std::map<int, std::uint64_t> told;  ///< Updates told to observers, by element type code.
     std::vector<std::pair<std::string, std::size_t>> tables;  ///< Elements by table.
     std::map<int, std::uint64_t> events;                      ///< Event items by code.
-    std::vector<std::pair<const char*, std::uint64_t>> observerCalls;
+    ReplayObserver::Calls observerCalls{};
     bool serverOnline = false;
     bool automaticMessages = false;
     std::uint64_t hash = 0;  ///< hashTables() at the end.

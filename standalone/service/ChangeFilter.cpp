@@ -20,7 +20,7 @@ StationRows::StationRows(const picture::Picture& picture, int stationId) : _stat
         if (stops == nullptr) continue;
         for (const int stop : **stops) {
             _tripStops.insert(stop);
-            const auto* row = picture.tripStops.find(stop);
+            const auto* row = picture.table<TripStop>().find(stop);
             if (row != nullptr) _trips.insert((*row)->record.getTripId());
         }
     }

@@ -119,8 +119,9 @@ void addStore(Families& families, const ServiceMetrics::Sources& sources) {
                      figures.secondsInStore);
     families.histogram("observer_seconds", "Time in the service's observer.", sources.observer.times());
     auto& calls = families.begin("observer_calls_total", "What the store told the observer.", MetricType::Counter);
-    for (const auto& [operation, count] : sources.observer.calls()) {
-        Families::addCounter(calls, {{"operation", operation}}, number(count));
+    for (std::size_t i = 0; i < records::kObserverOperations.size(); ++i) {
+        Families::addCounter(calls, {{"operation", records::kObserverOperations[i]}},
+                             number(sources.observer.calls(static_cast<records::ObserverOperation>(i))));
     }
     auto& queues = families.begin("queue_items", "What waits in a queue.", MetricType::Gauge);
     Families::addGauge(queues, {{"queue", "inbox"}}, number(figures.inbox));

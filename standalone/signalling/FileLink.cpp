@@ -26,7 +26,7 @@ void FileLink::run(Inbox& inbox) {
 LinkChange FileLink::readAll(Inbox& inbox) {
     feed::ByteReader bytes(_path, &_stop);
     feed::RecordReader records(bytes);
-    feed::Pace pace(_speed, [this] { return _stop.given(); });
+    feed::Pace pace(_speed, _stop);
     inbox.put(LinkChange{feed::FeedStatus::UP, ""});
 
     bool taken = true;

@@ -18,8 +18,8 @@ Inbox::Inbox(std::size_t capacity) : _capacity(capacity) {}
 bool Inbox::put(LinkItem item) {
     const std::size_t bytes = weightOf(item);
     {
-        std::unique_lock<std::mutex> lock(_mutex);
-        _room.wait(lock, [this] { return _closed || (_items.size() < _capacity && _bytes < kMostBytes); });
+        base::MutexLock lock(_mutex);
+        while (!_closed && (_items.size() >= _capacity || _bytes >= kMostBytes)) _room.wait(lock);
         if (_closed) return false;
         _items.push_back(std::move(item));
         _bytes += bytes;
@@ -28,15 +28,16 @@ bool Inbox::put(LinkItem item) {
     return true;
 }
 
-std::optional<LinkItem> Inbox::take(std::optional<Clock::time_point> deadline) {
+std::optional<LinkItem> Inbox::pop(std::optional<Clock::time_point> deadline) {
     std::optional<LinkItem> item;
     {
-        std::unique_lock<std::mutex> lock(_mutex);
-        const auto somethingToDo = [this] { return _closed || _woken || !_items.empty(); };
-        if (deadline) {
-            _arrival.wait_until(lock, *deadline, somethingToDo);
-        } else {
-            _arrival.wait(lock, somethingToDo);
+        base::MutexLock lock(_mutex);
+        while (!_closed && !_woken && _items.empty()) {
+            if (!deadline) {
+                _arrival.wait(lock);
+            } else if (_arrival.wait_until(lock, *deadline) == std::cv_status::timeout) {
+                break;
+            }
         }
         if (std::exchange(_woken, false) || _closed || _items.empty()) return std::nullopt;
         item = std::move(_items.front());
@@ -49,7 +50,7 @@ std::optional<LinkItem> Inbox::take(std::optional<Clock::time_point> deadline) {
 
 void Inbox::wake() {
     {
-        const std::lock_guard<std::mutex> guard(_mutex);
+        const base::MutexLock lock(_mutex);
         _woken = true;
     }
     _arrival.notify_one();
@@ -57,7 +58,7 @@ void Inbox::wake() {
 
 void Inbox::close() {
     {
-        const std::lock_guard<std::mutex> guard(_mutex);
+        const base::MutexLock lock(_mutex);
         _closed = true;
     }
     _arrival.notify_all();
@@ -65,7 +66,7 @@ void Inbox::close() {
 }
 
 std::size_t Inbox::size() const {
-    const std::lock_guard<std::mutex> guard(_mutex);
+    const base::MutexLock lock(_mutex);
     return _items.size();
 }
 

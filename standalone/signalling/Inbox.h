@@ -7,11 +7,11 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <variant>
 
+#include "base/Mutex.h"
 #include "feed/FeedRecord.h"
 #include "feed/FeedStatus.h"
 
@@ -31,7 +31,7 @@ struct LinkChange {
 
 using LinkItem = std::variant<feed::FeedRecord, MalformedLine, LinkChange>;
 
-/// [Threading] put() belongs to the link's thread, take() to the feeding thread, the rest to any.
+/// [Threading] put() belongs to the link's thread, pop() to the feeding thread, the rest to any.
 class Inbox {
 public:
     using Clock = std::chrono::steady_clock;
@@ -42,15 +42,15 @@ public:
     /// @param capacity most items that wait; at least 1.
     explicit Inbox(std::size_t capacity = 1024);
 
-    /// Waits while the inbox is full. False once it is closed: nobody will take the item.
+    /// Waits while the inbox is full. False once it is closed: nobody will pop the item.
     bool put(LinkItem item);
 
     /// The oldest item; nothing when none comes before the deadline, when wake() was called or when the
     /// inbox is closed: what it still holds is nobody's then.
     /// @param deadline nothing to wait as long as it takes.
-    std::optional<LinkItem> take(std::optional<Clock::time_point> deadline);
+    std::optional<LinkItem> pop(std::optional<Clock::time_point> deadline);
 
-    /// Makes one take() return early: there is other work for the feeding thread.
+    /// Makes one pop() return early: there is other work for the feeding thread.
     void wake();
 
     /// Nothing goes in any more; what waits for room or for an item returns.
@@ -61,13 +61,13 @@ public:
 
 private:
     const std::size_t _capacity;
-    mutable std::mutex _mutex;
-    std::condition_variable _room;
-    std::condition_variable _arrival;
-    std::deque<LinkItem> _items;  // guarded by _mutex, as are the next three
-    std::size_t _bytes = 0;
-    bool _woken = false;
-    bool _closed = false;
+    mutable base::Mutex _mutex;
+    std::condition_variable_any _room;
+    std::condition_variable_any _arrival;
+    std::deque<LinkItem> _items PIS_GUARDED_BY(_mutex);
+    std::size_t _bytes PIS_GUARDED_BY(_mutex) = 0;
+    bool _woken PIS_GUARDED_BY(_mutex) = false;
+    bool _closed PIS_GUARDED_BY(_mutex) = false;
 };
 
 }  // namespace pis::signalling

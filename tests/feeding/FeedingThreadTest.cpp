@@ -80,13 +80,15 @@ protected:
 TEST_F(FeedingThreadTest, ARecordIsPublishedWhenTheFeedPauses) {
     start();
     give(updateOf(2, 7, {"North", "N"}));
-    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.lines.find(7) != nullptr; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().find(7) != nullptr; }));
     EXPECT_EQ((*published.current()->lines.find(7))->record.getName(), "North");
     give(updateOf(9, 90, {"80", "70", "21600"}));
-    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.serviceStops.find(90) != nullptr; }));
-    give(deletionOf(0, 0));
     EXPECT_TRUE(
-        shows([](const picture::Picture& picture) { return picture.lines.empty() && picture.serviceStops.empty(); }));
+        shows([](const picture::Picture& picture) { return picture.table<ServiceStop>().find(90) != nullptr; }));
+    give(deletionOf(0, 0));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) {
+        return picture.table<Line>().empty() && picture.table<ServiceStop>().empty();
+    }));
 }
 
 TEST_F(FeedingThreadTest, SaysHowTheFeedIs) {
@@ -139,7 +141,8 @@ TEST_F(FeedingThreadTest, WhatIsRefusedReachesNeitherStoreNorPicture) {
     give(updateOf(9, 1, {"81"}));
     settle();
     EXPECT_TRUE(shows([](const picture::Picture& picture) {
-        return picture.serviceStops.size() == 1 && (*picture.serviceStops.find(1))->record.getServiceId() == 81;
+        return picture.table<ServiceStop>().size() == 1 &&
+               (*picture.table<ServiceStop>().find(1))->record.getServiceId() == 81;
     }));
     EXPECT_TRUE(store.getLines().empty());
     EXPECT_TRUE(published.current()->lines.empty());
@@ -155,7 +158,7 @@ TEST_F(FeedingThreadTest, NobodySeesHalfASnapshot) {
     start(options);
     give(updateOf(2, 1, {"old"}));
     give(updateOf(2, 2, {"old"}));
-    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.lines.size() == 2; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().size() == 2; }));
     give(updateOf(2, 3, {"old"}));
     give(snapshotBegin());
     for (int id = 11; id <= 20; ++id) {
@@ -164,11 +167,11 @@ TEST_F(FeedingThreadTest, NobodySeesHalfASnapshot) {
         std::this_thread::sleep_for(milliseconds(3));  // longer than what counts as a pause
     }
     give(snapshotEnd());
-    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.lines.find(20) != nullptr; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().find(20) != nullptr; }));
     feeding->stop();
 
     std::set<std::size_t> sizes;
-    for (const PicturePointer& picture : publications) sizes.insert(picture->lines.size());
+    for (const PicturePointer& picture : publications) sizes.insert(picture->table<Line>().size());
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{2}}) sizes.erase(size);
     EXPECT_EQ(sizes, (std::set<std::size_t>{3, 10})) << "what came before it is seen, then all of it";
     EXPECT_EQ(publications.back()->lines.find(1), nullptr);
@@ -184,7 +187,7 @@ TEST_F(FeedingThreadTest, TheFirstSnapshotMakesReadyAtItsEnd) {
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.ready; }));
     feeding->stop();
     for (const PicturePointer& picture : publications) {
-        EXPECT_EQ(picture->feed.ready, picture->lines.size() == 1) << "ready without what the snapshot brings";
+        EXPECT_EQ(picture->feed.ready, picture->table<Line>().size() == 1) << "ready without what the snapshot brings";
     }
     EXPECT_EQ(feeding->figures().snapshots, 1U);
 }
@@ -195,7 +198,7 @@ TEST_F(FeedingThreadTest, ASnapshotThatLastsTooLongIsShownAsFarAsItCame) {
     start(options);
     give(snapshotBegin());
     give(updateOf(2, 7, {"North"}));
-    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.lines.size() == 1; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().size() == 1; }));
     EXPECT_FALSE(published.current()->feed.ready);
     give(snapshotEnd());
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.ready; }));
@@ -212,7 +215,7 @@ TEST_F(FeedingThreadTest, AFallInsideASnapshotDeletesNothing) {
     give(signalling::LinkChange{feed::FeedStatus::DOWN, "cut"});
     give(signalling::LinkChange{feed::FeedStatus::UP, ""});
     give(updateOf(2, 3, {"c"}));
-    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.lines.size() == 3; }))
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().size() == 3; }))
         << "nothing is held back";
     give(snapshotEnd());
     settle();
@@ -220,8 +223,9 @@ TEST_F(FeedingThreadTest, AFallInsideASnapshotDeletesNothing) {
     give(snapshotBegin());
     give(updateOf(2, 1, {"a"}));
     give(snapshotEnd());
-    EXPECT_TRUE(shows(
-        [](const picture::Picture& picture) { return picture.lines.size() == 1 && picture.lines.find(1) != nullptr; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) {
+        return picture.table<Line>().size() == 1 && picture.table<Line>().find(1) != nullptr;
+    }));
     EXPECT_NE(folder.read("log").find("nothing that it leaves out was deleted"), std::string::npos);
 }
 
@@ -232,8 +236,9 @@ TEST_F(FeedingThreadTest, AFallenLinkMeansThatTheServerIsOfflineAndTheBoardsStay
     give(signalling::LinkChange{feed::FeedStatus::UP, ""});
     give(updateOf(98, 1, {"", "", "1"}));
     give(updateOf(2, 7, {"North"}));
-    EXPECT_TRUE(
-        shows([](const picture::Picture& picture) { return picture.feed.serverOnline && picture.lines.size() == 1; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) {
+        return picture.feed.serverOnline && picture.table<Line>().size() == 1;
+    }));
 
     give(signalling::LinkChange{feed::FeedStatus::DOWN, "somebody cut the cable"});
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.link == feed::FeedStatus::DOWN; }));
@@ -350,13 +355,13 @@ void addRows(const picture::TableOf<Record>& table, std::multiset<std::string>& 
 
 std::multiset<std::string> contentsOf(const picture::Picture& picture) {
     std::multiset<std::string> lines;
-    addRows(picture.lines, lines);
-    addRows(picture.vehicles, lines);
-    addRows(picture.stations, lines);
-    addRows(picture.platforms, lines);
-    addRows(picture.trips, lines);
-    addRows(picture.tripStops, lines);
-    addRows(picture.services, lines);
+    addRows(picture.table<Line>(), lines);
+    addRows(picture.table<Vehicle>(), lines);
+    addRows(picture.table<Station>(), lines);
+    addRows(picture.table<PlatformInfo>(), lines);
+    addRows(picture.table<Trip>(), lines);
+    addRows(picture.table<TripStop>(), lines);
+    addRows(picture.table<Service>(), lines);
     return lines;
 }
 
@@ -367,7 +372,7 @@ TEST_F(FeedingThreadTest, ThePictureOfAMorningEqualsTheStore) {
     feeding->stop();
     const PicturePointer picture = published.current();
     EXPECT_EQ(contentsOf(*picture), contentsOf(store));
-    EXPECT_GT(picture->services.size(), 0U);
+    EXPECT_GT(picture->table<Service>().size(), 0U);
 
     PassengerInformationServer replayed;
     feed::FeedDelivery delivery(replayed);
@@ -376,7 +381,7 @@ TEST_F(FeedingThreadTest, ThePictureOfAMorningEqualsTheStore) {
     for (feed::FeedRecord record; reader.next(record) == feed::FeedReader::Next::RECORD; ++records)
         delivery.deliver(record);
     EXPECT_EQ(contentsOf(store), contentsOf(replayed));
-    EXPECT_EQ(picture->serviceStops.size(), delivery.elements(9));
+    EXPECT_EQ(picture->table<ServiceStop>().size(), delivery.elements(9));
     EXPECT_EQ(feeding->figures().elements, delivery.elements());
 
     std::size_t counted = 0;

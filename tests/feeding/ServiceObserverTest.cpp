@@ -25,8 +25,9 @@ TEST(ServiceObserver, CountsAndTimesWhatTheStoreTells) {
     store.updatePassengerInformation(0, 98, 1, online);
     store.deletePassengerInformation(0, 0);
     std::string calls;
-    for (const auto& [operation, count] : observer.calls()) {
-        calls += std::string(operation) + " " + std::to_string(count) + "\n";
+    for (std::size_t i = 0; i < records::kObserverOperations.size(); ++i) {
+        const auto operation = static_cast<records::ObserverOperation>(i);
+        calls += std::string(records::kObserverOperations[i]) + " " + std::to_string(observer.calls(operation)) + "\n";
     }
     EXPECT_EQ(calls,
               "onServerStatusUpdated 1\nonLineUpdated 2\nonLineRemoved 1\nonVehicleUpdated 1\nonVehicleRemoved 1\n"

@@ -203,7 +203,7 @@ TEST_F(BuilderTest, AServiceStopShowsItsTripStop) {
     serviceStop(88, {"12", "31", "25200", "30", "-60"});
     publish();
     EXPECT_NE(json(records::Table::SERVICE_STOPS, 88).find(R"("dep_delay":4294967236,)"), std::string::npos);
-    EXPECT_EQ(picture->serviceStops.find(88)->get()->record.getPlatformId(), 9);
+    EXPECT_EQ(picture->table<ServiceStop>().find(88)->get()->record.getPlatformId(), 9);
 }
 
 TEST_F(BuilderTest, TheJoinFollowsTheTripStop) {
@@ -285,7 +285,7 @@ TEST_F(DeletionOfStops, OfOneIdInEveryTable) {
 
 TEST_F(DeletionOfStops, OfATable) {
     EXPECT_EQ(afterDeletion(TRIP_STOP, 0), (Names{"trip_stops 31 gone", "trip_stops 32 gone"}));
-    EXPECT_TRUE(picture->tripStops.empty());
+    EXPECT_TRUE(picture->table<TripStop>().empty());
 }
 
 TEST_F(DeletionOfStops, OfEverything) {

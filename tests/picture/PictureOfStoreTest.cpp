@@ -131,11 +131,14 @@ protected:
     }
 
     void expectIndexesToAgree() const {
-        ASSERT_EQ(contentsOf(picture->platformsOfStation), indexBy(picture->platforms, &PlatformInfo::getStationId));
-        ASSERT_EQ(contentsOf(picture->tripStopsAtPlatform), indexBy(picture->tripStops, &TripStop::getPlatformId));
-        ASSERT_EQ(contentsOf(picture->tripStopsOfTrip), indexBy(picture->tripStops, &TripStop::getTripId));
-        ASSERT_EQ(contentsOf(picture->servicesOfTrip), indexBy(picture->services, &Service::getTripId));
-        ASSERT_EQ(contentsOf(picture->stopsOfService), indexBy(picture->serviceStops, &ServiceStop::getServiceId));
+        ASSERT_EQ(contentsOf(picture->platformsOfStation),
+                  indexBy(picture->table<PlatformInfo>(), &PlatformInfo::getStationId));
+        ASSERT_EQ(contentsOf(picture->tripStopsAtPlatform),
+                  indexBy(picture->table<TripStop>(), &TripStop::getPlatformId));
+        ASSERT_EQ(contentsOf(picture->tripStopsOfTrip), indexBy(picture->table<TripStop>(), &TripStop::getTripId));
+        ASSERT_EQ(contentsOf(picture->servicesOfTrip), indexBy(picture->table<Service>(), &Service::getTripId));
+        ASSERT_EQ(contentsOf(picture->stopsOfService),
+                  indexBy(picture->table<ServiceStop>(), &ServiceStop::getServiceId));
     }
 
     PassengerInformationServer& store = gPassengerInformationServer;

@@ -33,12 +33,12 @@ protected:
 
     static int tornIn(const Picture& picture) {
         int torn = 0;
-        const auto* first = recordIn(picture.lines, 1);
-        const auto* last = recordIn(picture.lines, kLines);
+        const auto* first = picture.record<Line>(1);
+        const auto* last = picture.record<Line>(kLines);
         if ((first == nullptr) != (last == nullptr)) return 1;
         if (first != nullptr) torn += first->getName() != last->getName();
-        const auto* stop = recordIn(picture.serviceStops, 1);
-        const auto* otherStop = recordIn(picture.serviceStops, 1000);
+        const auto* stop = picture.record<ServiceStop>(1);
+        const auto* otherStop = picture.record<ServiceStop>(1000);
         if (stop != nullptr && otherStop != nullptr) {
             torn += stop->getServiceStartTime() != otherStop->getServiceStartTime();
             torn += stop->getPlatformId() != otherStop->getPlatformId();

@@ -1,4 +1,4 @@
-#include "feed/IntakeCounts.h"
+#include "feed/Outcomes.h"
 
 namespace pis::feed {
 

@@ -1,0 +1,193 @@
+#include "feed/Intake.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace pis::feed {
+
+using namespace SignallingCodes;
+
+namespace {
+
+/// Rows of the counts: the element types, and behind them what belongs to none.
+enum Behind : std::size_t { EVERY_TYPE, SNAPSHOT, UNKNOWN };
+
+std::size_t rowOf(Behind row) {
+    return elementTypes().size() + row;
+}
+
+/// Lines that tell no code tell 0, which as a type is unknown.
+std::size_t rowOf(int code) {
+    const ElementType* type = findElementType(code);
+    return type == nullptr ? rowOf(UNKNOWN) : static_cast<std::size_t>(type - elementTypes().data());
+}
+
+std::size_t rowOf(const FeedRecord& record) {
+    switch (record.kind) {
+        case FeedRecord::SNAPSHOT_BEGIN:
+        case FeedRecord::SNAPSHOT_END: return rowOf(SNAPSHOT);
+        case FeedRecord::DELETION: return record.type == ALL_ELEMENTS ? rowOf(EVERY_TYPE) : rowOf(record.type);
+        case FeedRecord::UPDATE: break;
+    }
+    return rowOf(record.type);
+}
+
+IntakeCounts emptyCounts() {
+    IntakeCounts counts;
+    for (const ElementType& type : elementTypes()) counts.push_back({type.name});
+    for (const char* name : {"every type", "snapshot", "unknown"}) counts.push_back({name});
+    return counts;
+}
+
+Intake::Verdict ignored(std::string reason) {
+    return {Outcome::IGNORED, std::move(reason)};
+}
+
+std::string subjectOf(const ElementType& type, int id) {
+    return std::string(type.name) + " " + std::to_string(id);
+}
+
+}  // namespace
+
+Intake::Intake(IntakeReceiver* receiver, Options options)
+    : _receiver(receiver), _options(std::move(options)), _counts(emptyCounts()) {}
+
+// --- Verdicts -----------------------------------------------------------------------------------
+
+Intake::Verdict Intake::judge(const FeedRecord& record) const {
+    switch (record.kind) {
+        case FeedRecord::UPDATE: return judgeUpdate(record);
+        case FeedRecord::DELETION: return judgeDeletion(record);
+        case FeedRecord::SNAPSHOT_BEGIN: return {};
+        case FeedRecord::SNAPSHOT_END: break;
+    }
+    return _inSnapshot ? Verdict() : ignored("the snapshot that ends here has not begun");
+}
+
+Intake::Verdict Intake::judgeUpdate(const FeedRecord& record) const {
+    const ElementType* type = findElementType(record.type);
+    if (type == nullptr) return ignored("unknown code " + std::to_string(record.type) + ": the record is ignored");
+    if (type->isStatus()) {
+        if (record.id == 1) return {};
+        return ignored(subjectOf(*type, record.id) + ": only record 1 is taken, this one is ignored");
+    }
+    if (record.id == 0) return ignored(subjectOf(*type, 0) + ": a record with id 0 is ignored");
+    if (elements() < _options.maxElements || knows(*type, record.id)) return {};
+    return {Outcome::REFUSED, subjectOf(*type, record.id) + " is new, and " + std::to_string(_options.maxElements) +
+                                  " elements are the most"};
+}
+
+Intake::Verdict Intake::judgeDeletion(const FeedRecord& record) const {
+    if (record.type == ALL_ELEMENTS) return {};
+    const ElementType* type = findElementType(record.type);
+    if (type != nullptr && type->hasTable()) return {};
+    return ignored("a deletion with code " + std::to_string(record.type) + " removes nothing");
+}
+
+// --- What goes on -------------------------------------------------------------------------------
+
+Intake::Verdict Intake::accept(const FeedRecord& record) {
+    Verdict verdict = judge(record);
+    if (verdict.outcome == Outcome::DELIVERED) {
+        try {
+            deliver(record);
+        } catch (const std::exception& error) {
+            verdict = {Outcome::FAILED, std::string("the store threw: ") + error.what()};
+        } catch (...) {
+            verdict = {Outcome::FAILED, "the store threw what is no exception"};
+        }
+        if (verdict.outcome == Outcome::FAILED && record.kind == FeedRecord::SNAPSHOT_END) abandonSnapshot();
+        noteSize();
+    }
+    count(record, verdict);
+    return verdict;
+}
+
+void Intake::deliver(const FeedRecord& record) {
+    switch (record.kind) {
+        case FeedRecord::UPDATE: return update(record);
+        case FeedRecord::DELETION: return remove(record.type, record.id);
+        case FeedRecord::SNAPSHOT_BEGIN:
+            ++_snapshotNumber;
+            _inSnapshot = true;
+            return;
+        case FeedRecord::SNAPSHOT_END: return endSnapshot();
+    }
+}
+
+void Intake::update(const FeedRecord& record) {
+    const ElementType& type = *findElementType(record.type);
+    if (!type.isStatus()) _known[placeOf(type.table)][record.id].seen = _snapshotNumber;
+    if (_receiver != nullptr) _receiver->onUpdate(record);
+}
+
+void Intake::remove(int type, int id) {
+    if (_receiver != nullptr) _receiver->onDeletion(type, id);
+    for (std::size_t place = 0; place < kTables; ++place) {
+        if (type != ALL_ELEMENTS && place != placeOf(static_cast<Element>(type))) continue;
+        if (id == 0) {
+            _known[place].clear();
+        } else {
+            _known[place].erase(id);
+        }
+    }
+}
+
+void Intake::endSnapshot() {
+    for (std::size_t place = 0; place < kTables; ++place) {
+        std::vector<int> leftOut;
+        for (const auto& [id, kept] : _known[place]) {
+            if (kept.seen != _snapshotNumber) leftOut.push_back(id);
+        }
+        std::sort(leftOut.begin(), leftOut.end());
+        const int type = LINE + static_cast<int>(place);
+        for (const int id : leftOut) {
+            remove(type, id);
+            const base::MutexLock lock(_countsMutex);
+            ++_counts[rowOf(type)].leftOut;
+        }
+    }
+    _inSnapshot = false;
+    ++_snapshots;
+}
+
+bool Intake::knows(const ElementType& type, int id) const {
+    return !type.isStatus() && _known[placeOf(type.table)].count(id) != 0;
+}
+
+void Intake::noteSize() {
+    std::size_t total = 0;
+    for (const auto& known : _known) total += known.size();
+    _elements.store(total, std::memory_order_relaxed);
+}
+
+// --- Counts -------------------------------------------------------------------------------------
+
+void Intake::count(const FeedRecord& record, const Verdict& verdict) {
+    const base::MutexLock lock(_countsMutex);
+    TypeCounts& type = _counts[rowOf(record)];
+    OutcomeCount& outcome = type.of(verdict.outcome);
+    ++outcome.count;
+    if (verdict.outcome == Outcome::DELIVERED) {
+        if (record.kind == FeedRecord::DELETION) ++type.deletions;
+        return;
+    }
+    outcome.lastReason = verdict.reason;
+    outcome.lastTime = _options.wallClock();
+}
+
+void Intake::countMalformed(int type, const std::string& fault) {
+    const base::MutexLock lock(_countsMutex);
+    OutcomeCount& outcome = _counts[rowOf(type)].of(Outcome::MALFORMED);
+    ++outcome.count;
+    outcome.lastReason = fault;
+    outcome.lastTime = _options.wallClock();
+}
+
+IntakeCounts Intake::counts() const {
+    const base::MutexLock lock(_countsMutex);
+    return _counts;
+}
+
+}  // namespace pis::feed
