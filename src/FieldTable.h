@@ -54,8 +54,22 @@ private:
     std::string_view copied(std::string_view text) {
         if (text.size() > kRoom - _used) return _more.emplace_front(text);
         char* copy = _room + _used;
-        _used += text.copy(copy, text.size());
+        _used += text.size();
+        copyShort(text.data(), text.size(), copy);
         return {copy, text.size()};
+    }
+
+    /// In blocks, the last one over the end of the one before: most texts are so short that a call of memcpy costs
+    /// more than their bytes.
+    static void copyShort(const char* text, std::size_t size, char* copy) {
+        constexpr std::size_t kBlock = 16;
+        std::size_t at = 0;
+        if (size < kBlock) {
+            for (; at < size; ++at) copy[at] = text[at];
+            return;
+        }
+        for (; at + kBlock < size; at += kBlock) std::memcpy(copy + at, text + at, kBlock);
+        std::memcpy(copy + size - kBlock, text + size - kBlock, kBlock);
     }
 
     KEBnode* const* _current;  // the link to the current node; followed only when it is asked for
