@@ -3,18 +3,16 @@
 #ifndef HOST_KEBLIST_H
 #define HOST_KEBLIST_H
 
-#include <cstdint>
-
 struct KEBnode;
 
 /// A doubly linked list of field values; field n is the n-th node from `listTop`, counted from 1.
 struct KEBlist {
     KEBnode* listTop;                               ///< First node; null for an empty list.
     KEBnode* listBot;                               ///< Last node; null for an empty list.
-    std::uint32_t elements;                         ///< Number of nodes, kept by the host. The store never consults it.
+    unsigned long elements;                         ///< Number of nodes, kept by the host. The store never consults it.
     int (*sortFunction)(const void*, const void*);  ///< The host's ordering callback.
     void (*defaultDeleteNodeFn)(void*);             ///< The host's node release callback.
-    std::int32_t dataLen;                           ///< Length of a node's data in bytes, kept by the host.
+    long dataLen;                                   ///< Length of a node's data in bytes, kept by the host.
     char bufId;                                     ///< The host's buffer identifier.
     char duplicates;                                ///< Host flag.
     char defaultAddNodePos;                         ///< Host flag.

@@ -28,7 +28,7 @@ class qxLocalMutex : public qxMutexBase {
 public:
     /// @param reentrant true when the thread that holds the lock may enter again (each enter wants
     ///        its own leave); false when a second enter by the same thread is a fault.
-    explicit qxLocalMutex(bool reentrant) : _words{nullptr, nullptr}, _reentrant(reentrant) {}
+    qxLocalMutex(bool reentrant) : _words{nullptr, nullptr}, _reentrant(reentrant) {}
 
     void enter() override;
     void leave() override;

@@ -3,7 +3,9 @@
 #ifndef FIELDTABLE_H
 #define FIELDTABLE_H
 
+#include <cstddef>
 #include <cstring>
+#include <forward_list>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -11,10 +13,16 @@
 #include "IntegerText.h"
 #include "KEBlist.h"
 
-/// Walks a field list from its first node. Once past the end it stays there.
+namespace SignallingControllerPrivate {
+
+/// Walks a field list from its first node; once past the end it stays there. Numbers and flags are read on the
+/// spot. Texts are copied, since the list is the caller's and may change while the update waits for the lock;
+/// the copies last as long as the reader.
 class FieldReader {
 public:
     explicit FieldReader(const KEBlist& list) : _current(&list.listTop) {}
+    FieldReader(const FieldReader&) = delete;
+    FieldReader& operator=(const FieldReader&) = delete;
 
     /// Text of the current field, or null when it is missing, empty or "(null)"; then steps on.
     const char* next() {
@@ -25,25 +33,52 @@ public:
         return text[0] == '(' && std::strcmp(text, "(null)") == 0 ? nullptr : text;
     }
 
+    /// A copy of the current field's text, or `fallback` when it is unusable; then steps on.
+    std::string_view nextOr(std::string_view fallback) {
+        const char* text = next();
+        return text != nullptr ? copied(text) : fallback;
+    }
+
     /// Steps over the current field without looking into its cell.
     void skip() { step(); }
 
 private:
+    static constexpr std::size_t kRoom = 1024;  // for the texts of an ordinary list, so that they need no heap
+
     const KEBnode* step() {
         const KEBnode* node = *_current;
         if (node != nullptr) _current = &node->nextNode;
         return node;
     }
 
+    std::string_view copied(std::string_view text) {
+        if (text.size() > kRoom - _used) return _more.emplace_front(text);
+        char* copy = _room + _used;
+        _used += text.size();
+        copyShort(text.data(), text.size(), copy);
+        return {copy, text.size()};
+    }
+
+    /// In blocks, the last one over the end of the one before: most texts are so short that a call of memcpy costs
+    /// more than their bytes.
+    static void copyShort(const char* text, std::size_t size, char* copy) {
+        constexpr std::size_t kBlock = 16;
+        std::size_t at = 0;
+        if (size < kBlock) {
+            for (; at < size; ++at) copy[at] = text[at];
+            return;
+        }
+        for (; at + kBlock < size; at += kBlock) std::memcpy(copy + at, text + at, kBlock);
+        std::memcpy(copy + size - kBlock, text + size - kBlock, kBlock);
+    }
+
     KEBnode* const* _current;  // the link to the current node; followed only when it is asked for
+    std::size_t _used = 0;
+    std::forward_list<std::string> _more;  // texts for which no room was left
+    char _room[kRoom];                     // NOLINT(cppcoreguidelines-pro-type-member-init): as far as _used
 };
 
-// --- Conversions: what a usable text means. A text stays where it is until something is written. ------
-
-struct AsText {
-    using Value = std::string_view;
-    static Value of(const char* text) { return text; }
-};
+// --- Conversions: what a usable text means ----------------------------------------------------------
 
 /// Signed, unsigned (a negative number as its two's complement) and enumerated members alike.
 template <typename Integer>
@@ -66,18 +101,12 @@ struct AsNumberedFlag {
 
 // --- Field tables -------------------------------------------------------------------------------
 
-/// One field: the member that it fills and how. Reading leaves the record alone, so that an update which
-/// changes nothing costs no text.
-template <auto Member, typename Conversion>
-struct Field {
-    using Value = typename Conversion::Value;
+/// A member and a value for it. Reading leaves the record alone, so that an update which changes nothing
+/// builds no texts.
+template <auto Member, typename FieldValue>
+struct Stored {
+    using Value = FieldValue;
 
-    /// The field's value; where it is unusable, the default that the record holds.
-    template <typename Record>
-    static Value read(FieldReader& from, const Record& defaults) {
-        const char* text = from.next();
-        return text != nullptr ? Conversion::of(text) : Value(defaults.*Member);
-    }
     template <typename Record>
     static bool differs(const Record& record, const Value& value) {
         return record.*Member != value;
@@ -85,6 +114,34 @@ struct Field {
     template <typename Record>
     static void write(const Value& value, Record& record) {
         record.*Member = value;
+    }
+};
+
+/// A field that is converted. Where it is unusable, its value is the default that the record holds.
+template <auto Member, typename Conversion>
+struct Field : Stored<Member, typename Conversion::Value> {
+    template <typename Record>
+    static typename Conversion::Value read(FieldReader& from, const Record& defaults) {
+        const char* text = from.next();
+        return text != nullptr ? Conversion::of(text) : defaults.*Member;
+    }
+};
+
+/// A text as it stands.
+template <auto Member>
+struct Text : Stored<Member, std::string_view> {
+    template <typename Record>
+    static std::string_view read(FieldReader& from, const Record& defaults) {
+        return from.nextOr(defaults.*Member);
+    }
+};
+
+/// A text with a default of its own instead of the record's.
+template <auto Member, const char* fallback>
+struct TextOr : Stored<Member, std::string_view> {
+    template <typename Record>
+    static std::string_view read(FieldReader& from, const Record&) {
+        return from.nextOr(fallback);
     }
 };
 
@@ -97,23 +154,11 @@ struct MemberType<Type Record::*> {
 };
 
 template <auto Member>
-using Text = Field<Member, AsText>;
-template <auto Member>
 using Integer = Field<Member, AsInteger<typename MemberType<decltype(Member)>::type>>;
 template <auto Member>
 using Flag = Field<Member, AsFlag>;
 template <auto Member>
 using NumberedFlag = Field<Member, AsNumberedFlag>;
-
-/// A text with a default of its own instead of the record's.
-template <auto Member, const char* fallback>
-struct TextOr : Text<Member> {
-    template <typename Record>
-    static std::string_view read(FieldReader& from, const Record&) {
-        const char* text = from.next();
-        return text != nullptr ? text : fallback;
-    }
-};
 
 /// A field whose value reaches no member.
 struct Skipped {
@@ -135,13 +180,12 @@ struct Skipped {
 /// compared and written.
 template <typename... F>
 struct Fields {
-    /// What a list says, one value for each field. Texts are those of the list and of the record that
-    /// gave the defaults, and stay valid as long as these do.
+    /// What a list says, one value for each field. Texts are the reader's and those of the record that gave the
+    /// defaults, and stay valid as long as these do.
     using Values = std::tuple<typename F::Value...>;
 
     template <typename Record>
-    static Values read(const KEBlist& list, const Record& defaults) {
-        FieldReader from(list);
+    static Values read(FieldReader& from, const Record& defaults) {
         return Values{F::read(from, defaults)...};  // braces: from left to right
     }
     template <typename Record>
@@ -153,5 +197,7 @@ struct Fields {
         std::apply([&record](const auto&... value) { (F::write(value, record), ...); }, values);
     }
 };
+
+}  // namespace SignallingControllerPrivate
 
 #endif

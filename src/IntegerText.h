@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <limits>
 
+namespace SignallingControllerPrivate {
+
 /// What the 32-bit host's `atoi` gives, on every machine: leading white space skipped, an optional
 /// sign, the digits up to the first other character, 0 without digits. A number beyond 32 bits
 /// becomes the nearest one there is, also where `long` is wider and `atoi` would cut off its top.
@@ -15,5 +17,7 @@ inline std::int32_t integerOf(const char* text) {
     constexpr long highest = std::numeric_limits<std::int32_t>::max();
     return static_cast<std::int32_t>(std::clamp(std::strtol(text, nullptr, 10), lowest, highest));
 }
+
+}  // namespace SignallingControllerPrivate
 
 #endif

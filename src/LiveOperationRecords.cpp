@@ -4,6 +4,7 @@
 #include "ServiceCompletion.h"
 
 using namespace SignallingCodes;
+using namespace SignallingControllerPrivate;
 
 // Fields: name, abbreviation, cars, services. Location, state, doors and current service come with
 // the vehicle's state record.
@@ -66,16 +67,19 @@ void PassengerInformationServer::updateService(int id, KEBlist* list) {
 
     if (id == 0 || list == nullptr) return;
     merge<ServiceFields>(_services, Service(id), list, rule, [this](StoreLock& lock, std::size_t position) {
-        const int tripId = _services[position].getTripId();
         Trip trip;
-        lock.release();
-        const bool found = gPassengerInformationServer.findTrip(tripId, trip);
-        lock.take();
-        if (position >= _services.size()) return false;
+        bool found = false;
+        int tripId = 0;
+        do {
+            tripId = _services[position].getTripId();
+            lock.unlock();
+            found = gPassengerInformationServer.findTrip(tripId, trip);
+            lock.lock();
+            if (position >= _services.size()) return false;
+            // Another service may have taken this place meanwhile, or the service another trip: that one counts.
+        } while (_services[position].getTripId() != tripId);
 
-        // A service that took this place, or another trip, meanwhile has completed itself.
-        Service& service = _services[position];
-        if (found && service.getTripId() == tripId) completeFromTrip(service, trip);
+        if (found) completeFromTrip(_services[position], trip);
         return true;
     });
 }
@@ -114,9 +118,9 @@ void PassengerInformationServer::updateServiceStop(int id, KEBlist* list) {
     merge<ServiceStopFields>(_serviceStops, ServiceStop(id), list, rule, [this](StoreLock& lock, std::size_t position) {
         const int tripStopId = _serviceStops[position].getTripStopId();
         TripStop tripStop;
-        lock.release();
+        lock.unlock();
         const bool found = gPassengerInformationServer.findTripStop(tripStopId, tripStop);
-        lock.take();
+        lock.lock();
         if (position >= _serviceStops.size()) return false;
 
         // The trip stop is the received record's, whichever service stop stands here by now.

@@ -13,6 +13,8 @@
 #include "SignallingController.h"
 #include "StoreLock.h"
 
+namespace SignallingControllerPrivate {
+
 /// What an update of one element type says to the outside.
 template <typename Record>
 struct UpdateRule {
@@ -49,6 +51,8 @@ struct NothingMore {
     bool operator()(StoreLock&, std::size_t) const { return true; }
 };
 
+}  // namespace SignallingControllerPrivate
+
 /// Calls an operation on every observer. Counts instead of iterating, since an observer may register
 /// another one meanwhile, which is then called, too. Called with pisMtx held, but for the server status.
 template <typename Record>
@@ -66,7 +70,9 @@ void PassengerInformationServer::tellObservers(void (PassengerInformationObserve
 template <typename Fields, typename Record, typename Completion>
 void PassengerInformationServer::merge(std::vector<Record>& table, Record record, const KEBlist* list,
                                        const UpdateRule<Record>& rule, Completion complete) {
-    const typename Fields::Values values = Fields::read(*list, record);
+    using namespace SignallingControllerPrivate;
+    FieldReader reader(*list);
+    const typename Fields::Values values = Fields::read(reader, record);
 
     StoreLock lock(pisMtx);
     const std::size_t position = positionOf(table, record.getId());
@@ -97,6 +103,7 @@ void PassengerInformationServer::merge(std::vector<Record>& table, Record record
 /// and those after it are still in the table. Called with pisMtx held.
 template <typename Record>
 void PassengerInformationServer::removeMatching(std::vector<Record>& table, int id, const RemovalRule<Record>& rule) {
+    using namespace SignallingControllerPrivate;
     std::size_t position = 0;
     while (true) {
         if (id != 0) position = positionOf(table, id, position);

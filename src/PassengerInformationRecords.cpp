@@ -9,6 +9,7 @@
 #include "stringUtils.h"
 
 using namespace SignallingCodes;
+using namespace SignallingControllerPrivate;
 
 NamedId::NamedId(int id) : _id(id) {}
 
@@ -18,8 +19,8 @@ TripStop::TripStop(int id, int platformId, bool isStopping, long schArvOffset, l
     : NamedId(id),
       _platformId(platformId),
       _isStopping(isStopping),
-      _schArvOffset(static_cast<std::uint32_t>(schArvOffset)),
-      _schDepOffset(static_cast<std::uint32_t>(schDepOffset)) {}
+      _schArvOffset(static_cast<StoredTime>(schArvOffset)),
+      _schDepOffset(static_cast<StoredTime>(schDepOffset)) {}
 
 ServiceStop::ServiceStop(int id) : ServiceStop(id, 0, 0) {}
 
@@ -42,7 +43,7 @@ Service::Service(int id) : Service(id, 0, 0) {}
 Service::Service(int id, int tripId, long startTime)
     : Trip(id),
       _tripId(tripId),
-      _startTime(static_cast<std::uint32_t>(startTime)),
+      _startTime(static_cast<StoredTime>(startTime)),
       _vehicleId(0),
       _state(NOT_STARTED),
       _stateText("NOT_STARTED") {

@@ -9,6 +9,7 @@
 #include "StoreLock.h"
 
 using namespace SignallingCodes;
+using namespace SignallingControllerPrivate;
 
 static_assert(sizeof(std::atomic<bool>) == 1 && std::atomic<bool>::is_always_lock_free,
               "the status flags are single bytes that need no lock");

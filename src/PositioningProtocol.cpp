@@ -13,6 +13,7 @@
 #include "hostStrings.h"
 
 using namespace SignallingCodes;
+using namespace SignallingControllerPrivate;
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include "hostStrings.h"
 
 using namespace SignallingCodes;
+using namespace SignallingControllerPrivate;
 
 namespace {
 

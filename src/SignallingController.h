@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -22,11 +23,14 @@
 
 class PassengerInformationServer;
 class PlatformInfo;
-class StoreLock;
+
+/// The unit's own names; nothing here is for clients.
+namespace SignallingControllerPrivate {
 template <typename Record>
 struct UpdateRule;
 template <typename Record>
 struct RemovalRule;
+}  // namespace SignallingControllerPrivate
 
 /// Text that names a location, in the signalling side's own terms.
 using LocationId = std::string;
@@ -44,7 +48,7 @@ public:
     NamedId() : NamedId(0) {}
 
     /// Name and abbreviation are empty.
-    explicit NamedId(int id);
+    NamedId(int id);
 
     NamedId(const NamedId&) = default;
     NamedId(NamedId&&) = default;
@@ -64,6 +68,10 @@ public:
     std::string getAbrv() const { return _abrv; }
 
 protected:
+    /// Offsets, times and delays as they are stored: the host's `unsigned long`, which has 32 bits there. Where
+    /// `long` is wider the records keep to 32 bits, so that the same feed leaves the same values.
+    using StoredTime = std::conditional<sizeof(long) == 4, unsigned long, std::uint32_t>::type;
+
     std::int32_t _id;
     std::string _name;
     std::string _abrv;
@@ -90,7 +98,7 @@ public:
 
     /// Names empty, platform and offsets 0, not stopping. The trip id is left to `setTripId`; until
     /// then it reads 0.
-    explicit TripStop(int id);
+    TripStop(int id);
 
     /// As above, with platform, stopping flag and offsets given. Negative offsets are stored as
     /// their unsigned 32-bit value.
@@ -109,19 +117,19 @@ public:
     bool isStopping() const { return _isStopping; }
 
     /// Scheduled arrival, counted from the start of the trip; 32 bits are kept.
-    void setSchArvOffset(unsigned long offset) { _schArvOffset = static_cast<std::uint32_t>(offset); }
+    void setSchArvOffset(unsigned long offset) { _schArvOffset = static_cast<StoredTime>(offset); }
     unsigned long getSchArvOffset() const { return _schArvOffset; }
 
     /// Scheduled departure, counted from the start of the trip; 32 bits are kept.
-    void setSchDepOffset(unsigned long offset) { _schDepOffset = static_cast<std::uint32_t>(offset); }
+    void setSchDepOffset(unsigned long offset) { _schDepOffset = static_cast<StoredTime>(offset); }
     unsigned long getSchDepOffset() const { return _schDepOffset; }
 
 protected:
     std::int32_t _tripId = 0;
     std::int32_t _platformId;
     bool _isStopping;
-    std::uint32_t _schArvOffset;
-    std::uint32_t _schDepOffset;
+    StoredTime _schArvOffset;
+    StoredTime _schDepOffset;
 
     friend class PassengerInformationServer;
 };
@@ -132,7 +140,7 @@ public:
     ServiceStop() : ServiceStop(0) {}
 
     /// Everything but the id is 0, empty or false.
-    explicit ServiceStop(int id);
+    ServiceStop(int id);
 
     /// As above, with service and trip stop given.
     ServiceStop(int id, int serviceId, int tripStopId);
@@ -146,15 +154,15 @@ public:
     int getTripStopId() const { return _tripStopId; }
 
     /// Start time of the owning service; 32 bits are kept.
-    void setServiceStartTime(unsigned long time) { _serviceStartTime = static_cast<std::uint32_t>(time); }
+    void setServiceStartTime(unsigned long time) { _serviceStartTime = static_cast<StoredTime>(time); }
     unsigned long getServiceStartTime() const { return _serviceStartTime; }
 
     /// Arrival delay; 32 bits are kept. An early train's negative delay shows as its unsigned value.
-    void setArvDelay(unsigned long delay) { _arvDelay = static_cast<std::uint32_t>(delay); }
+    void setArvDelay(unsigned long delay) { _arvDelay = static_cast<StoredTime>(delay); }
     unsigned long getArvDelay() const { return _arvDelay; }
 
     /// Departure delay; as the arrival delay.
-    void setDepDelay(unsigned long delay) { _depDelay = static_cast<std::uint32_t>(delay); }
+    void setDepDelay(unsigned long delay) { _depDelay = static_cast<StoredTime>(delay); }
     unsigned long getDepDelay() const { return _depDelay; }
 
     // Declared for clients that name them; nothing in the system calls them and they have no body.
@@ -167,9 +175,9 @@ public:
 protected:
     std::int32_t _serviceId;
     std::int32_t _tripStopId;
-    std::uint32_t _serviceStartTime;
-    std::uint32_t _arvDelay;
-    std::uint32_t _depDelay;
+    StoredTime _serviceStartTime;
+    StoredTime _arvDelay;
+    StoredTime _depDelay;
 
     friend class PassengerInformationServer;
 };
@@ -185,7 +193,7 @@ public:
     Trip() : Trip(0) {}
 
     /// Name "Unknown Trip", ascending, priority `ALL_STOPS` with the text "ALL_STOPS".
-    explicit Trip(int id);
+    Trip(int id);
 
     /// As above with direction and priority given. The priority text is empty: it is never derived
     /// from the priority.
@@ -249,7 +257,7 @@ public:
     /// Name "Unknown Service", state `NOT_STARTED` with the text "NOT_STARTED", all else 0, empty or
     /// as in `Trip(int)`. Loading flag, destination, last-train flag and line are left to their
     /// setters; until then they read false and 0.
-    explicit Service(int id);
+    Service(int id);
 
     /// As above with trip and start time given.
     Service(int id, int tripId, long startTime);
@@ -259,7 +267,7 @@ public:
     int getTripId() const { return _tripId; }
 
     /// Start time; 32 bits are kept.
-    void setStartTime(unsigned long time) { _startTime = static_cast<std::uint32_t>(time); }
+    void setStartTime(unsigned long time) { _startTime = static_cast<StoredTime>(time); }
     unsigned long getStartTime() const { return _startTime; }
 
     /// Vehicle that runs the service.
@@ -315,7 +323,7 @@ public:
 
 protected:
     std::int32_t _tripId;
-    std::uint32_t _startTime;
+    StoredTime _startTime;
     std::int32_t _vehicleId;
     std::string _followingStopsListAsString;
     State _state;
@@ -343,7 +351,7 @@ public:
 
     /// Name "Unknown Vehicle", no cars, ascending, out of service; the opening side is `BOTH`, the
     /// opened side `NONE`.
-    explicit Vehicle(int id);
+    Vehicle(int id);
 
     /// Number of cars.
     void setNumCars(int numCars) { _numCars = numCars; }
@@ -422,7 +430,7 @@ public:
 
     /// Name "Unknown Station", not major, no platforms. The closed flag is left to `setIsClosed`;
     /// until then it reads false.
-    explicit Station(int id);
+    Station(int id);
 
     /// As above with name and flags given.
     Station(int id, const std::string& name, bool isMajor, bool isClosed);
@@ -482,7 +490,7 @@ public:
 
     /// Name "Unknown Platform", station 0, state `NO_VEHICLE_SCHEDULED` with the text
     /// "NO_VEHICLE_SCHEDULED", no passers.
-    explicit PlatformInfo(int id);
+    PlatformInfo(int id);
 
     /// Station that owns the platform.
     void setStationId(int stationId) { _stationId = stationId; }
@@ -729,6 +737,10 @@ private:
     void updateSignallingServerStatus(int elemNo, KEBlist* elemArgList);
 
     // What the handlers, the deletions and the getters share: see MergePattern.h and ServiceCompletion.h.
+    template <typename Record>
+    using UpdateRule = SignallingControllerPrivate::UpdateRule<Record>;
+    template <typename Record>
+    using RemovalRule = SignallingControllerPrivate::RemovalRule<Record>;
     template <typename Fields, typename Record, typename Completion>
     void merge(std::vector<Record>& table, Record record, const KEBlist* list, const UpdateRule<Record>& rule,
                Completion complete);

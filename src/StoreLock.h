@@ -4,20 +4,22 @@
 
 #include "qxMutex.h"
 
+namespace SignallingControllerPrivate {
+
 /// Takes a lock, gives it back at the end of the scope however that is reached, and can open a gap
 /// in between.
 class StoreLock {
 public:
-    explicit StoreLock(qxMutexBase& mutex) : _mutex(mutex) { take(); }
+    explicit StoreLock(qxMutexBase& mutex) : _mutex(mutex) { lock(); }
     ~StoreLock() {
-        if (_held) release();
+        if (_held) unlock();
     }
 
-    void take() {
+    void lock() {
         _mutex.enter();
         _held = true;
     }
-    void release() {
+    void unlock() {
         _held = false;
         _mutex.leave();
     }
@@ -29,5 +31,7 @@ private:
     qxMutexBase& _mutex;
     bool _held = false;
 };
+
+}  // namespace SignallingControllerPrivate
 
 #endif

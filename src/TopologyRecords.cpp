@@ -4,6 +4,7 @@
 #include "ServiceCompletion.h"
 
 using namespace SignallingCodes;
+using namespace SignallingControllerPrivate;
 
 namespace {
 
@@ -83,9 +84,9 @@ void PassengerInformationServer::updateTrip(int id, KEBlist* list) {
 
     if (id == 0 || list == nullptr) return;
     merge<TripFields>(_trips, Trip(id), list, rule, [this](StoreLock& lock, std::size_t position) {
-        lock.release();
+        lock.unlock();
         std::vector<Service> services = gPassengerInformationServer.servicesForTrip();
-        lock.take();
+        lock.lock();
         if (position >= _trips.size()) return false;
 
         // Kept: the services that run the trip are brought up to date in the copy alone. Those in

@@ -19,7 +19,7 @@ const char* usable(const FieldTexts& fields, std::size_t position) {
 
 std::int32_t number(const FieldTexts& fields, std::size_t position) {
     const char* text = usable(fields, position);
-    return text != nullptr ? integerOf(text) : 0;
+    return text != nullptr ? SignallingControllerPrivate::integerOf(text) : 0;
 }
 
 /// Times are kept as 32 bits without a sign.

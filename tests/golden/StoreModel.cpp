@@ -370,11 +370,17 @@ void StoreModel::updateService(int id, const Fields& fields) {
     };
     const Place place =
         put(_services, service, decoded, "updateService: serviceId", "updateService: serviceId", "Services");
-    const std::vector<Trip> trips = copyInTheGap(_trips);
+    std::vector<Trip> trips;
+    std::int32_t lookedUp = service.trip;
+    while (true) {
+        trips = copyInTheGap(_trips);
+        if (place.index >= _services.size() || _services[place.index].trip == lookedUp) break;
+        lookedUp = _services[place.index].trip;
+    }
     if (place.index < _services.size()) {
         Service& stored = _services[place.index];
         for (const Trip& trip : trips) {
-            if (trip.id != service.trip || trip.id != stored.trip) continue;
+            if (trip.id != stored.trip) continue;
             stored.name = trip.name;
             stored.line = trip.line;
             stored.direction = trip.direction;

@@ -116,14 +116,6 @@ TEST_F(FieldWalk, TheRecordKeepsNothingOfTheList) {
     EXPECT_EQ(describe(linesOf(store)), "line 7 \"North\" \"UNK\"\n");
 }
 
-TEST_F(FieldWalk, TheListIsReadBeforeTheLockIsTaken) {
-    FieldList list = fields("North", "N");
-    const char* const later = "South";
-    host.at("enter", [&] { *static_cast<const char**>(list.node(1).dataPtr) = later; });
-    store.updatePassengerInformation(1, 2, 7, list);
-    EXPECT_EQ(describe(linesOf(store)), "line 7 \"North\" \"N\"\n");
-}
-
 // --- Conversions --------------------------------------------------------------------------------
 
 using FieldConversion = ListTest;
@@ -442,11 +434,41 @@ protected:
     }
     std::string added(int total) const { return handler.added + " >" + std::to_string(total) + "<"; }
 
+    /// The same of a list of which nothing is left once the lock is taken.
+    std::string transcriptOfVanishing(std::vector<std::string> texts) {
+        FieldList list(std::vector<FieldText>(texts.begin(), texts.end()));
+        for (std::size_t i = 0; i < texts.size(); ++i) *textOf(list, i + 1) = texts[i].c_str();
+        host.at("enter", [&] {
+            for (std::string& text : texts) text.assign(text.size(), '#');
+            for (std::size_t position = 1; position <= texts.size(); ++position) {
+                *textOf(list, position) = "gone";
+                list.node(position).nextNode = nullptr;
+            }
+            static_cast<KEBlist*>(list)->listTop = nullptr;
+        });
+        return host.during([&] { store.updatePassengerInformation(1, handler.code, 7, list); });
+    }
+
+    /// The texts of a handler's list, each repeated until it is so long.
+    static std::vector<std::string> stretched(const std::vector<FieldText>& texts, std::size_t length) {
+        std::vector<std::string> longer;
+        for (const FieldText& text : texts) {
+            longer.emplace_back(text.get());
+            while (longer.back().size() < length) longer.back() += text.get();
+        }
+        return longer;
+    }
+
     std::string table() { return handler.table.text(store); }
     void registerObserver() { store.registerObserver(&observer); }
 
     const Handler& handler = GetParam();
     RecordingObserver observer;
+
+private:
+    static const char** textOf(FieldList& list, std::size_t position) {
+        return static_cast<const char**>(list.node(position).dataPtr);
+    }
 };
 
 std::string nameOf(const ::testing::TestParamInfo<Handler>& handler) {
@@ -566,6 +588,30 @@ TEST_P(EveryHandler, LeavesTheListAsItIs) {
     const std::string before = bytes();
     store.updatePassengerInformation(1, handler.code, 7, list);
     EXPECT_EQ(bytes(), before);
+}
+
+TEST_P(EveryHandler, ReadsTheWholeListBeforeItTakesTheLock) {
+    registerObserver();
+    for (const std::size_t length : {1U, 300U, 5000U}) {
+        SCOPED_TRACE(length);
+        const std::vector<std::string> one = stretched(handler.one, length);
+        const std::vector<std::string> other = stretched(handler.other, length);
+        const auto texts = [](const std::vector<std::string>& of) {
+            return std::vector<FieldText>(of.begin(), of.end());
+        };
+        transcriptOf(7, texts(one));
+        const std::string oneTable = table();
+        transcriptOf(7, texts(other));
+        const std::string otherTable = table();
+        store.deletePassengerInformation(0, 0);
+
+        transcriptOfVanishing(one);
+        EXPECT_EQ(table(), oneTable) << "appended";
+        EXPECT_EQ(transcriptOfVanishing(one), seen("", "")) << "unchanged";
+        transcriptOfVanishing(other);
+        EXPECT_EQ(table(), otherTable) << "changed";
+        store.deletePassengerInformation(0, 0);
+    }
 }
 
 TEST_P(EveryHandler, LogsOnlyWhenTheDebugLevelIsAboveOne) {

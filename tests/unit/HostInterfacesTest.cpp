@@ -20,6 +20,9 @@ constexpr bool same() {
 
 constexpr bool kIs32Bit = sizeof(void*) == 4;
 
+/// Offsets, times and delays as records hold them: 32 bits wide, on the host of the type `unsigned long`.
+using Time = std::conditional_t<kIs32Bit, unsigned long, std::uint32_t>;
+
 // --- Members of the classes, reached by explicit instantiation, which may name private ones --------
 
 template <typename Members, auto... Pointers>
@@ -101,7 +104,7 @@ void expectNothingButInOrder(const Class& object, Members... members) {
 }
 
 TEST(RecordLayout, LineIsIdNameAbbreviation) {
-    EXPECT_TRUE((same<TypesOf<OfNamedId>, std::tuple<std::int32_t, std::string, std::string>>()));
+    EXPECT_TRUE((same<TypesOf<OfNamedId>, std::tuple<int, std::string, std::string>>()));
     expectNothingButInOrder(NamedId(7), OfNamedId());
 }
 
@@ -114,39 +117,35 @@ TEST(RecordLayout, LocationIsAString) {
 }
 
 TEST(RecordLayout, TripStopExtendsNamedId) {
-    EXPECT_TRUE(
-        (same<TypesOf<OfTripStop>, std::tuple<std::int32_t, std::int32_t, bool, std::uint32_t, std::uint32_t>>()));
+    EXPECT_TRUE((same<TypesOf<OfTripStop>, std::tuple<int, int, bool, Time, Time>>()));
     EXPECT_TRUE((std::is_base_of<NamedId, TripStop>::value));
     expectNothingButInOrder(TripStop(7), OfNamedId(), OfTripStop());
 }
 
 TEST(RecordLayout, ServiceStopExtendsTripStop) {
-    EXPECT_TRUE((same<TypesOf<OfServiceStop>,
-                      std::tuple<std::int32_t, std::int32_t, std::uint32_t, std::uint32_t, std::uint32_t>>()));
+    EXPECT_TRUE((same<TypesOf<OfServiceStop>, std::tuple<int, int, Time, Time, Time>>()));
     EXPECT_TRUE((std::is_base_of<TripStop, ServiceStop>::value));
     expectNothingButInOrder(ServiceStop(7), OfNamedId(), OfTripStop(), OfServiceStop());
 }
 
 TEST(RecordLayout, TripExtendsNamedId) {
-    EXPECT_TRUE(
-        (same<TypesOf<OfTrip>, std::tuple<std::int32_t, Trip::Direction, Trip::Priority, std::string, std::string>>()));
+    EXPECT_TRUE((same<TypesOf<OfTrip>, std::tuple<int, Trip::Direction, Trip::Priority, std::string, std::string>>()));
     EXPECT_TRUE((std::is_base_of<NamedId, Trip>::value));
     expectNothingButInOrder(Trip(7), OfNamedId(), OfTrip());
 }
 
 TEST(RecordLayout, ServiceExtendsTripAndHasALineOfItsOwn) {
-    EXPECT_TRUE((same<TypesOf<OfService>,
-                      std::tuple<std::int32_t, std::uint32_t, std::int32_t, std::string, Service::State, std::string,
-                                 std::vector<ServiceStop>, bool, std::int32_t, bool, std::int32_t>>()));
+    EXPECT_TRUE((same<TypesOf<OfService>, std::tuple<int, Time, int, std::string, Service::State, std::string,
+                                                     std::vector<ServiceStop>, bool, int, bool, int>>()));
     EXPECT_TRUE((std::is_base_of<Trip, Service>::value));
     expectNothingButInOrder(Service(7), OfNamedId(), OfTrip(), OfService());
 }
 
 TEST(RecordLayout, VehicleExtendsNamedId) {
     EXPECT_TRUE(
-        (same<TypesOf<OfVehicle>, std::tuple<std::int32_t, LocationId, Vehicle::Direction, Vehicle::State, std::string,
-                                             std::int32_t, Vehicle::DoorSide, std::string, Vehicle::DoorSide,
-                                             std::string, std::string, std::vector<Service>>>()));
+        (same<TypesOf<OfVehicle>,
+              std::tuple<int, LocationId, Vehicle::Direction, Vehicle::State, std::string, int, Vehicle::DoorSide,
+                         std::string, Vehicle::DoorSide, std::string, std::string, std::vector<Service>>>()));
     EXPECT_TRUE((std::is_base_of<NamedId, Vehicle>::value));
     expectNothingButInOrder(Vehicle(7), OfNamedId(), OfVehicle());
 }
@@ -158,8 +157,8 @@ TEST(RecordLayout, StationExtendsNamedId) {
 }
 
 TEST(RecordLayout, PlatformExtendsNamedId) {
-    EXPECT_TRUE((same<TypesOf<OfPlatform>,
-                      std::tuple<std::int32_t, LocationId, PlatformInfo::State, std::string, std::string>>()));
+    EXPECT_TRUE(
+        (same<TypesOf<OfPlatform>, std::tuple<int, LocationId, PlatformInfo::State, std::string, std::string>>()));
     EXPECT_TRUE((std::is_base_of<NamedId, PlatformInfo>::value));
     expectNothingButInOrder(PlatformInfo(7), OfNamedId(), OfPlatform());
 }
@@ -266,6 +265,66 @@ TEST(RecordMembers, AreProtectedButThoseOfVehicleAndStationArePrivate) {
     EXPECT_FALSE(decltype(Reaches<Vehicle>::cars<Reaches<Vehicle>>(nullptr))::value);
     EXPECT_TRUE(decltype(Reaches<Station>::name<Reaches<Station>>(nullptr))::value);
     EXPECT_FALSE(decltype(Reaches<Station>::major<Reaches<Station>>(nullptr))::value);
+}
+
+// On the host a derived record hands its members to whatever wants an `unsigned long`.
+TEST(RecordMembers, BindToReferencesAndPointersOfTheHostsTypes) {
+    struct Open : OpenServiceStop {
+        using OpenServiceStop::OpenServiceStop;
+        static void set(Time& time) { time = 630; }
+        void setAll() {
+            set(_schArvOffset), set(_schDepOffset), set(_serviceStartTime), set(_arvDelay), set(_depDelay);
+        }
+    } stop(5);
+    stop.setAll();
+    Time OpenServiceStop::*const delay = &OpenServiceStop::_depDelay;
+    Time OpenService::*const start = &OpenService::_startTime;
+    EXPECT_EQ(stop.*delay, 630U);
+    EXPECT_EQ(OpenService(12, 40, 21600).*start, 21600U);
+    EXPECT_EQ(sizeof(Time), 4U);
+
+    KEBlist list{};
+    unsigned long& elements = list.elements;
+    long& dataLen = list.dataLen;
+    elements = 2;
+    dataLen = 8;
+    EXPECT_EQ(list.elements, 2U);
+    EXPECT_EQ(list.dataLen, 8);
+}
+
+Line lineOfId(int id) {
+    return {id};
+}
+
+Service serviceOnTrip(int id, int tripId) {
+    return {id, tripId, 21600};
+}
+
+/// A record for which an id stands: whoever takes a record takes a number as well.
+template <typename Record>
+int idOfCopy(Record record) {
+    return record.getId();
+}
+
+TEST(RecordConstructors, ConvertAsTheyAreDeclared) {
+    const Line line = 3;
+    EXPECT_EQ(line.getId(), 3);
+    EXPECT_EQ(lineOfId(5).getId(), 5);
+    EXPECT_EQ(serviceOnTrip(12, 40).getTripId(), 40);
+    EXPECT_EQ(idOfCopy<NamedId>(3), 3);
+    EXPECT_EQ(idOfCopy<TripStop>(3), 3);
+    EXPECT_EQ(idOfCopy<TripStop>({3, 4, true, 5, 6}), 3);
+    EXPECT_EQ(idOfCopy<ServiceStop>(3), 3);
+    EXPECT_EQ(idOfCopy<ServiceStop>({3, 4, 5}), 3);
+    EXPECT_EQ(idOfCopy<Trip>(3), 3);
+    EXPECT_EQ(idOfCopy<Trip>({3, Trip::DESCENDING, Trip::EXPRESS}), 3);
+    EXPECT_EQ(idOfCopy<Service>(3), 3);
+    EXPECT_EQ(idOfCopy<Vehicle>(3), 3);
+    EXPECT_EQ(idOfCopy<Station>(3), 3);
+    EXPECT_EQ(idOfCopy<Station>({3, "Central", true, false}), 3);
+    EXPECT_EQ(idOfCopy<PlatformInfo>(3), 3);
+    EXPECT_EQ((std::vector<Line>{7, 8}).back().getId(), 8);
+    EXPECT_TRUE((std::is_convertible<bool, qxLocalMutex>::value));
 }
 
 TEST(RecordMembers, KeepTheTypesOfTheirAccessors) {
@@ -512,8 +571,8 @@ REVEAL(OfList, &KEBlist::listTop, &KEBlist::listBot, &KEBlist::elements, &KEBlis
 REVEAL(OfNode, &KEBnode::ourList, &KEBnode::nextNode, &KEBnode::prevNode, &KEBnode::dataPtr);
 
 TEST(FieldListLayout, ListHasItsMembersInOrder) {
-    EXPECT_TRUE((same<TypesOf<OfList>, std::tuple<KEBnode*, KEBnode*, std::uint32_t, int (*)(const void*, const void*),
-                                                  void (*)(void*), std::int32_t, char, char, char, char>>()));
+    EXPECT_TRUE((same<TypesOf<OfList>, std::tuple<KEBnode*, KEBnode*, unsigned long, int (*)(const void*, const void*),
+                                                  void (*)(void*), long, char, char, char, char>>()));
     expectNothingButInOrder(KEBlist(), OfList());
 }
 
@@ -524,8 +583,8 @@ TEST(FieldListLayout, NodeHasItsMembersInOrder) {
 
 TEST(FieldListLayout, IsThatOfTheHost) {
     EXPECT_EQ(placesOf(KEBlist(), revealed(OfList())), kIs32Bit ? "0:4 4:4 8:4 12:4 16:4 20:4 24:1 25:1 26:1 27:1 "
-                                                                : "0:8 8:8 16:4 24:8 32:8 40:4 44:1 45:1 46:1 47:1 ");
-    EXPECT_EQ(sizeof(KEBlist), kIs32Bit ? 28U : 48U);
+                                                                : "0:8 8:8 16:8 24:8 32:8 40:8 48:1 49:1 50:1 51:1 ");
+    EXPECT_EQ(sizeof(KEBlist), kIs32Bit ? 28U : 56U);
     EXPECT_EQ(placesOf(KEBnode(), revealed(OfNode())), kIs32Bit ? "0:4 4:4 8:4 12:4 " : "0:8 8:8 16:8 24:8 ");
     EXPECT_EQ(sizeof(KEBnode), kIs32Bit ? 16U : 32U);
 }

@@ -2,14 +2,66 @@
 // and the append that the splitter is built on.
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <iostream>
+#include <list>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
+
+// Containers of clients, with the operator where a client may have it: here, before the header is seen, ...
+template <typename Item>
+std::deque<Item>& operator<<(std::deque<Item>& items, const Item& item) {
+    items.push_back(item);
+    return items;
+}
 
 #include "stringUtils.h"
 
+// ... behind the header, ...
+std::list<std::string>& operator<<(std::list<std::string>& items, const std::string& item) {
+    items.push_front(item);
+    return items;
+}
+
+// ... next to a container of its own, for any string by reference, ...
+namespace elsewhere {
+
+struct Longest {
+    std::string item;
+    std::size_t seen = 0;
+    void clear() { *this = Longest(); }
+    std::size_t size() const { return seen; }
+};
+
+Longest& operator<<(Longest& longest, std::string& item) {
+    ++longest.seen;
+    if (item.size() > longest.item.size()) longest.item.swap(item);
+    return longest;
+}
+
+}  // namespace elsewhere
+
 namespace {
+
+// ... or as a member.
+class Joined {
+public:
+    void clear() { _text.clear(), _count = 0; }
+    int size() const { return _count; }
+    template <typename Item>
+    Joined& operator<<(Item&& item) {
+        _text += '<' + std::forward<Item>(item) + '>';
+        ++_count;
+        return *this;
+    }
+    const std::string& text() const { return _text; }
+
+private:
+    std::string _text;
+    int _count = 0;
+};
 
 /// The tokens as "[11][12]". The container is full beforehand, and the result must be its new size.
 std::string tokensOf(const char* text, char delimiter = '!', bool nullAsString = false) {
@@ -205,6 +257,33 @@ TEST(ListStringAppend, WritesNothingAnywhere) {
     std::cout.rdbuf(out);
     std::cerr.rdbuf(err);
     EXPECT_EQ(written.str(), "");
+}
+
+// --- Other containers -----------------------------------------------------------------------------
+
+TEST(ListStringsInAnyContainer, AnOperatorThatStandsBeforeTheHeader) {
+    std::deque<std::string> results{"left", "over"};
+    EXPECT_EQ(splitStr("11!\"12!13\"!", '!', results, true), 3);
+    EXPECT_EQ(results, (std::deque<std::string>{"11", "12!13", "<NULL>"}));
+}
+
+TEST(ListStringsInAnyContainer, AnOperatorThatStandsBehindTheHeader) {
+    std::list<std::string> results{"left", "over"};
+    EXPECT_EQ(splitStr("11!12!13", '!', results, false), 3);
+    EXPECT_EQ(results, (std::list<std::string>{"13", "12", "11"}));
+}
+
+TEST(ListStringsInAnyContainer, AnOperatorInTheNamespaceOfTheContainer) {
+    elsewhere::Longest longest;
+    EXPECT_EQ(splitStr("11!1234!!12", '!', longest, true), 4);
+    EXPECT_EQ(longest.item, "<NULL>");
+}
+
+TEST(ListStringsInAnyContainer, AnOperatorThatIsAMember) {
+    Joined joined;
+    joined << std::string("left over");
+    EXPECT_EQ(splitStr("11!!12", '!', joined, false), 3);
+    EXPECT_EQ(joined.text(), "<11><><12>");
 }
 
 }  // namespace

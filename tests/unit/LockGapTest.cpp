@@ -5,6 +5,7 @@
 #include <iterator>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 #include "StoreTest.h"
 
@@ -206,7 +207,7 @@ TEST_P(Meanwhile, AServiceDeletedFromTheEndOfTheTableEndsTheUpdate) {
     EXPECT_EQ(describe(servicesOf(store)), other + "\n");
 }
 
-TEST_P(Meanwhile, AServiceOnAnotherTripThatTookThePlaceIsToldButNotCompleted) {
+TEST_P(Meanwhile, AServiceOnAnUnknownTripThatTookThePlaceIsLookedUpAndTold) {
     update(6, 1, "Early");
     update(8, 7, "1", "100");
     update(8, 8, "2", "300");
@@ -218,9 +219,49 @@ TEST_P(Meanwhile, AServiceOnAnotherTripThatTookThePlaceIsToldButNotCompleted) {
             gapWith("enter\nobserver onServiceRemoved " + service(7, "Early", 1, 200) +
                     "\nevent 35 7\n"
                     "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE serviceId >7< deleted\nleave\n") +
-            "observer onServiceUpdated " + other + "\nevent 34 8\nleave\n");
+            gap() + "observer onServiceUpdated " + other + "\nevent 34 8\nleave\n");
     EXPECT_EQ(host.events().back().record, &servicesOf(store)[0]);
     EXPECT_EQ(describe(servicesOf(store)), other + "\n");
+}
+
+TEST_P(Meanwhile, AServiceOnAnotherTripThatTookThePlaceIsCompletedFromItsOwn) {
+    update(8, 7, "1", "100");
+    update(8, 8, "2", "300");
+    update(6, 1, "Early");
+    update(6, 2, "Late");
+    deleteInTheGap(8, 7);
+    const std::string completed = service(8, "Late", 2, 300);
+    const std::string last = gap() + "observer onServiceUpdated " + completed + "\nevent 34 8\nleave\n";
+    const std::string transcript = transcriptOfUpdate(8, 7, "1", "200");
+    EXPECT_EQ(transcript.substr(transcript.size() - last.size()), last) << transcript;
+    EXPECT_EQ(describe(servicesOf(store)), completed + "\n");
+}
+
+TEST_P(Meanwhile, AServiceThatTurnsAgainWhileItsNewTripIsLookedUpTakesTheLastOne) {
+    for (const auto& [tripId, name] : {std::pair(1, "Early"), std::pair(2, "Late"), std::pair(3, "Night")}) {
+        update(6, tripId, name);
+    }
+    update(8, 7, "1", "100");
+    inTheGap([this] {
+        Service& turning = servicesOf(store)[0];
+        turning.setTripId(2);
+        host.at(
+            "leave", [&turning] { turning.setTripId(3); }, 2);  // in the second gap, at the same place
+    });
+    EXPECT_EQ(transcriptOfUpdate(8, 7, "1", "100"), "enter\n" + gap() + gap() + gap() + "event 34 7\nleave\n");
+    EXPECT_EQ(describe(servicesOf(store)), service(7, "Night", 3, 100) + "\n");
+}
+
+TEST_P(Meanwhile, AServiceDeletedWhileItsNewTripIsLookedUpEndsTheUpdate) {
+    update(6, 2, "Late");
+    update(8, 7, "1", "100");
+    inTheGap([this] {
+        servicesOf(store)[0].setTripId(2);
+        deleteInTheGap(8, 7);
+    });
+    update(8, 7, "1", "100");
+    EXPECT_EQ(describe(servicesOf(store)), "");
+    EXPECT_TRUE(host.allLocksFree());
 }
 
 TEST_P(Meanwhile, AServiceOnTheSameTripThatTookThePlaceIsCompleted) {
