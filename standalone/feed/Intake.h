@@ -79,9 +79,6 @@ public:
     /// Whether the element is known. A state belongs to its element.
     bool knows(const ElementType& type, int id) const;
 
-    /// Elements of a type with a table.
-    std::size_t elements(SignallingCodes::Element type) const { return _known[placeOf(type)].size(); }
-
     /// Elements of all types together; a state belongs to its element.
     std::size_t elements() const { return _elements.load(std::memory_order_relaxed); }
 

@@ -342,7 +342,7 @@ TEST_F(FeedingThreadTest, RequestsThatWaitWhenItStopsFail) {
 /// Every record of the tables, in no order.
 std::multiset<std::string> contentsOf(PassengerInformationServer& of) {
     std::multiset<std::string> lines;
-    records::dumpTables(of, [&](const std::string& line) { lines.insert(line); });
+    records::dumpTables(of, {}, [&](const std::string& line) { lines.insert(line); });
     return lines;
 }
 

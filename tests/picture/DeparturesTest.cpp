@@ -184,7 +184,7 @@ TEST_F(DeparturesTest, NoTrainsAndNoDataAreDifferent) {
     builder.feed().ready = false;
     EXPECT_EQ(board(kStart), "no_data") << "nothing has been taken yet";
     builder.feed().ready = true;
-    builder.takeDeletion(7, 0);
+    builder.acceptDeletion(7, 0);
     EXPECT_EQ(board(kStart), "no_data") << "no timetable";
 }
 
@@ -318,7 +318,7 @@ TEST_F(DeparturesTest, ATripMayNameStopsThatHaveNotCome) {
 
 TEST_F(DeparturesTest, ADroppedStopIsNoCall) {
     run(service(12));
-    builder.takeDeletion(9, 122);
+    builder.acceptDeletion(9, 122);
     EXPECT_EQ(board(kStart, 11), "no_trains");
     EXPECT_EQ(board(kStart), "12 07:01 07:01");
     EXPECT_FALSE(shows("Customs Quay"));
@@ -327,7 +327,7 @@ TEST_F(DeparturesTest, ADroppedStopIsNoCall) {
 
 TEST_F(DeparturesTest, AServiceThatEndsEarlyTerminatesThere) {
     run(service(12));
-    builder.takeDeletion(9, 123);
+    builder.acceptDeletion(9, 123);
     EXPECT_EQ(board(kStart, 11), "no_trains");
     EXPECT_TRUE(shows(R"("destination":{"id":6,"name":"Customs Quay"})"));
 }
@@ -359,7 +359,7 @@ TEST_F(DeparturesTest, ATripWithoutItsRecordStillRuns) {
     Service record = service(12);
     record.setName("Morning train");
     update(record);
-    builder.take({SignallingCodes::TRIP_DELETED, 3, Trip(3)});
+    builder.accept({SignallingCodes::TRIP_DELETED, 3, Trip(3)});
     EXPECT_EQ(board(kStart), "12 07:01 07:01");
     EXPECT_TRUE(shows(R"("name":"Morning train","line":null,"destination":{"id":7,)"));
 }

@@ -160,10 +160,10 @@ TEST_F(BuilderTest, EveryMemberThatIsShownCounts) {
 }
 
 TEST_F(BuilderTest, StatusEventsAndItemsWithoutARecordArePassedOver) {
-    builder.take({SIGNALLING_SERVER_ONLINE, 0, {}});
-    builder.take({LINE_UPDATED, 5, {}});
-    builder.take({4711, 5, Line(5)});
-    builder.take({LINE_DELETED, 5, {}});
+    builder.accept({SIGNALLING_SERVER_ONLINE, 0, {}});
+    builder.accept({LINE_UPDATED, 5, {}});
+    builder.accept({4711, 5, Line(5)});
+    builder.accept({LINE_DELETED, 5, {}});
     EXPECT_FALSE(builder.hasChanges());
 }
 
@@ -223,7 +223,7 @@ TEST_F(BuilderTest, TheJoinFollowsTheTripStop) {
     EXPECT_EQ(changesSince(*picture, 2), (Names{"trip_stops 31", "service_stops 88", "service_stops 89"}));
     EXPECT_NE(json(records::Table::SERVICE_STOPS, 89).find(R"("platform_id":10,)"), std::string::npos);
 
-    builder.takeDeletion(TRIP_STOP, 31);
+    builder.acceptDeletion(TRIP_STOP, 31);
     publish();
     EXPECT_EQ(changesSince(*picture, 3), (Names{"trip_stops 31 gone", "service_stops 88", "service_stops 89"}));
     EXPECT_NE(json(records::Table::SERVICE_STOPS, 89).find(R"("platform_id":0,)"), std::string::npos);
@@ -247,7 +247,7 @@ TEST_F(BuilderTest, ATripStopThatComesBackAsItWasChangesNoServiceStop) {
     serviceStop(88, {"12", "31"});
     publish();
     tripStop(31, {"3", "10"});
-    builder.takeDeletion(ALL_ELEMENTS, 31);
+    builder.acceptDeletion(ALL_ELEMENTS, 31);
     tripStop(31, {"3", "9"});
     EXPECT_FALSE(builder.hasChanges());
     EXPECT_EQ(publish().revision, 1U);
@@ -264,7 +264,7 @@ protected:
         publish();
     }
     Names afterDeletion(int type, int id) {
-        builder.takeDeletion(type, id);
+        builder.acceptDeletion(type, id);
         return changesSince(publish(), 1);
     }
 };
@@ -295,8 +295,8 @@ TEST_F(DeletionOfStops, OfEverything) {
 }
 
 TEST_F(DeletionOfStops, OfWhatIsNotThere) {
-    for (const int type : {0, 2, 7, 8, 9, 10, 13, 98, -1}) builder.takeDeletion(type, 4711);
-    for (const int type : {2, 3, 4, 5, 6, 8, 10, 13, 98, -1}) builder.takeDeletion(type, 0);
+    for (const int type : {0, 2, 7, 8, 9, 10, 13, 98, -1}) builder.acceptDeletion(type, 4711);
+    for (const int type : {2, 3, 4, 5, 6, 8, 10, 13, 98, -1}) builder.acceptDeletion(type, 0);
     EXPECT_FALSE(builder.hasChanges());
 }
 
@@ -305,12 +305,12 @@ TEST_F(DeletionOfStops, OfWhatIsNotPublishedYet) {
     tripStop(31, {"3", "10"});
     EXPECT_EQ(afterDeletion(TRIP_STOP, 0), (Names{"trip_stops 31 gone", "trip_stops 32 gone"}));
     tripStop(34, {"3", "9"});
-    builder.takeDeletion(TRIP_STOP, 34);
+    builder.acceptDeletion(TRIP_STOP, 34);
     EXPECT_FALSE(builder.hasChanges());
 }
 
 TEST_F(DeletionOfStops, WhatComesBackIsHeldAgain) {
-    builder.takeDeletion(ALL_ELEMENTS, 0);
+    builder.acceptDeletion(ALL_ELEMENTS, 0);
     tripStop(31, {"3", "9"});
     tripStop(32, {"3", "10"});
     publish();
@@ -351,7 +351,7 @@ TEST_F(BuilderTest, IndexesFollowTheRecords) {
     update(platform);
     service.setTripId(0);
     update(service);
-    builder.takeDeletion(0, 0);
+    builder.acceptDeletion(0, 0);
     publish();
     EXPECT_EQ(idsUnder(picture->platformsOfStation, 5), std::vector<int>{8});
     EXPECT_EQ(idsUnder(picture->platformsOfStation, 6), std::vector<int>{9});
@@ -426,11 +426,11 @@ TEST_F(BuilderTest, SaysWhenRecordsLastCameToBelongToOtherStations) {
     EXPECT_FALSE(moves());
     serviceStop(88, {"12", "32", "25200"});
     EXPECT_TRUE(moves());
-    builder.takeDeletion(SERVICE_STOP, 88);
+    builder.acceptDeletion(SERVICE_STOP, 88);
     EXPECT_FALSE(moves());
-    builder.takeDeletion(TRIP_STOP, 31);
+    builder.acceptDeletion(TRIP_STOP, 31);
     EXPECT_TRUE(moves());
-    builder.take({PLATFORM_DELETED, 9, platform});
+    builder.accept({PLATFORM_DELETED, 9, platform});
     EXPECT_TRUE(moves());
 }
 
@@ -493,7 +493,7 @@ TEST(PublishedPicture, TellsItsListenerAfterEachPublication) {
     PictureBuilder builder(published, [] { return base::WallTime(); });
     std::vector<Revision> seen;
     published.setListener([&] { seen.push_back(published.current()->revision); });
-    builder.take({LINE_UPDATED, 1, Line(1)});
+    builder.accept({LINE_UPDATED, 1, Line(1)});
     builder.publish();
     builder.publish();
     EXPECT_EQ(seen, (std::vector<Revision>{1, 1}));

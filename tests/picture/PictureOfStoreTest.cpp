@@ -14,7 +14,8 @@
 
 #include "PictureTest.h"
 #include "StoreAccess.h"
-#include "feed/HostFieldList.h"
+#include "feed/StopRecords.h"
+#include "feed/StoreEntry.h"
 #include "platform/EventQueue.h"
 #include "platform/HostLog.h"
 #include "records/TableDump.h"
@@ -50,35 +51,35 @@ protected:
     }
 
     void deliver(int type, int id, const feed::FieldTexts& fields) {
-        store.updatePassengerInformation(0, type, id, _list.of(fields));
-        takeEvents();
-        builder.takeStop(type, id, fields);
+        feed::FeedRecord record;
+        record.type = type;
+        record.id = id;
+        record.fields = fields;
+        _entry.update(record);
+        passEvents();
+        builder.acceptStop(record);
     }
 
     void remove(int type, int id) {
         store.deletePassengerInformation(type, id);
-        takeEvents();
-        builder.takeDeletion(type, id);
+        passEvents();
+        builder.acceptDeletion(type, id);
     }
 
-    void takeEvents() {
-        while (const auto item = platform::EventQueue::instance().pop()) builder.take(*item);
+    void passEvents() {
+        while (const auto item = platform::EventQueue::instance().pop()) builder.accept(*item);
     }
 
     /// What the store's tables show, and of the service stops what their trip stops say now.
     Lines linesOfStore() {
         Lines lines;
-        records::dumpTables(store, [&lines](const std::string& line) { lines.insert(line); });
+        records::dumpTables(store, {}, [&lines](const std::string& line) { lines.insert(line); });
         std::map<int, TripStop> tripStops;
         for (const TripStop& stop : store.getTripStops()) tripStops.emplace(stop.getId(), stop);
         for (ServiceStop stop : serviceStopsOf(store)) {
             const auto tripStop = tripStops.find(stop.getTripStopId());
             const TripStop joined = tripStop != tripStops.end() ? tripStop->second : TripStop(0);
-            stop.setTripId(joined.getTripId());
-            stop.setPlatformId(joined.getPlatformId());
-            stop.setIsStopping(joined.isStopping());
-            stop.setSchArvOffset(joined.getSchArvOffset());
-            stop.setSchDepOffset(joined.getSchDepOffset());
+            feed::join(stop, joined);
             lines.insert(records::dumpLine(stop));
         }
         return lines;
@@ -144,7 +145,7 @@ protected:
     PassengerInformationServer& store = gPassengerInformationServer;
 
 private:
-    feed::HostFieldList _list;
+    feed::StoreEntry _entry{store};
 };
 
 TEST_P(PictureOfStore, ShowsWhatTheStoreShows) {

@@ -27,7 +27,7 @@ protected:
         }
         serviceStop(1, {"12", "31", text.c_str()});
         serviceStop(1000, {"12", "31", text.c_str()});
-        if (number % 10 == 0) builder.takeDeletion(7, 31);
+        if (number % 10 == 0) builder.acceptDeletion(7, 31);
         if (number % 10 == 5) tripStop(31, {"3", "9", "Y", "0", "0"});
     }
 

@@ -26,10 +26,10 @@ protected:
 
     /// A stop's record in the fields of the feed; "-" is a missing one.
     void tripStop(int id, std::initializer_list<const char*> texts) {
-        builder.takeStop(SignallingCodes::TRIP_STOP, id, fieldsOf(texts));
+        acceptStop(SignallingCodes::TRIP_STOP, id, texts);
     }
     void serviceStop(int id, std::initializer_list<const char*> texts) {
-        builder.takeStop(SignallingCodes::SERVICE_STOP, id, fieldsOf(texts));
+        acceptStop(SignallingCodes::SERVICE_STOP, id, texts);
     }
 
     void line(int id, const std::string& name, const std::string& abrv = "") {
@@ -39,7 +39,7 @@ protected:
         update(record);
     }
 
-    void deleteLine(int id) { builder.take({SignallingCodes::LINE_DELETED, id, Line(id)}); }
+    void deleteLine(int id) { builder.accept({SignallingCodes::LINE_DELETED, id, Line(id)}); }
 
     const Picture& publish() {
         builder.publish();
@@ -71,9 +71,17 @@ protected:
     std::shared_ptr<const Picture> picture;
 
 private:
+    void acceptStop(int type, int id, std::initializer_list<const char*> texts) {
+        feed::FeedRecord record;
+        record.type = type;
+        record.id = id;
+        record.fields = fieldsOf(texts);
+        builder.acceptStop(record);
+    }
+
     template <typename Record>
     void post(int code, const Record& record) {
-        builder.take({code, record.getId(), record});
+        builder.accept({code, record.getId(), record});
     }
 };
 

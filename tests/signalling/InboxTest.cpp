@@ -43,10 +43,10 @@ TEST(Inbox, HandsOutWhatWasPutInItsOrder) {
 
 TEST(Inbox, IsEmptyAtTheDeadline) {
     Inbox inbox;
-    EXPECT_FALSE(inbox.take(Clock::now()));
-    EXPECT_FALSE(inbox.take(Clock::now() + std::chrono::milliseconds(1)));
+    EXPECT_FALSE(inbox.pop(Clock::now()));
+    EXPECT_FALSE(inbox.pop(Clock::now() + std::chrono::milliseconds(1)));
     inbox.put(updateOf(2, 1));
-    EXPECT_EQ(idOf(inbox.take(Clock::now() - std::chrono::hours(1))), 1) << "what is there is handed out at once";
+    EXPECT_EQ(idOf(inbox.pop(Clock::now() - std::chrono::hours(1))), 1) << "what is there is handed out at once";
 }
 
 TEST(Inbox, HoldsNoMoreThanItsCapacityAndLosesNothing) {
@@ -57,7 +57,7 @@ TEST(Inbox, HoldsNoMoreThanItsCapacityAndLosesNothing) {
     ASSERT_TRUE(eventually([&] { return put == 4; }));
     for (int taken = 1; taken <= kItems; ++taken) {
         EXPECT_LE(inbox.size(), 4U);
-        ASSERT_EQ(idOf(inbox.take(Clock::now() + kGenerous)), taken);
+        ASSERT_EQ(idOf(inbox.pop(Clock::now() + kGenerous)), taken);
         EXPECT_LE(put, taken + 4);
     }
     EXPECT_TRUE(putter.get());
@@ -76,7 +76,7 @@ TEST(Inbox, LargeItemsFillItSooner) {
     ASSERT_TRUE(eventually([&] { return put == 16; }));
     for (int taken = 1; taken <= 40; ++taken) {
         EXPECT_LE(inbox.size(), 16U);
-        ASSERT_EQ(idOf(inbox.take(Clock::now() + kGenerous)), taken);
+        ASSERT_EQ(idOf(inbox.pop(Clock::now() + kGenerous)), taken);
     }
     putter.get();
 }
@@ -84,14 +84,14 @@ TEST(Inbox, LargeItemsFillItSooner) {
 TEST(Inbox, AWakeEndsOneTake) {
     Inbox inbox;
     inbox.wake();
-    EXPECT_FALSE(inbox.take(std::nullopt)) << "also one that comes later";
+    EXPECT_FALSE(inbox.pop(std::nullopt)) << "also one that comes later";
 
-    std::future<bool> taker = std::async(std::launch::async, [&] { return inbox.take(std::nullopt).has_value(); });
+    std::future<bool> taker = std::async(std::launch::async, [&] { return inbox.pop(std::nullopt).has_value(); });
     inbox.wake();
     EXPECT_FALSE(taker.get());
 
     inbox.put(updateOf(2, 7));
-    EXPECT_EQ(idOf(inbox.take(std::nullopt)), 7);
+    EXPECT_EQ(idOf(inbox.pop(std::nullopt)), 7);
 }
 
 TEST(Inbox, AClosedOneTakesAndGivesNothing) {
@@ -99,7 +99,7 @@ TEST(Inbox, AClosedOneTakesAndGivesNothing) {
     inbox.put(updateOf(2, 1));
     inbox.close();
     EXPECT_FALSE(inbox.put(updateOf(2, 2)));
-    EXPECT_FALSE(inbox.take(std::nullopt));
+    EXPECT_FALSE(inbox.pop(std::nullopt));
 }
 
 TEST(Inbox, ClosingLetsWhoWaitsGo) {

@@ -71,7 +71,7 @@ inline std::string describe(const LinkItem& item) {
 
 /// The next item of an inbox, described; "nothing" when none comes.
 inline std::string next(Inbox& inbox) {
-    const auto item = inbox.take(std::chrono::steady_clock::now() + kGenerous);
+    const auto item = inbox.pop(std::chrono::steady_clock::now() + kGenerous);
     return item ? describe(*item) : "nothing";
 }
 

@@ -123,7 +123,7 @@ TEST_F(TcpLinkTest, ASenderThatIsFasterIsSlowedDownAndNothingIsLost) {
     std::future<void> rest = std::async(std::launch::async, [&] { peer.send(unsent); });
     EXPECT_EQ(next(inbox), "link up");
     for (int id = 1; id <= lines; ++id) {
-        const auto item = inbox.take(std::chrono::steady_clock::now() + kGenerous);
+        const auto item = inbox.pop(std::chrono::steady_clock::now() + kGenerous);
         ASSERT_TRUE(item) << id;
         ASSERT_EQ(std::get<feed::FeedRecord>(*item).id, id);
     }
@@ -178,7 +178,7 @@ TEST_F(TcpLinkTest, SaysOnceThatNobodyIsThereAndGoesOnTrying) {
     Inbox inbox;
     RunningLink running(link, inbox);
     EXPECT_EQ(next(inbox), "link down: cannot connect to 127.0.0.1:" + port + ": Connection refused");
-    EXPECT_FALSE(inbox.take(std::chrono::steady_clock::now() + milliseconds(50))) << "the same fault again";
+    EXPECT_FALSE(inbox.pop(std::chrono::steady_clock::now() + milliseconds(50))) << "the same fault again";
 }
 
 TEST_F(TcpLinkTest, AnAttemptToConnectHasALimit) {

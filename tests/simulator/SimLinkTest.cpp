@@ -29,7 +29,7 @@ protected:
     /// Takes items until one, described, holds this text; false when none ever does.
     static bool comes(signalling::Inbox& inbox, const std::string& part) {
         return eventually([&] {
-            const auto item = inbox.take(std::chrono::steady_clock::now() + std::chrono::milliseconds(100));
+            const auto item = inbox.pop(std::chrono::steady_clock::now() + std::chrono::milliseconds(100));
             return item && describe(*item).find(part) != std::string::npos;
         });
     }

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
+#include "FedStore.h"
 #include "RecordMirror.h"
 #include "SimulationTestSupport.h"
 #include "StoreTest.h"
-#include "feed/FeedDelivery.h"
 #include "records/TableDump.h"
 
 namespace pis::simulator {
@@ -208,14 +208,14 @@ TEST_F(WholeStateInStore, ChangesNothingForWhoHeardEverything) {
     host.setDebugLevel(-1);
     host.notesLock = false;
     Simulation simulation(harbourNetwork(), 5);
-    feed::FeedDelivery delivery(store);
-    const auto deliver = [&delivery](const feed::FeedRecord& record) { delivery.deliver(record); };
+    FedStore fed(store);
+    const auto deliver = [&fed](const feed::FeedRecord& record) { fed.accept(record); };
     simulation.reportWholeState(deliver);
     for (int time = 5 * 3600; time < 11 * 3600; time += 1777) {
         simulation.advanceTo(time, deliver);
-        const std::uint64_t before = records::hashTables(store);
+        const std::uint64_t before = records::hashTables(store, serviceStopsOf(store));
         simulation.reportWholeState(deliver);
-        ASSERT_EQ(records::hashTables(store), before) << "at " << time;
+        ASSERT_EQ(records::hashTables(store, serviceStopsOf(store)), before) << "at " << time;
         host.clear();
     }
 }

@@ -1,0 +1,643 @@
+// Feed records on their way into the store: verdicts, entry points, snapshots, the bound on elements, what is counted.
+#include "feed/Intake.h"
+
+#include "StoreTest.h"
+#include "feed/StoreEntry.h"
+
+namespace pis::feed {
+
+namespace {
+
+class IntakeTest : public StoreTest, protected IntakeReceiver {
+protected:
+    /// Delivers an update: deliver(2, 7, "North", "N").
+    template <typename... Text>
+    Intake::Verdict deliver(int type, int id, const Text&... texts) {
+        FeedRecord record;
+        record.kind = FeedRecord::UPDATE;
+        record.type = type;
+        record.id = id;
+        const std::vector<FieldText> fieldTexts{FieldText(texts)...};
+        for (const FieldText& text : fieldTexts) {
+            if (text.get() == nullptr) {
+                record.fields.appendMissing();
+            } else {
+                record.fields.append(text.get());
+            }
+        }
+        return accept(record);
+    }
+
+    Intake::Verdict deliverDeletion(int type, int id) {
+        FeedRecord record;
+        record.kind = FeedRecord::DELETION;
+        record.type = type;
+        record.id = id;
+        return accept(record);
+    }
+
+    Intake::Verdict begin() { return deliverMark(FeedRecord::SNAPSHOT_BEGIN); }
+    Intake::Verdict end() { return deliverMark(FeedRecord::SNAPSHOT_END); }
+
+    Intake::Verdict accept(const FeedRecord& record) {
+        ++now;
+        return intake.accept(record);
+    }
+
+    /// What the store does at the end of a snapshot, but for the lock.
+    std::string transcriptOfEnd() {
+        host.clear();
+        end();
+        return host.transcriptWithoutLock();
+    }
+
+    /// "table id" of everything that the store holds.
+    std::string contents() {
+        std::string ids;
+        const auto add = [&ids](const char* table, const auto& records) {
+            for (const auto& record : records) ids += std::string(table) + " " + std::to_string(record.getId()) + "\n";
+        };
+        add("line", linesOf(store));
+        add("vehicle", vehiclesOf(store));
+        add("station", stationsOf(store));
+        add("platform", platformsOf(store));
+        add("trip", tripsOf(store));
+        add("trip stop", tripStopsOf(store));
+        add("service", servicesOf(store));
+        add("service stop", serviceStopsOf(store));
+        return ids;
+    }
+
+    /// "delivered ignored malformed refused failed, deletions, left out" of a row of the counts.
+    std::string countsOf(const std::string& name) const {
+        for (const TypeCounts& type : intake.counts()) {
+            if (type.name != name) continue;
+            std::string text;
+            for (const OutcomeCount& count : type.outcomes) text += std::to_string(count.count) + " ";
+            text.back() = ',';
+            return text + " " + std::to_string(type.deletions) + ", " + std::to_string(type.leftOut);
+        }
+        return "no such row";
+    }
+
+    /// Reason and time of the last record of a row with that outcome: "why @3".
+    std::string lastOf(const std::string& name, Outcome outcome) const {
+        for (const TypeCounts& type : intake.counts()) {
+            if (type.name != name) continue;
+            const OutcomeCount& count = type.of(outcome);
+            return count.lastReason + " @" + std::to_string(std::chrono::system_clock::to_time_t(count.lastTime));
+        }
+        return "no such row";
+    }
+
+    std::time_t now = 0;
+    std::string removals;
+    Intake intake{this, {5000, [this] { return std::chrono::system_clock::from_time_t(now); }}};
+
+private:
+    void onUpdate(const FeedRecord& record) override { entry.update(record); }
+
+    void onDeletion(int type, int id) override {
+        entry.remove(type, id);
+        removals += std::to_string(type) + ":" + std::to_string(id) + " ";
+    }
+
+    Intake::Verdict deliverMark(FeedRecord::Kind kind) {
+        FeedRecord record;
+        record.kind = kind;
+        return accept(record);
+    }
+
+    StoreEntry entry{store};
+};
+
+// --- Entry points -------------------------------------------------------------------------------
+
+TEST_F(IntakeTest, AnUpdateIsAnUpdateOfTheStore) {
+    RecordingObserver observer;
+    store.registerObserver(&observer);
+    EXPECT_EQ(host.during([this] { deliver(2, 7, "North Line", "N"); }),
+              "enter\n"
+              "debug 2 updateLine: lineId >7< added to list. Total Lines >1<\n"
+              "observer onLineUpdated line 7 \"North Line\" \"N\"\n"
+              "event 26 7\n"
+              "leave\n");
+}
+
+TEST_F(IntakeTest, ADeletionIsADeletionInTheStore) {
+    deliver(2, 7, "North Line", "N");
+    EXPECT_EQ(
+        host.during([this] { deliverDeletion(2, 7); }),
+        "enter\nevent 27 7\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >7< deleted\nleave\n");
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, EveryCodeDoesWhatTheEntryPointDoes) {
+    const auto transcriptOf = [this](const auto& act) {
+        host.clear();
+        act();
+        return host.transcriptWithoutLock();
+    };
+    for (int code = -2; code <= 100; ++code) {
+        const std::string direct = transcriptOf([&] { update(code, 1, "1", "2", "1", "Y", "4", "5", "6", "7", "8"); });
+        const std::string tables = describe(store);
+        const std::string removed = transcriptOf([&] { store.deletePassengerInformation(code, 1); });
+        store.deletePassengerInformation(0, 0);
+
+        EXPECT_EQ(transcriptOf([&] { deliver(code, 1, "1", "2", "1", "Y", "4", "5", "6", "7", "8"); }), direct) << code;
+        EXPECT_EQ(describe(store), tables) << code;
+        EXPECT_EQ(transcriptOf([&] { deliverDeletion(code, 1); }), removed) << code;
+        store.deletePassengerInformation(0, 0);
+    }
+}
+
+TEST_F(IntakeTest, AMissingTextIsAMissingField) {
+    deliver(2, 7, null, "N");
+    EXPECT_EQ(describe(linesOf(store)), "line 7 \"Unknown Line\" \"N\"\n");
+    deliver(2, 7, "North", null);
+    EXPECT_EQ(describe(linesOf(store)), "line 7 \"North\" \"UNK\"\n");
+}
+
+TEST_F(IntakeTest, AnUpdateWithoutFieldsGivesTheDefaults) {
+    deliver(2, 7);
+    EXPECT_EQ(describe(linesOf(store)), "line 7 \"Unknown Line\" \"UNK\"\n");
+}
+
+TEST_F(IntakeTest, NoFieldsOfTheRecordBeforeAreLeftOver) {
+    deliver(10, 1, "Y", "km 1", "1", "in service", "2", "1", "left", "2", "right");
+    deliver(2, 7, "North");
+    deliver(2, 8, "South", "S", "and", "some", "more");
+    deliver(2, 9);
+    EXPECT_EQ(describe(linesOf(store)),
+              "line 7 \"North\" \"UNK\"\nline 8 \"South\" \"S\"\nline 9 \"Unknown Line\" \"UNK\"\n");
+}
+
+TEST_F(IntakeTest, TheStoreReadsTheFieldsOfAListOfAnyLength) {
+    FeedRecord record;
+    record.type = 2;
+    record.id = 7;
+    record.fields.append("North");
+    record.fields.append("N");
+    for (int i = 0; i < 10000; ++i) record.fields.append("a field that nobody reads");
+    accept(record);
+    EXPECT_EQ(describe(linesOf(store)), "line 7 \"North\" \"N\"\n");
+}
+
+TEST_F(IntakeTest, WhatTheStoreThrowsFailsTheRecordAndTheNextIsTaken) {
+    host.at("event 26", [] { throw std::runtime_error("no room for events"); });
+    const Intake::Verdict verdict = deliver(2, 7, "North", "N");
+    EXPECT_EQ(verdict.outcome, Outcome::FAILED);
+    EXPECT_EQ(verdict.reason, "the store threw: no room for events");
+    EXPECT_TRUE(host.allLocksFree());
+    EXPECT_EQ(deliver(2, 8, "South", "S").outcome, Outcome::DELIVERED);
+    EXPECT_EQ(contents(), "line 7\nline 8\n");
+    EXPECT_EQ(countsOf("line"), "1 0 0 0 1, 0, 0");
+    EXPECT_EQ(intake.elements(), 2U) << "the store may hold it";
+}
+
+TEST_F(IntakeTest, WhatIsThrownNeedNotBeAnException) {
+    host.at("event 26", [] { throw 8; });
+    EXPECT_EQ(deliver(2, 7, "North", "N").reason, "the store threw what is no exception");
+}
+
+TEST_F(IntakeTest, ADeletionThatFailsForgetsNothing) {
+    deliver(2, 7, "North", "N");
+    host.at("event 27", [] { throw std::runtime_error("no room for events"); });
+    EXPECT_EQ(deliverDeletion(2, 7).outcome, Outcome::FAILED);
+    EXPECT_EQ(intake.elements(), 1U);
+    begin();
+    end();
+    EXPECT_EQ(contents(), "") << "the next snapshot makes up for it";
+}
+
+TEST_F(IntakeTest, ASnapshotWhoseEndFailsIsAbandoned) {
+    deliver(2, 7, "North", "N");
+    deliver(2, 8, "South", "S");
+    begin();
+    host.at("event 27", [] { throw std::runtime_error("no room for events"); });
+    EXPECT_EQ(end().outcome, Outcome::FAILED);
+    EXPECT_FALSE(intake.inSnapshot());
+    EXPECT_EQ(intake.snapshots(), 0U);
+    EXPECT_EQ(end().outcome, Outcome::IGNORED);
+    begin();
+    end();
+    EXPECT_EQ(contents(), "");
+}
+
+// --- Verdicts -----------------------------------------------------------------------------------
+
+TEST_F(IntakeTest, WhatMeansNothingToTheStoreIsIgnoredAndSaidWhy) {
+    EXPECT_EQ(deliver(2, 0, "North").reason, "line 0: a record with id 0 is ignored");
+    EXPECT_EQ(lastOf("line", Outcome::IGNORED), "line 0: a record with id 0 is ignored @1");
+    EXPECT_EQ(deliver(98, 2, "", "", "1").reason,
+              "signalling server status 2: only record 1 is taken, this one is ignored");
+    EXPECT_EQ(deliver(13, 0, "Y").reason, "automatic message state 0: only record 1 is taken, this one is ignored");
+    EXPECT_EQ(deliverDeletion(10, 1).reason, "a deletion with code 10 removes nothing");
+    EXPECT_EQ(deliverDeletion(98, 0).reason, "a deletion with code 98 removes nothing");
+    EXPECT_EQ(deliverDeletion(14, 0).reason, "a deletion with code 14 removes nothing");
+    EXPECT_EQ(end().reason, "the snapshot that ends here has not begun");
+    EXPECT_EQ(lastOf("snapshot", Outcome::IGNORED), "the snapshot that ends here has not begun @7");
+    EXPECT_EQ(intake.elements(), 0U);
+    EXPECT_FALSE(store.getServerStatus());
+    EXPECT_EQ(contents() + removals, "");
+    EXPECT_EQ(countsOf("signalling server status"), "0 2 0 0 0, 0, 0");
+}
+
+TEST_F(IntakeTest, JudgingAloneChangesAndCountsNothing) {
+    FeedRecord record;
+    record.type = 2;
+    record.id = 7;
+    EXPECT_EQ(intake.judge(record).outcome, Outcome::DELIVERED);
+    record.id = 0;
+    EXPECT_EQ(intake.judge(record).outcome, Outcome::IGNORED);
+    EXPECT_EQ(countsOf("line"), "0 0 0 0 0, 0, 0");
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, WithoutAReceiverRecordsAreJudgedAndCountedAlike) {
+    Intake alone(nullptr);
+    FeedRecord record;
+    record.type = 2;
+    record.id = 7;
+    EXPECT_EQ(alone.accept(record).outcome, Outcome::DELIVERED);
+    EXPECT_EQ(alone.elements(), 1U);
+    record.kind = FeedRecord::SNAPSHOT_BEGIN;
+    alone.accept(record);
+    record.kind = FeedRecord::SNAPSHOT_END;
+    alone.accept(record);
+    EXPECT_EQ(alone.elements(), 0U);
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, UnknownCodesAreCountedTogetherAndNotKept) {
+    for (int code = 1000; code < 3000; ++code) {
+        ASSERT_EQ(deliver(code, code, "x").outcome, Outcome::IGNORED);
+        ASSERT_EQ(deliverDeletion(-code, 1).outcome, Outcome::IGNORED);
+    }
+    EXPECT_EQ(countsOf("unknown"), "0 4000 0 0 0, 0, 0");
+    EXPECT_EQ(lastOf("unknown", Outcome::IGNORED), "a deletion with code -2999 removes nothing @4000");
+    EXPECT_EQ(intake.counts().size(), 16U) << "thirteen types, every type, snapshots, unknown";
+    EXPECT_EQ(intake.elements(), 0U);
+}
+
+TEST_F(IntakeTest, MalformedLinesAreCountedByTypeAsFarAsTheyTellOne) {
+    intake.countMalformed(9, "\"id\" is missing");
+    intake.countMalformed(0, "not JSON");
+    intake.countMalformed(4711, "\"fields\" is missing");
+    EXPECT_EQ(countsOf("service stop"), "0 0 1 0 0, 0, 0");
+    EXPECT_EQ(lastOf("service stop", Outcome::MALFORMED), "\"id\" is missing @0");
+    EXPECT_EQ(countsOf("unknown"), "0 0 2 0 0, 0, 0");
+    EXPECT_EQ(countsOf("every type"), "0 0 0 0 0, 0, 0");
+}
+
+TEST_F(IntakeTest, RefusesNewElementsBeyondTheLimitAlone) {
+    Intake small(nullptr, {5, [] { return base::WallTime(); }});
+    FeedRecord record;
+    const auto outcomeOf = [&](int type, int id, FeedRecord::Kind kind = FeedRecord::UPDATE) {
+        record.type = type;
+        record.id = id;
+        record.kind = kind;
+        return small.accept(record).outcome;
+    };
+    for (int id = 1; id <= 5; ++id) EXPECT_EQ(outcomeOf(2 + id % 3, id), Outcome::DELIVERED);
+    EXPECT_EQ(small.elements(), 5U);
+    EXPECT_EQ(outcomeOf(2, 6), Outcome::REFUSED);
+    EXPECT_EQ(small.judge(record).reason, "line 6 is new, and 5 elements are the most");
+    EXPECT_EQ(small.elements(), 5U);
+
+    EXPECT_EQ(outcomeOf(2, 3), Outcome::DELIVERED) << "what is known may change";
+    EXPECT_EQ(outcomeOf(10, 1), Outcome::DELIVERED) << "a state belongs to its element";
+    EXPECT_EQ(outcomeOf(10, 7), Outcome::REFUSED) << "or makes one";
+    EXPECT_EQ(outcomeOf(13, 1), Outcome::DELIVERED) << "a status is no element";
+    EXPECT_EQ(outcomeOf(2, 3, FeedRecord::DELETION), Outcome::DELIVERED);
+    EXPECT_EQ(small.elements(), 4U);
+    EXPECT_EQ(outcomeOf(2, 6), Outcome::DELIVERED) << "there is room again";
+    EXPECT_EQ(outcomeOf(2, 8), Outcome::REFUSED);
+}
+
+TEST_F(IntakeTest, AnAbandonedSnapshotDeletesNothingAndTheNextStartsOver) {
+    deliver(2, 1, "a");
+    begin();
+    deliver(2, 2, "b");
+    intake.abandonSnapshot();
+    EXPECT_FALSE(intake.inSnapshot());
+    EXPECT_EQ(end().outcome, Outcome::IGNORED);
+    EXPECT_EQ(contents(), "line 1\nline 2\n");
+    EXPECT_EQ(removals, "");
+
+    begin();
+    deliver(2, 1, "a");
+    end();
+    EXPECT_EQ(removals, "2:2 ") << "what the abandoned one brought does not count";
+    EXPECT_EQ(intake.snapshots(), 1U);
+}
+
+TEST_F(IntakeTest, RemovalsAreToldAsTheyCameOrOneByOne) {
+    deliver(2, 1, "a");
+    deliver(9, 3, "c");
+    deliver(10, 4, "Y");
+    deliverDeletion(9, 0);
+    deliverDeletion(0, 4);
+    begin();
+    end();
+    EXPECT_EQ(removals, "9:0 0:4 2:1 ");
+}
+
+TEST_F(IntakeTest, TheStoreIsToldThatTheServerIsOfflineWithoutACount) {
+    deliver(98, 1, "", "", "1");
+    deliver(13, 1, "Y");
+    StoreEntry(store).tellOffline();
+    EXPECT_FALSE(store.getServerStatus());
+    EXPECT_TRUE(store.isAutomaticMessageGenerationEnabled());
+    EXPECT_EQ(countsOf("signalling server status"), "1 0 0 0 0, 0, 0");
+}
+
+// --- Snapshots ----------------------------------------------------------------------------------
+
+TEST_F(IntakeTest, TheEndOfASnapshotDeletesWhatItLeavesOut) {
+    deliver(2, 7, "North", "N");
+    deliver(2, 8, "South", "S");
+    begin();
+    EXPECT_TRUE(intake.inSnapshot());
+    deliver(2, 8, "South", "S");
+    EXPECT_EQ(contents(), "line 7\nline 8\n") << "nothing goes before the end";
+    EXPECT_EQ(
+        host.during([this] { end(); }),
+        "enter\nevent 27 7\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >7< deleted\nleave\n");
+    EXPECT_FALSE(intake.inSnapshot());
+    EXPECT_EQ(intake.snapshots(), 1U);
+    EXPECT_EQ(contents(), "line 8\n");
+}
+
+TEST_F(IntakeTest, WhatIsLeftOutGoesInTheOrderOfTypesAndIds) {
+    deliver(9, 90, "80");
+    deliver(8, 80, "60");
+    deliver(7, 70, "60");
+    deliver(6, 60, "Trip", "30");
+    deliver(5, 50, "40");
+    deliver(4, 40, "Station");
+    deliver(3, 30, "Vehicle");
+    for (const int id : {10, 2147483647, -4, 9, 100}) deliver(2, id, "Line");
+    begin();
+    EXPECT_EQ(transcriptOfEnd(),
+              "event 27 -4\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >-4< deleted\n"
+              "event 27 9\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >9< deleted\n"
+              "event 27 10\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >10< deleted\n"
+              "event 27 100\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >100< deleted\n"
+              "event 27 2147483647\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >2147483647< deleted\n"
+              "event 29 30\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_VEHICLE vehicleId >30< deleted\n"
+              "event 31 40\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_STATION stationId >40< deleted\n"
+              "event 33 50\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_PLATFORM platformId >50< deleted\n"
+              "event 37 60\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP tripId >60< deleted\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP_STOP tripStopId >70< deleted\n"
+              "event 35 80\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE serviceId >80< deleted\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE_STOP serviceStopId >90< deleted\n");
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, AWholeSnapshotDeletesNothing) {
+    deliver(2, 7, "North", "N");
+    deliver(9, 90, "80");
+    begin();
+    deliver(9, 90, "81");
+    deliver(2, 7, "North", "N");
+    deliver(4, 40, "Station");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(contents(), "line 7\nstation 40\nservice stop 90\n");
+}
+
+TEST_F(IntakeTest, ASnapshotOfAnEmptyStoreDeletesNothing) {
+    begin();
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(intake.snapshots(), 1U);
+}
+
+TEST_F(IntakeTest, AStateCountsAsItsElement) {
+    deliver(3, 1, "Vehicle");
+    deliver(5, 2, "1");
+    deliver(8, 3, "1");
+    deliver(3, 11, "Vehicle");
+    deliver(5, 12, "1");
+    deliver(8, 13, "1");
+    begin();
+    deliver(10, 1, "Y");
+    deliver(11, 2, "1");
+    deliver(12, 3, "", "1");
+    end();
+    EXPECT_EQ(contents(), "vehicle 1\nplatform 2\nservice 3\n");
+}
+
+TEST_F(IntakeTest, AnElementThatAStateCreatedIsLeftOutAsAnyOther) {
+    deliver(10, 1, "Y");
+    deliver(11, 2, "1");
+    deliver(12, 3, "", "1");
+    EXPECT_EQ(contents(), "vehicle 1\nplatform 2\nservice 3\n");
+    begin();
+    end();
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, AServiceStopDoesNotCountAsItsTripStopOrService) {
+    deliver(7, 1, "1");
+    deliver(8, 2, "1");
+    deliver(9, 3, "2", "1");
+    begin();
+    deliver(9, 3, "2", "1");
+    end();
+    EXPECT_EQ(contents(), "service stop 3\n");
+}
+
+TEST_F(IntakeTest, WhatIsDeletedInsideASnapshotIsNotDeletedAgain) {
+    deliver(2, 1, "a");
+    deliver(2, 2, "b");
+    begin();
+    deliver(2, 1, "a");
+    deliverDeletion(2, 1);
+    deliverDeletion(2, 2);
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, WhatComesAgainAfterItsDeletionInsideASnapshotStays) {
+    begin();
+    deliver(2, 1, "a");
+    deliverDeletion(2, 1);
+    deliver(2, 1, "a");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(contents(), "line 1\n");
+}
+
+TEST_F(IntakeTest, DeletionsOfAllAreRemembered) {
+    deliver(2, 1, "a");
+    deliver(3, 1, "a");
+    deliver(4, 1, "a");
+    deliverDeletion(2, 0);
+    EXPECT_EQ(contents(), "vehicle 1\nstation 1\n");
+    begin();
+    deliver(3, 1, "a");
+    deliver(4, 1, "a");
+    EXPECT_EQ(transcriptOfEnd(), "");
+
+    deliverDeletion(0, 0);
+    EXPECT_EQ(contents(), "");
+    begin();
+    EXPECT_EQ(transcriptOfEnd(), "");
+}
+
+TEST_F(IntakeTest, ADeletionOfOneIdInEveryTypeIsRemembered) {
+    for (const int type : {2, 3, 9}) {
+        deliver(type, 1, "1");
+        deliver(type, 2, "2");
+    }
+    deliverDeletion(0, 1);
+    EXPECT_EQ(contents(), "line 2\nvehicle 2\nservice stop 2\n");
+    begin();
+    EXPECT_EQ(transcriptOfEnd(),
+              "event 27 2\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >2< deleted\n"
+              "event 29 2\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_VEHICLE vehicleId >2< deleted\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE_STOP serviceStopId >2< "
+              "deleted\n");
+}
+
+TEST_F(IntakeTest, ADeletionOfAStateRemovesNothingAndForgetsNothing) {
+    deliver(10, 1, "Y");
+    deliverDeletion(10, 1);
+    deliverDeletion(10, 0);
+    EXPECT_EQ(contents(), "vehicle 1\n");
+    begin();
+    end();
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, ANestedBeginStartsTheSnapshotAnew) {
+    deliver(2, 1, "a");
+    begin();
+    deliver(2, 2, "b");
+    begin();
+    deliver(2, 3, "c");
+    end();
+    EXPECT_EQ(contents(), "line 3\n");
+    EXPECT_EQ(intake.snapshots(), 1U);
+    EXPECT_FALSE(intake.inSnapshot());
+}
+
+TEST_F(IntakeTest, AnEndWithoutABeginDoesNothing) {
+    deliver(2, 1, "a");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    begin();
+    deliver(2, 1, "a");
+    end();
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(contents(), "line 1\n");
+    EXPECT_EQ(intake.snapshots(), 1U);
+}
+
+TEST_F(IntakeTest, EachSnapshotLooksAtWhatCameSinceItsOwnBegin) {
+    begin();
+    deliver(2, 1, "a");
+    deliver(2, 2, "b");
+    end();
+    deliver(2, 3, "c");
+    begin();
+    deliver(2, 1, "a");
+    end();
+    EXPECT_EQ(contents(), "line 1\n");
+    EXPECT_EQ(intake.snapshots(), 2U);
+}
+
+TEST_F(IntakeTest, ARecordOfIdZeroIsNotSeen) {
+    begin();
+    deliver(2, 0, "a");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(contents(), "");
+}
+
+TEST_F(IntakeTest, StatusRecordsAreNoElements) {
+    deliver(13, 1, "Y");
+    deliver(98, 1, "", "", "1");
+    begin();
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_TRUE(store.isAutomaticMessageGenerationEnabled());
+    EXPECT_TRUE(store.getServerStatus());
+}
+
+TEST_F(IntakeTest, ASnapshotMakesAReceiverRightAgainThatMissedSomething) {
+    const auto morning = [this] {
+        deliver(2, 7, "North", "N");
+        deliver(6, 100, "Trip", "7", "1", "2", "express");
+        deliver(8, 3021, "100", "21600");
+        deliver(8, 3022, "100", "25200");
+        deliver(12, 3022, "", "1", "running");
+    };
+    const auto wholeState = [this] {
+        begin();
+        deliver(2, 7, "North", "N");
+        deliver(6, 100, "Trip", "7", "1", "2", "express");
+        deliver(8, 3022, "100", "25200");
+        deliver(12, 3022, "", "7", "terminated");
+        end();
+    };
+    morning();
+    deliverDeletion(8, 3021);
+    deliver(12, 3022, "", "7", "terminated");
+    wholeState();
+    const std::string right = describe(store);
+
+    deliverDeletion(0, 0);
+    morning();
+    EXPECT_NE(describe(store), right);
+    wholeState();
+    EXPECT_EQ(describe(store), right);
+}
+
+// --- Counts -------------------------------------------------------------------------------------
+
+TEST_F(IntakeTest, CountsWhatWasDeliveredByType) {
+    deliver(2, 1, "a");
+    deliver(2, 1, "a");
+    deliver(2, 0, "a");
+    deliverDeletion(2, 5);
+    deliverDeletion(2, 0);
+    deliver(10, 1, "Y");
+    deliver(10, 0, "Y");
+    deliverDeletion(0, 0);
+    EXPECT_EQ(countsOf("line"), "4 1 0 0 0, 2, 0");
+    EXPECT_EQ(countsOf("vehicle state"), "1 1 0 0 0, 0, 0");
+    EXPECT_EQ(countsOf("every type"), "1 0 0 0 0, 1, 0");
+    EXPECT_EQ(countsOf("vehicle"), "0 0 0 0 0, 0, 0") << "the vehicle came as a state";
+}
+
+TEST_F(IntakeTest, CountsWhatASnapshotLeftOutApartFromDeletions) {
+    deliver(2, 1, "a");
+    deliver(2, 2, "b");
+    deliver(10, 3, "Y");
+    deliverDeletion(2, 1);
+    begin();
+    end();
+    EXPECT_EQ(countsOf("line"), "3 0 0 0 0, 1, 1");
+    EXPECT_EQ(countsOf("vehicle"), "0 0 0 0 0, 0, 1");
+    EXPECT_EQ(countsOf("vehicle state"), "1 0 0 0 0, 0, 0");
+    EXPECT_EQ(countsOf("snapshot"), "2 0 0 0 0, 0, 0");
+}
+
+TEST_F(IntakeTest, KnowsHowManyElementsTheStoreHolds) {
+    EXPECT_EQ(intake.elements(), 0U);
+    deliver(9, 1, "1");
+    deliver(9, 2, "1");
+    deliver(9, 2, "2");
+    deliver(3, 5, "Vehicle");
+    deliver(10, 5, "Y");
+    EXPECT_EQ(intake.elements(), 3U) << "states go into their element's table";
+    deliverDeletion(9, 1);
+    EXPECT_EQ(intake.elements(), 2U);
+    begin();
+    end();
+    EXPECT_EQ(intake.elements(), 0U);
+}
+
+}  // namespace
+
+}  // namespace pis::feed
