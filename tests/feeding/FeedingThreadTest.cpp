@@ -8,9 +8,10 @@
 #include <set>
 
 #include "FeedFiles.h"
+#include "FedStore.h"
 #include "SignallingSupport.h"
-#include "feed/FeedDelivery.h"
 #include "feed/FeedReader.h"
+#include "feed/StopTables.h"
 #include "platform/EventQueue.h"
 #include "platform/HostLog.h"
 #include "platform/SendQueue.h"
@@ -340,28 +341,18 @@ TEST_F(FeedingThreadTest, RequestsThatWaitWhenItStopsFail) {
 // --- A whole feed -------------------------------------------------------------------------------
 
 /// Every record of the tables, in no order.
-std::multiset<std::string> contentsOf(PassengerInformationServer& of) {
+std::multiset<std::string> contentsOf(PassengerInformationServer& of, const std::vector<ServiceStop>& stops) {
     std::multiset<std::string> lines;
-    records::dumpTables(of, {}, [&](const std::string& line) { lines.insert(line); });
+    records::dumpTables(of, stops, [&](const std::string& line) { lines.insert(line); });
     return lines;
-}
-
-template <typename Record>
-void addRows(const picture::TableOf<Record>& table, std::multiset<std::string>& lines) {
-    table.forEach([&](int, const std::shared_ptr<const picture::RowOf<Record>>& row) {
-        lines.insert(records::dumpLine(row->record));
-    });
 }
 
 std::multiset<std::string> contentsOf(const picture::Picture& picture) {
     std::multiset<std::string> lines;
-    addRows(picture.table<Line>(), lines);
-    addRows(picture.table<Vehicle>(), lines);
-    addRows(picture.table<Station>(), lines);
-    addRows(picture.table<PlatformInfo>(), lines);
-    addRows(picture.table<Trip>(), lines);
-    addRows(picture.table<TripStop>(), lines);
-    addRows(picture.table<Service>(), lines);
+    records::forEachTable([&](auto of) {
+        picture.table<typename decltype(of)::Record>().forEach(
+            [&](int, const auto& row) { lines.insert(records::dumpLine(row->record)); });
+    });
     return lines;
 }
 
@@ -371,18 +362,21 @@ TEST_F(FeedingThreadTest, ThePictureOfAMorningEqualsTheStore) {
     ASSERT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.link == feed::FeedStatus::ENDED; }));
     feeding->stop();
     const PicturePointer picture = published.current();
-    EXPECT_EQ(contentsOf(*picture), contentsOf(store));
     EXPECT_GT(picture->table<Service>().size(), 0U);
 
     PassengerInformationServer replayed;
-    feed::FeedDelivery delivery(replayed);
+    FedStore fed(replayed);
+    feed::StopTables stops;
     feed::FeedReader reader(sample);
     std::size_t records = 0;
-    for (feed::FeedRecord record; reader.next(record) == feed::FeedReader::Next::RECORD; ++records)
-        delivery.deliver(record);
-    EXPECT_EQ(contentsOf(store), contentsOf(replayed));
-    EXPECT_EQ(picture->table<ServiceStop>().size(), delivery.elements(9));
-    EXPECT_EQ(feeding->figures().elements, delivery.elements());
+    for (feed::FeedRecord record; reader.next(record) == feed::FeedReader::Next::RECORD; ++records) {
+        fed.accept(record);
+        if (record.kind == feed::FeedRecord::UPDATE) stops.update(record);
+        if (record.kind == feed::FeedRecord::DELETION) stops.remove(record.type, record.id);
+    }
+    EXPECT_EQ(contentsOf(store, {}), contentsOf(replayed, {}));
+    EXPECT_EQ(contentsOf(*picture), contentsOf(replayed, stops.serviceStops()));
+    EXPECT_EQ(feeding->figures().elements, fed.intake.elements());
 
     std::size_t counted = 0;
     for (const feed::TypeCounts& type : feeding->counts()) counted += type.of(feed::Outcome::DELIVERED).count;

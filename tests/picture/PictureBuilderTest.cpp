@@ -188,7 +188,7 @@ TEST_F(BuilderTest, UnusableFieldsAreDefaults) {
 TEST_F(BuilderTest, IdZeroAndOtherTypesArePassedOver) {
     tripStop(0, {"3", "9"});
     serviceStop(0, {"12", "31"});
-    builder.takeStop(2, 5, fieldsOf({"North"}));
+    acceptStop(SignallingCodes::LINE, 5, {"North"});
     EXPECT_FALSE(builder.hasChanges());
 }
 
@@ -359,33 +359,6 @@ TEST_F(BuilderTest, IndexesFollowTheRecords) {
     EXPECT_TRUE(picture->tripStopsOfTrip.empty());
     EXPECT_TRUE(picture->servicesOfTrip.empty()) << "nothing stands under 0";
     EXPECT_TRUE(picture->stopsOfService.empty());
-}
-
-TEST_F(BuilderTest, KnowsTheStationOfARecord) {
-    PlatformInfo platform(9);
-    platform.setStationId(5);
-    update(platform);
-    update(Station(6));
-    update(Vehicle(1));
-    update(Service(12));
-    line(2, "North");
-    update(Trip(3));
-    tripStop(31, {"3", "9"});
-    tripStop(32, {"3", "10"});
-    serviceStop(88, {"12", "31"});
-    publish();
-    const auto station = [this](records::Table table, int id) {
-        return picture->stationOf(table, *picture->find(table, id));
-    };
-    EXPECT_EQ(station(records::Table::STATIONS, 6), 6);
-    EXPECT_EQ(station(records::Table::PLATFORMS, 9), 5);
-    EXPECT_EQ(station(records::Table::TRIP_STOPS, 31), 5);
-    EXPECT_EQ(station(records::Table::TRIP_STOPS, 32), 0) << "nobody knows its platform";
-    EXPECT_EQ(station(records::Table::SERVICE_STOPS, 88), 5);
-    EXPECT_EQ(station(records::Table::VEHICLES, 1), 0);
-    EXPECT_EQ(station(records::Table::LINES, 2), 0);
-    EXPECT_EQ(station(records::Table::TRIPS, 3), 0);
-    EXPECT_EQ(station(records::Table::SERVICES, 12), 0);
 }
 
 TEST_F(BuilderTest, SaysWhenRecordsLastCameToBelongToOtherStations) {

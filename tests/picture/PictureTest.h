@@ -53,6 +53,14 @@ protected:
         return row != nullptr ? row->json : "";
     }
 
+    void acceptStop(int type, int id, std::initializer_list<const char*> texts) {
+        feed::FeedRecord record;
+        record.type = type;
+        record.id = id;
+        record.fields = fieldsOf(texts);
+        builder.acceptStop(record);
+    }
+
     static feed::FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
         feed::FieldTexts fields;
         for (const std::string text : texts) {
@@ -71,14 +79,6 @@ protected:
     std::shared_ptr<const Picture> picture;
 
 private:
-    void acceptStop(int type, int id, std::initializer_list<const char*> texts) {
-        feed::FeedRecord record;
-        record.type = type;
-        record.id = id;
-        record.fields = fieldsOf(texts);
-        builder.acceptStop(record);
-    }
-
     template <typename Record>
     void post(int code, const Record& record) {
         builder.accept({code, record.getId(), record});

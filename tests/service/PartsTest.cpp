@@ -165,7 +165,7 @@ TEST_F(ChangeStreamTest, AResetForWhoKnowsTooLittle) {
     picture::PictureBuilder small(
         published, [] { return base::WallTime(); }, 2);
     for (int i = 1; i <= 4; ++i) {
-        small.take({SignallingCodes::LINE_UPDATED, i, Line(i)});
+        small.accept({SignallingCodes::LINE_UPDATED, i, Line(i)});
         small.publish();
     }
     EXPECT_EQ(0U, events({}, 1).find("event: reset\n"));
@@ -210,7 +210,7 @@ TEST_F(ApiTest, ARevisionThatIsTooLongAgoIsGone) {
         published, [] { return base::WallTime(); }, 2);
     small.feed().ready = true;
     for (int i = 1; i <= 4; ++i) {
-        small.take({SignallingCodes::LINE_UPDATED, i, Line(i)});
+        small.accept({SignallingCodes::LINE_UPDATED, i, Line(i)});
         small.publish();
     }
     const HttpAnswer gone = get("/api/v1/lines?since=" + tokens.of(1));

@@ -111,7 +111,7 @@ TEST(Inbox, ClosingLetsWhoWaitsGo) {
     EXPECT_FALSE(putter.get());
 
     Inbox empty;
-    std::future<bool> taker = std::async(std::launch::async, [&] { return empty.take(std::nullopt).has_value(); });
+    std::future<bool> taker = std::async(std::launch::async, [&] { return empty.pop(std::nullopt).has_value(); });
     empty.close();
     EXPECT_FALSE(taker.get());
 }

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <random>
 
+#include "FedStore.h"
 #include "RecordMirror.h"
 #include "SimulationTestSupport.h"
 #include "StoreTest.h"
-#include "feed/FeedDelivery.h"
 #include "hostStrings.h"
 #include "simulator/Positioning.h"
 
@@ -451,8 +451,8 @@ protected:
     }
 
     Simulation simulation{shuttle(), 1};
-    feed::FeedDelivery delivery{store};
-    Simulation::Emit deliver = [this](const feed::FeedRecord& record) { delivery.deliver(record); };
+    FedStore fed{store};
+    Simulation::Emit deliver = [this](const feed::FeedRecord& record) { fed.accept(record); };
 };
 
 }  // namespace
