@@ -74,8 +74,8 @@ Intake::Verdict Intake::judgeUpdate(const FeedRecord& record) const {
     }
     if (record.id == 0) return ignored(subjectOf(*type, 0) + ": a record with id 0 is ignored");
     if (elements() < _options.maxElements || knows(*type, record.id)) return {};
-    return {Outcome::REFUSED, subjectOf(*type, record.id) + " is new, and " + std::to_string(_options.maxElements) +
-                                  " elements are the most"};
+    return {Outcome::REFUSED, "id " + std::to_string(record.id) + " is new, and " +
+                                  std::to_string(_options.maxElements) + " elements are the most"};
 }
 
 Intake::Verdict Intake::judgeDeletion(const FeedRecord& record) const {

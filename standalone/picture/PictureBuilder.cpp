@@ -62,7 +62,9 @@ void PictureBuilder::accept(const platform::EventQueue::Item& item) {
         [this, &item](const auto& record) {
             using Record = std::decay_t<decltype(record)>;
             if constexpr (!std::is_same_v<Record, std::monostate>) {
-                item.code == records::TraitsOf<Record>::kDeleted ? remove<Record>(item.id) : put(record);
+                using Traits = records::TraitsOf<Record>;
+                if (item.code == Traits::kUpdated) put(record);
+                if (item.code == Traits::kDeleted) remove<Record>(item.id);
             }
         },
         item.record);

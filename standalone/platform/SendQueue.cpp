@@ -45,16 +45,16 @@ void SendQueue::add(SendOperation operation) {
 
 void SendQueue::handOver() {
     while (true) {
-        SendOperation operation;
-        Sink sink;
-        {
-            const base::MutexLock lock(_mutex);
-            _handingOver = !_waiting.empty();
-            if (!_handingOver) return;
-            operation = _waiting.front();
-            sink = _sink;
-        }
         try {
+            SendOperation operation;
+            Sink sink;
+            {
+                const base::MutexLock lock(_mutex);
+                _handingOver = !_waiting.empty();
+                if (!_handingOver) return;
+                operation = _waiting.front();
+                sink = _sink;
+            }
             sink(operation);
         } catch (...) {
             const base::MutexLock lock(_mutex);

@@ -127,7 +127,8 @@ private:
                         break;
                     case feed::FeedReader::Next::RECORD:
                         if (!deliver(reader)) return false;
-                        showProgress(reader);
+                        _bytesDelivered = _bytesBefore + reader.consumed();
+                        showProgress();
                         break;
                 }
             }
@@ -144,7 +145,7 @@ private:
             return skip(reader.place() + ": " + _intake.judge(_record).reason);
         }
         if (_record.kind == feed::FeedRecord::SNAPSHOT_BEGIN) _snapshotBegin = reader.place();
-        _pace.waitFor(_record.at, [&] { showProgress(reader); });
+        _pace.waitFor(_record.at, [this] { showProgress(); });
         if (base::Interrupt::requested() != 0) return true;
 
         if (_trace != nullptr) _trace->beginRecord(reader.place(), _record.at);
@@ -175,8 +176,8 @@ private:
         return _options.keepGoing;
     }
 
-    void showProgress(const feed::FeedReader& reader) {
-        if (_bar.isDue()) _bar.show(_records, _bytesBefore + reader.consumed());
+    void showProgress() {
+        if (_bar.isDue()) _bar.show(_records, _bytesDelivered);
     }
 
     void fault(const std::string& what) {
@@ -196,7 +197,8 @@ private:
     std::string _snapshotBegin;
     std::uint64_t _records = 0;
     std::uint64_t _skippedLines = 0;
-    std::uint64_t _bytesBefore = 0;  // of the files before this one
+    std::uint64_t _bytesBefore = 0;     // of the files before this one
+    std::uint64_t _bytesDelivered = 0;  // those of this one included, without a record that is not due yet
     std::map<int, std::uint64_t> _told;
     std::map<int, std::uint64_t> _events;
 };

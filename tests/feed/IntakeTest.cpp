@@ -302,7 +302,7 @@ TEST_F(IntakeTest, RefusesNewElementsBeyondTheLimitAlone) {
     for (int id = 1; id <= 5; ++id) EXPECT_EQ(outcomeOf(2 + id % 3, id), Outcome::DELIVERED);
     EXPECT_EQ(small.elements(), 5U);
     EXPECT_EQ(outcomeOf(2, 6), Outcome::REFUSED);
-    EXPECT_EQ(small.judge(record).reason, "line 6 is new, and 5 elements are the most");
+    EXPECT_EQ(small.judge(record).reason, "id 6 is new, and 5 elements are the most");
     EXPECT_EQ(small.elements(), 5U);
 
     EXPECT_EQ(outcomeOf(2, 3), Outcome::DELIVERED) << "what is known may change";

@@ -7,14 +7,14 @@
 #include <fstream>
 #include <set>
 
-#include "FeedFiles.h"
 #include "FedStore.h"
+#include "FeedFiles.h"
 #include "SignallingSupport.h"
 #include "feed/FeedReader.h"
-#include "feed/StopTables.h"
 #include "platform/EventQueue.h"
 #include "platform/HostLog.h"
 #include "platform/SendQueue.h"
+#include "records/Members.h"
 #include "records/TableDump.h"
 #include "signalling/FileLink.h"
 
@@ -82,7 +82,7 @@ TEST_F(FeedingThreadTest, ARecordIsPublishedWhenTheFeedPauses) {
     start();
     give(updateOf(2, 7, {"North", "N"}));
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().find(7) != nullptr; }));
-    EXPECT_EQ((*published.current()->lines.find(7))->record.getName(), "North");
+    EXPECT_EQ((*published.current()->table<Line>().find(7))->record.getName(), "North");
     give(updateOf(9, 90, {"80", "70", "21600"}));
     EXPECT_TRUE(
         shows([](const picture::Picture& picture) { return picture.table<ServiceStop>().find(90) != nullptr; }));
@@ -146,7 +146,7 @@ TEST_F(FeedingThreadTest, WhatIsRefusedReachesNeitherStoreNorPicture) {
                (*picture.table<ServiceStop>().find(1))->record.getServiceId() == 81;
     }));
     EXPECT_TRUE(store.getLines().empty());
-    EXPECT_TRUE(published.current()->lines.empty());
+    EXPECT_TRUE(published.current()->table<Line>().empty());
     EXPECT_EQ(feeding->figures().elements, 1U);
     EXPECT_NE(folder.read("log").find("service stop 2 was refused: id 2 is new"), std::string::npos);
 }
@@ -175,7 +175,7 @@ TEST_F(FeedingThreadTest, NobodySeesHalfASnapshot) {
     for (const PicturePointer& picture : publications) sizes.insert(picture->table<Line>().size());
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{2}}) sizes.erase(size);
     EXPECT_EQ(sizes, (std::set<std::size_t>{3, 10})) << "what came before it is seen, then all of it";
-    EXPECT_EQ(publications.back()->lines.find(1), nullptr);
+    EXPECT_EQ(publications.back()->table<Line>().find(1), nullptr);
 }
 
 TEST_F(FeedingThreadTest, TheFirstSnapshotMakesReadyAtItsEnd) {
@@ -247,7 +247,7 @@ TEST_F(FeedingThreadTest, AFallenLinkMeansThatTheServerIsOfflineAndTheBoardsStay
     EXPECT_FALSE(published.current()->feed.serverOnline);
     EXPECT_EQ(published.current()->feed.linkDetail, "somebody cut the cable");
     EXPECT_TRUE(published.current()->feed.ready);
-    EXPECT_EQ(published.current()->lines.size(), 1U);
+    EXPECT_EQ(published.current()->table<Line>().size(), 1U);
     EXPECT_NE(folder.read("log").find("[info] signalling link scripted: down: somebody cut the cable\n"),
               std::string::npos);
 
@@ -350,8 +350,9 @@ std::multiset<std::string> contentsOf(PassengerInformationServer& of, const std:
 std::multiset<std::string> contentsOf(const picture::Picture& picture) {
     std::multiset<std::string> lines;
     records::forEachTable([&](auto of) {
-        picture.table<typename decltype(of)::Record>().forEach(
-            [&](int, const auto& row) { lines.insert(records::dumpLine(row->record)); });
+        using Record = typename decltype(of)::Record;
+        if (std::is_same_v<Record, ServiceStop>) return;  // joined at another moment than in the store
+        picture.table<Record>().forEach([&](int, const auto& row) { lines.insert(records::dumpLine(row->record)); });
     });
     return lines;
 }
@@ -366,23 +367,24 @@ TEST_F(FeedingThreadTest, ThePictureOfAMorningEqualsTheStore) {
 
     PassengerInformationServer replayed;
     FedStore fed(replayed);
-    feed::StopTables stops;
     feed::FeedReader reader(sample);
-    std::size_t records = 0;
-    for (feed::FeedRecord record; reader.next(record) == feed::FeedReader::Next::RECORD; ++records) {
-        fed.accept(record);
-        if (record.kind == feed::FeedRecord::UPDATE) stops.update(record);
-        if (record.kind == feed::FeedRecord::DELETION) stops.remove(record.type, record.id);
-    }
+    std::size_t read = 0;
+    for (feed::FeedRecord record; reader.next(record) == feed::FeedReader::Next::RECORD; ++read) fed.accept(record);
     EXPECT_EQ(contentsOf(store, {}), contentsOf(replayed, {}));
-    EXPECT_EQ(contentsOf(*picture), contentsOf(replayed, stops.serviceStops()));
+    EXPECT_EQ(contentsOf(*picture), contentsOf(replayed, {}));
+    EXPECT_EQ(picture->table<ServiceStop>().size(), fed.stops.serviceStops().size());
+    for (const ServiceStop& stop : fed.stops.serviceStops()) {
+        const auto* shown = picture->record<ServiceStop>(stop.getId());
+        ASSERT_NE(shown, nullptr) << stop.getId();
+        EXPECT_TRUE(records::sameRecord(*shown, stop, records::Extent::ITS_OWN)) << records::dumpLine(stop);
+    }
     EXPECT_EQ(feeding->figures().elements, fed.intake.elements());
 
     std::size_t counted = 0;
     for (const feed::TypeCounts& type : feeding->counts()) counted += type.of(feed::Outcome::DELIVERED).count;
-    EXPECT_EQ(counted, records) << "every record of the sample is delivered";
+    EXPECT_EQ(counted, read) << "every record of the sample is delivered";
     EXPECT_GT(feeding->figures().secondsInStore, 0);
-    EXPECT_LT(feeding->figures().publications, records);
+    EXPECT_LT(feeding->figures().publications, read);
 }
 
 TEST_F(FeedingThreadTest, StopsInTheMiddleOfAFlood) {
