@@ -138,12 +138,14 @@ ends_with 1
 says_last "0 passed, 1 failed"
 complains "no compiler"
 
-echo "Another preset is configured afresh, again and again until that succeeds"
+echo "What is described in another way is configured afresh, again and again until that succeeds"
+cp "$checkout/CMakePresets.json" "$work/presets"
 echo >>"$checkout/CMakePresets.json"
 FAKE="no configure" called "$checkout/run"
 ends_with 2
 calls "$kConfigure"
 complains "no configuration"
+cp "$work/presets" "$checkout/CMakePresets.json"
 called "$checkout/run"
 calls "$kConfigure" "$kBuild"
 echo >>"$checkout/CMakeLists.txt"
