@@ -3,9 +3,11 @@
 # benchmarks/serve.md. Exit status 1 where a goal was missed.
 #   scripts/bench-serve.sh
 set -eu
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+here=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 # shellcheck source=scripts/packages.sh
 . "$here/scripts/packages.sh"
+# shellcheck source=scripts/building.sh
+. "$here/scripts/building.sh"
 # shellcheck source=scripts/measuring.sh
 . "$here/scripts/measuring.sh"
 
@@ -18,10 +20,7 @@ kSeconds=5
 
 require_packages "${kRunPackages[@]}" "${kBenchPackages[@]}"
 cd "$here"
-mkdir -p build
-echo "Building bench" >&2
-quietly build/bench.log cmake --preset bench
-quietly build/bench.log cmake --build --preset bench --target pis bench-readers bench-picture bench-serve-report
+build_preset bench --target pis bench-readers bench-picture bench-serve-report || exit 2
 
 pis=build/bench/standalone/pis
 results=build/bench/serve-results

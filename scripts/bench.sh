@@ -4,9 +4,11 @@
 #   scripts/bench.sh [FEED...]
 #   scripts/bench.sh serve       the service instead: benchmarks/serve.md
 set -eu
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+here=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 # shellcheck source=scripts/packages.sh
 . "$here/scripts/packages.sh"
+# shellcheck source=scripts/building.sh
+. "$here/scripts/building.sh"
 # shellcheck source=scripts/measuring.sh
 . "$here/scripts/measuring.sh"
 if [ "${1:-}" = serve ]; then exec "$here/scripts/bench-serve.sh"; fi
@@ -33,13 +35,7 @@ else
 fi
 require_packages "${packages[@]}"
 cd "$here"
-mkdir -p build
-
-for preset in "${presets[@]}"; do
-    echo "Building $preset" >&2
-    quietly "build/$preset.log" cmake --preset "$preset"
-    quietly "build/$preset.log" cmake --build --preset "$preset"
-done
+for preset in "${presets[@]}"; do build_preset "$preset" || exit 2; done
 
 # text_of ARCHIVE: bytes of text in a library.
 text_of() {

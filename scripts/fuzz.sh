@@ -4,10 +4,12 @@
 #   scripts/fuzz.sh handlers 600    for ten minutes
 # An input that finds something is shown at the end; once mended, it belongs into fuzz/corpus/NAME.
 set -eu
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+here=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 cd "$here"
 # shellcheck source=scripts/packages.sh
 . scripts/packages.sh
+# shellcheck source=scripts/building.sh
+. scripts/building.sh
 
 name=${1:-}
 limit=${2:-0}
@@ -17,14 +19,7 @@ if [ $# -lt 1 ] || [ $# -gt 2 ] || [ ! -d "fuzz/corpus/$name" ] || [[ ! $limit =
 fi
 require_packages "${kRunPackages[@]}" clang-14 googletest libclang-rt-14-dev
 
-# Where nothing changed this is over in a moment; what goes wrong is shown whole.
-log=build/fuzz.log
-mkdir -p build
-if [ ! -f build/fuzz/build.ninja ]; then
-    cmake --preset fuzz >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
-fi
-echo "Building fuzz_$name" >&2
-cmake --build build/fuzz --target "fuzz_$name" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
+build_preset fuzz --target "fuzz_$name" || exit 2
 
 gathered=build/fuzz-corpus/$name
 findings=build/fuzz-findings/$name

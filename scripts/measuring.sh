@@ -1,13 +1,6 @@
 # shellcheck shell=bash
 # Sourced by the scripts that measure: what they say about the run.
 
-# quietly LOG COMMAND...: shows what a command said where it fails.
-quietly() {
-    local log=$1
-    shift
-    "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
-}
-
 # fact NAME TEXT: a line for the report.
 fact() { printf 'fact\t%s\t%s\n' "$1" "$2"; }
 

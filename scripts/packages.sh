@@ -33,13 +33,11 @@ require_packages() {
         exit 2
     fi
 
-    local missing=() name
+    local missing=() name present
+    # shellcheck disable=SC2016  # the format is dpkg-query's own
+    present=$(dpkg-query -W -f='${Package} ${Status}\n' "$@" 2>/dev/null || true)
     for name in "$@"; do
-        # shellcheck disable=SC2016  # the format is dpkg-query's own
-        case "$(dpkg-query -W -f='${Status}' "$name" 2>/dev/null)" in
-            "install ok installed") ;;
-            *) missing+=("$name") ;;
-        esac
+        if [[ $'\n'$present$'\n' != *$'\n'"$name install ok installed"$'\n'* ]]; then missing+=("$name"); fi
     done
     if [ ${#missing[@]} -eq 0 ]; then return; fi
 

@@ -68,7 +68,7 @@ std::size_t ByteReader::read(char* to, std::size_t room) {
     if (_left == 0 && !fill()) return 0;
 
     const std::size_t count = std::min(room, _left);
-    std::memcpy(to, &_input[_next], count);
+    std::memcpy(to, _input.data() + _next, count);
     _next += count;
     _left -= count;
     return count;
@@ -94,10 +94,10 @@ bool ByteReader::waitForBytes() {
 /// Reads more of the file behind the bytes that are left. False at its end, on an interrupt and on
 /// failure.
 bool ByteReader::fill() {
-    std::memmove(_input.data(), &_input[_next], _left);
+    std::memmove(_input.data(), _input.data() + _next, _left);
     _next = 0;
     while (waitForBytes()) {
-        const ssize_t got = ::read(_descriptor, &_input[_left], _input.size() - _left);
+        const ssize_t got = ::read(_descriptor, _input.data() + _left, _input.size() - _left);
         if (got > 0) {
             _left += static_cast<std::size_t>(got);
             _taken += static_cast<std::uint64_t>(got);
@@ -140,7 +140,7 @@ std::size_t ByteReader::inflateInto(char* to, std::size_t room) {
             inflateReset(&stream);
             _inflater->betweenMembers = false;
         }
-        stream.next_in = reinterpret_cast<Bytef*>(&_input[_next]);
+        stream.next_in = reinterpret_cast<Bytef*>(_input.data() + _next);
         stream.avail_in = static_cast<uInt>(_left);
         const int code = inflate(&stream, Z_NO_FLUSH);
         _next += _left - stream.avail_in;
