@@ -32,10 +32,10 @@ void timeLockHolds(bool on) {
     held = {};
 }
 
-double takeLockHeldTime() {
-    const auto taken = std::chrono::duration<double, std::nano>(held).count();
+double popLockHeldTime() {
+    const auto nanoseconds = std::chrono::duration<double, std::nano>(held).count();
     held = {};
-    return taken;
+    return nanoseconds;
 }
 
 int qxLocalMutex::init() {

@@ -22,7 +22,7 @@ extern HostCounters hostCounters;
 void timeLockHolds(bool on);
 
 /// Nanoseconds for which locks were held since the last call.
-double takeLockHeldTime();
+double popLockHeldTime();
 
 /// Takes every record by value, as observers do, and counts it.
 class CountingObserver : public PassengerInformationObserver {

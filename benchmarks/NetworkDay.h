@@ -10,6 +10,6 @@
 /// are shifted past those of the copy before, and so is every field that refers to elements, by id or by
 /// list; 0 for none stays 0. What concerns no table (server status, snapshot marks, deletion of all
 /// elements) comes once.
-std::vector<FeedRecord> multiplied(const std::vector<FeedRecord>& day, int copies);
+std::vector<pis::feed::FeedRecord> multiplied(const std::vector<pis::feed::FeedRecord>& day, int copies);
 
 #endif

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "Arguments.h"
 #include "Measure.h"
-#include "picture/PictureBuilder.h"
+#include "Results.h"
 #include "SignallingCodes.h"
+#include "picture/PictureBuilder.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ public:
     void changeSomePlatform() { changePlatform(next(kPlatforms)); }
     void publish() { _builder.publish(); }
 
-    std::size_t size() const { return _published.current()->size(Table::SERVICE_STOPS); }
+    std::size_t size() const { return _published.current()->size(pis::records::Table::SERVICE_STOPS); }
 
 private:
     /// Ids far apart from one another.
@@ -87,12 +87,12 @@ private:
     int _serviceStops;
     int _changes = 0;
     int _last = 0;
-    FieldTexts _fields;
-    PublishedPicture _published;
-    PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
+    pis::feed::FieldTexts _fields;
+    pis::picture::PublishedPicture _published;
+    pis::picture::PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
 };
 
-bool measureAll() {
+void measureAll() {
     std::vector<std::unique_ptr<PictureOfSize>> pictures;
     std::vector<Body> bodies;
     for (const int size : kSizes) {
@@ -120,7 +120,7 @@ bool measureAll() {
         std::printf("| %d | %.1f µs | %.1f µs | %.0f µs |\n", kSizes[i], times[3 * i] / 1e3, times[3 * i + 1] / 1e3,
                     times[3 * i + 2] / 1e3);
     }
-    return std::fflush(stdout) == 0;
+    if (std::fflush(stdout) != 0) throw std::runtime_error("the table cannot be written");
 }
 
 }  // namespace

@@ -6,9 +6,11 @@
 #include <memory>
 #include <stdexcept>
 
-#include "DayYardsticks.h"
+#include "Day.h"
 #include "feed/ElementTypes.h"
 #include "feed/HostFieldList.h"
+
+using namespace pis::feed;
 
 namespace {
 

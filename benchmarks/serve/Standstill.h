@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Latencies.h"
-#include "Readers.h"
+#include "Crowd.h"
 #include "ServiceProcess.h"
 #include "Socket.h"
 

@@ -1,6 +1,6 @@
 // The bytes of an HTTP answer come in as they arrive, Server-Sent Events go out. Each reader has one.
-#ifndef BENCHMARKS_SERVE_EVENTSTREAM_H
-#define BENCHMARKS_SERVE_EVENTSTREAM_H
+#ifndef BENCHMARKS_SERVE_CHANGESPARSER_H
+#define BENCHMARKS_SERVE_CHANGESPARSER_H
 
 #include <cstddef>
 #include <string>
@@ -15,7 +15,7 @@ struct StreamEvent {
 
 /// Takes a chunked answer apart. Knows as much of the wire as the service uses: one data line an event,
 /// comments, line ends in one character.
-class EventStream {
+class ChangesParser {
 public:
     /// Takes the next bytes. @throws std::runtime_error where the answer is not 200 and chunked, or not
     /// framed as it should be.

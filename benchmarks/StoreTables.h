@@ -1,6 +1,6 @@
-// The store's tables by element type code, and what a scene does to them by hand.
-#ifndef BENCHMARKS_TABLES_H
-#define BENCHMARKS_TABLES_H
+// The store's tables by element type code, and what is done to them by hand.
+#ifndef BENCHMARKS_STORETABLES_H
+#define BENCHMARKS_STORETABLES_H
 
 #include <cstdlib>
 
@@ -28,6 +28,18 @@ decltype(auto) withTable(int type, Visitor&& visit) {
 template <typename Visitor>
 void withEveryTable(Visitor&& visit) {
     for (int type = SignallingCodes::LINE; type <= SignallingCodes::SERVICE_STOP; ++type) withTable(type, visit);
+}
+
+/// The bare loop over all ids with the bare erase.
+template <typename Table>
+void eraseBare(Table& table, int id) {
+    for (auto record = table.begin(); record != table.end();) {
+        if (record->getId() == id) {
+            record = table.erase(record);
+        } else {
+            ++record;
+        }
+    }
 }
 
 #endif

@@ -1,7 +1,7 @@
 // Readers of the service's changes, thousands of them on one thread: bytes come in, each reader's state and the
 // times from record to reader come out.
-#ifndef BENCHMARKS_SERVE_READERS_H
-#define BENCHMARKS_SERVE_READERS_H
+#ifndef BENCHMARKS_SERVE_CROWD_H
+#define BENCHMARKS_SERVE_CROWD_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "EventStream.h"
+#include "ChangesParser.h"
 #include "Latencies.h"
 #include "RowPool.h"
 #include "SignallingSide.h"
@@ -19,7 +19,7 @@
 std::string changesRequest();
 
 /// [Threading] For one thread.
-class Readers {
+class Crowd {
 public:
     /// What came in, for all readers together.
     struct Traffic {
@@ -28,8 +28,8 @@ public:
         std::uint64_t resets = 0;
     };
 
-    Readers(const SignallingSide& side, unsigned short port);
-    ~Readers();
+    Crowd(const SignallingSide& side, unsigned short port);
+    ~Crowd();
 
     /// Opens readers one after the other, so many a second, and serves those that are there meanwhile.
     void open(std::size_t count, double perSecond);
@@ -61,15 +61,15 @@ public:
 
     RowPool& rows() { return _rows; }
 
-    Readers(const Readers&) = delete;
-    Readers& operator=(const Readers&) = delete;
+    Crowd(const Crowd&) = delete;
+    Crowd& operator=(const Crowd&) = delete;
 
 private:
     struct Reader {
         explicit Reader(Socket connected) : socket(std::move(connected)) {}
 
         Socket socket;
-        EventStream stream;
+        ChangesParser stream;
         ReaderState rows;
         std::string revision;
         std::uint32_t mark = 0;  // the latest that it knows

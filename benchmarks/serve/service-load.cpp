@@ -11,7 +11,7 @@
 
 #include "Arguments.h"
 #include "Latencies.h"
-#include "Readers.h"
+#include "Crowd.h"
 #include "Results.h"
 #include "ServiceProcess.h"
 #include "SignallingSide.h"
@@ -163,7 +163,7 @@ private:
         const double ownCpu = ownCpuSeconds();
         const std::uint64_t records = _side.records();
         const std::uint32_t marks = _side.marks();
-        const Readers::Traffic traffic = _readers.traffic();
+        const Crowd::Traffic traffic = _readers.traffic();
 
         phase(latencies);
 
@@ -220,7 +220,7 @@ private:
     Results _results;
     SignallingSide _side;
     ServiceProcess _service;
-    Readers _readers;
+    Crowd _readers;
 };
 
 }  // namespace
