@@ -21,7 +21,7 @@ cd "$here"
 mkdir -p build
 echo "Building bench" >&2
 quietly build/bench.log cmake --preset bench
-quietly build/bench.log cmake --build --preset bench --target pis bench-readers bench-picture bench-serve-report
+quietly build/bench.log cmake --build --preset bench --target pis bench-readers bench-picture
 
 pis=build/bench/standalone/pis
 results=build/bench/serve-results
@@ -91,7 +91,9 @@ build/bench/benchmarks/bench-picture >"$results/picture.md"
 fact "time taken" "$SECONDS s" >>"$results/facts.tsv"
 cat "$results"/*.tsv >"$results/all"
 status=0
-build/bench/benchmarks/bench-serve-report benchmarks/serve.md "$results/all" "$results/picture.md" || status=$?
+awk -f benchmarks/tables.awk -f benchmarks/serve/report.awk "$results/all" >"$results/tables.md" || status=$?
 if [ "$status" -eq 2 ]; then exit 2; fi
+{ cat "$results/picture.md"; echo; } >>"$results/tables.md"
+rewrite_tables benchmarks/serve.md "$results/tables.md"
 echo "The tables of benchmarks/serve.md are new."
 exit "$status"

@@ -28,11 +28,11 @@ StreamEvent eventOf(std::string_view text) {
 
 }  // namespace
 
-void ChangesParser::take(std::string_view bytes) {
+void ChangesParser::accept(std::string_view bytes) {
     forgetWhatWasRead();
     while (!bytes.empty() && _state != ENDED) {
         if (_state != DATA) {
-            if (takeLine(bytes)) takeWholeLine();
+            if (completeLine(bytes)) readLine();
             continue;
         }
         const std::size_t count = std::min(_left, bytes.size());
@@ -55,7 +55,7 @@ bool ChangesParser::next(StreamEvent& event) {
 }
 
 /// True when a line is whole, without its end.
-bool ChangesParser::takeLine(std::string_view& bytes) {
+bool ChangesParser::completeLine(std::string_view& bytes) {
     const std::size_t end = bytes.find('\n');
     _line.append(bytes.substr(0, end));
     bytes.remove_prefix(end == std::string_view::npos ? bytes.size() : end + 1);
@@ -64,7 +64,7 @@ bool ChangesParser::takeLine(std::string_view& bytes) {
     return true;
 }
 
-void ChangesParser::takeWholeLine() {
+void ChangesParser::readLine() {
     const std::string line = std::move(_line);
     _line.clear();
     if (_state == STATUS) {

@@ -17,11 +17,11 @@ struct StreamEvent {
 /// comments, line ends in one character.
 class ChangesParser {
 public:
-    /// Takes the next bytes. @throws std::runtime_error where the answer is not 200 and chunked, or not
+    /// Accepts the next bytes. @throws std::runtime_error where the answer is not 200 and chunked, or not
     /// framed as it should be.
-    void take(std::string_view bytes);
+    void accept(std::string_view bytes);
 
-    /// The next whole event among what was taken; false when the rest is still to come.
+    /// The next whole event among what was accepted; false when the rest is still to come.
     bool next(StreamEvent& event);
 
     /// Whether the last chunk has come.
@@ -30,8 +30,8 @@ public:
 private:
     enum State { STATUS, HEADERS, SIZE, DATA, AFTER_DATA, ENDED };
 
-    bool takeLine(std::string_view& bytes);
-    void takeWholeLine();
+    bool completeLine(std::string_view& bytes);
+    void readLine();
     void forgetWhatWasRead();
 
     State _state = STATUS;

@@ -50,7 +50,7 @@ void Crowd::open(std::size_t count, double perSecond) {
 }
 
 void Crowd::runUntil(Clock::time_point end, Latencies* latencies) {
-    for (Clock::time_point now = Clock::now(); now < end; now = Clock::now()) takeWhatComes(end - now, latencies);
+    for (Clock::time_point now = Clock::now(); now < end; now = Clock::now()) receiveWhatComes(end - now, latencies);
 }
 
 bool Crowd::runUntil(const std::function<bool()>& isSo, std::chrono::seconds limit, Latencies* latencies) {
@@ -97,7 +97,7 @@ std::string Crowd::firstDifference(const ReaderState& expected) const {
 
 // --- What comes ---------------------------------------------------------------------------------
 
-void Crowd::takeWhatComes(Clock::duration wait, Latencies* latencies) {
+void Crowd::receiveWhatComes(Clock::duration wait, Latencies* latencies) {
     std::array<epoll_event, 256> ready{};
     const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
     const int count = epoll_wait(_poll.descriptor(), ready.data(), static_cast<int>(ready.size()),
@@ -113,12 +113,12 @@ void Crowd::receive(Reader& reader, Latencies* latencies) {
     if (count <= 0) return reader.socket.close();
     const Clock::time_point now = Clock::now();
     _traffic.bytes += static_cast<std::uint64_t>(count);
-    reader.stream.take({_buffer.data(), static_cast<std::size_t>(count)});
-    for (StreamEvent event; reader.stream.next(event);) take(reader, event, now, latencies);
+    reader.stream.accept({_buffer.data(), static_cast<std::size_t>(count)});
+    for (StreamEvent event; reader.stream.next(event);) apply(reader, event, now, latencies);
     if (reader.stream.ended()) reader.socket.close();
 }
 
-void Crowd::take(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies) {
+void Crowd::apply(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies) {
     if (event.kind.empty()) return;  // a comment
     ++_traffic.events;
     if (event.kind == "update") {

@@ -34,11 +34,11 @@ public:
     /// Opens readers one after the other, so many a second, and serves those that are there meanwhile.
     void open(std::size_t count, double perSecond);
 
-    /// Takes what comes until a moment. Into `latencies` goes, for each reader and each burst that went out,
+    /// Receives what comes until a moment. Into `latencies` goes, for each reader and each burst that went out,
     /// when the reader knew of it: at the burst's own mark or at a later one that took its place.
     void runUntil(Clock::time_point end, Latencies* latencies = nullptr);
 
-    /// Takes what comes until something is so. False when that is not so within the limit.
+    /// Receives what comes until something is so. False when that is not so within the limit.
     bool runUntil(const std::function<bool()>& isSo, std::chrono::seconds limit, Latencies* latencies = nullptr);
 
     std::size_t count() const { return _readers.size(); }
@@ -76,9 +76,9 @@ private:
         bool began = false;
     };
 
-    void takeWhatComes(Clock::duration wait, Latencies* latencies);
+    void receiveWhatComes(Clock::duration wait, Latencies* latencies);
     void receive(Reader& reader, Latencies* latencies);
-    void take(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies);
+    void apply(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies);
     void noteMark(Reader& reader, std::uint32_t mark, Clock::time_point now, Latencies* latencies);
 
     const SignallingSide& _side;

@@ -4,32 +4,21 @@
 #include <stdexcept>
 #include <utility>
 
-#include "feed/FeedReader.h"
-#include "feed/FeedWriter.h"
+#include "FeedFile.h"
 #include "RowPool.h"
+#include "SignallingCodes.h"
+#include "feed/FeedWriter.h"
+
+using namespace pis::feed;
 
 namespace {
 
 std::string markLine(std::uint32_t mark) {
-    pis::feed::FeedRecord record;
-    record.kind = pis::feed::FeedRecord::UPDATE;
-    record.type = 3;  // a vehicle
+    FeedRecord record;
+    record.type = SignallingCodes::VEHICLE;
     record.id = RowPool::kMarkVehicle;
     record.fields.append(std::string(RowPool::kMarkName) + std::to_string(mark));
-    return pis::feed::toJsonLine(record) + "\n";
-}
-
-/// @throws std::runtime_error "FILE:LINE: what" at the first line that is no record.
-std::vector<pis::feed::FeedRecord> recordsOf(const std::string& path) {
-    std::vector<pis::feed::FeedRecord> records;
-    pis::feed::FeedReader reader(path);
-    for (pis::feed::FeedRecord record;;) {
-        switch (reader.next(record)) {
-            case pis::feed::FeedReader::Next::RECORD: records.push_back(record); break;
-            case pis::feed::FeedReader::Next::END: return records;
-            default: throw std::runtime_error(reader.fault());
-        }
-    }
+    return toJsonLine(record) + "\n";
 }
 
 Clock::duration seconds(double value) {
@@ -90,13 +79,13 @@ std::string SignallingSide::failure() const {
 /// Cuts a feed into the state that it begins with and the bursts behind it.
 void SignallingSide::divideFeed(const std::string& path) {
     bool inState = true;
-    for (const pis::feed::FeedRecord& record : recordsOf(path)) {
+    for (const FeedRecord& record : recordsIn(path)) {
         const double at = record.at.value_or(_day.empty() ? 0 : _day.back().at);
         if (!inState && (_day.empty() || _day.back().at != at)) _day.push_back({at, {}, 0});
         Burst& burst = inState ? _wholeState : _day.back();
-        burst.lines += pis::feed::toJsonLine(record) + "\n";
+        burst.lines += toJsonLine(record) + "\n";
         ++burst.records;
-        if (record.kind == pis::feed::FeedRecord::SNAPSHOT_END) inState = false;
+        if (record.kind == FeedRecord::SNAPSHOT_END) inState = false;
     }
     if (_day.empty()) throw std::runtime_error(path + ": must be a whole state and a day behind it");
 }

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "Latencies.h"
 #include "Crowd.h"
+#include "Latencies.h"
 #include "ServiceProcess.h"
 #include "Socket.h"
 

@@ -9,9 +9,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "Arguments.h"
-#include "Latencies.h"
 #include "Crowd.h"
+#include "Latencies.h"
 #include "Results.h"
 #include "ServiceProcess.h"
 #include "SignallingSide.h"
@@ -103,21 +102,19 @@ public:
           _service(call.pis, serviceArguments(_side, call.readers), call.output + ".log"),
           _readers(_side, _service.port()) {}
 
-    bool run() {
+    void run() {
         begin();
         openReaders();
         _side.play();
-        measure("the sample", [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); });
+        const auto phase = [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); };
+        measure("the sample", phase);
         measureWithStandstill();
-        measure("after those were closed",
-                [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); });
+        measure("after those were closed", phase);
         _side.play(kBeat);
-        measure("the sample and a vehicle every 20 ms",
-                [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); });
+        measure("the sample and a vehicle every 20 ms", phase);
         _side.hold();
         compare();
         end();
-        return _results.good();
     }
 
 private:
@@ -169,9 +166,11 @@ private:
 
         const double took = std::chrono::duration<double>(Clock::now() - began).count();
         if (const std::string failure = _side.failure(); !failure.empty()) throw std::runtime_error(failure);
-        _results.write("latency", name, _readers.count(), _side.marks() - marks, latencies.count(),
-                       latencies.percentile(0.5), latencies.percentile(0.9), latencies.percentile(0.99),
-                       latencies.percentile(1));
+        if (latencies.count() > 0) {
+            _results.write("latency", name, _readers.count(), _side.marks() - marks, latencies.count(),
+                           latencies.percentile(0.5), latencies.percentile(0.9), latencies.percentile(0.99),
+                           latencies.percentile(1));
+        }
         _results.write("load", name, took, static_cast<double>(_side.records() - records) / took,
                        static_cast<double>(_readers.traffic().events - traffic.events) / took,
                        static_cast<double>(_readers.traffic().bytes - traffic.bytes) / took,
@@ -229,6 +228,6 @@ int main(int argc, char** argv) {
     return runProgram(argv[0], [&] {
         const Call call = callOf(argc, argv);
         provideDescriptors(call.readers);
-        return Measurement(call).run();
+        Measurement(call).run();
     });
 }
