@@ -37,10 +37,10 @@ function shortly(number) {
 }
 
 # "text", "grouped", "shortly" or a number of digits behind the point.
-function written(value, how) {
-    if (how == "text") return value
-    if (how == "grouped") return grouped(value)
-    return how == "shortly" ? shortly(value) : sprintf("%.*f", how, value)
+function written(figure, how) {
+    if (how == "text") return figure
+    if (how == "grouped") return grouped(figure)
+    return how == "shortly" ? shortly(figure) : sprintf("%.*f", how, figure)
 }
 
 function title(text) { printf "\n## %s\n\n", text }
