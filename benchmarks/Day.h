@@ -17,6 +17,13 @@ struct Day {
 /// The sample day's records, snapshots included.
 std::vector<pis::feed::FeedRecord> harbourRecords();
 
+/// A network's day out of a small railway's, the railway several times side by side.
+/// Every record once for each copy of the railway, in the order of the day. The ids of a copy's elements
+/// are shifted past those of the copy before, and so is every field that refers to elements, by id or by
+/// list; 0 for none stays 0. What concerns no table (server status, snapshot marks, deletion of all
+/// elements) comes once.
+std::vector<pis::feed::FeedRecord> multiplied(const std::vector<pis::feed::FeedRecord>& day, int copies);
+
 /// A day without snapshots: at the end of each stand the deletions that it led to.
 Day dayOf(std::string name, const std::vector<pis::feed::FeedRecord>& records);
 

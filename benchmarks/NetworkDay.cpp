@@ -1,4 +1,4 @@
-#include "NetworkDay.h"
+#include "Day.h"
 
 #include <algorithm>
 #include <optional>

@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "BenchHost.h"
-#include "ByHand.h"
 #include "Day.h"
 #include "StoreTables.h"
 
@@ -88,7 +87,7 @@ Scene handlerScene(Change change, int type, std::size_t size, Texts texts, std::
                 if (hasTable(type) && type != TRIP) {
                     const auto byHand = [updates] {
                         const PreparedUpdate& update = updates->next();
-                        if (!takeUnchangedByHand(update.type(), update.id(), update.list())) std::abort();
+                        if (!acceptUnchangedByHand(update.type(), update.id(), update.list())) std::abort();
                     };
                     bodies.push_back({"by-hand/" + name, byHand});
                 }

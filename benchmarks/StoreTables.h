@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "KEBlist.h"
 #include "SignallingCodes.h"
 #include "StoreAccess.h"
 
@@ -41,5 +42,14 @@ void eraseBare(Table& table, int id) {
         }
     }
 }
+
+/// The yardstick of an unchanged record: what it takes at least, written out by hand for each type.
+/// An update that changes nothing, as a loop written for the one type would: the record built
+/// from its id, the store's lock, a bare loop over the ids of the store's table, each field's text
+/// compared with the stored member, one event call where the type has one. A service and a service
+/// stop add the gap in the lock and under it a bare loop over the trips or trip stops, which ends at
+/// the match that counts, the last.
+/// @return whether nothing differed. For every type with a table, but trips.
+bool acceptUnchangedByHand(int type, int id, const KEBlist& list);
 
 #endif

@@ -10,7 +10,6 @@
 
 #include "Day.h"
 #include "Measure.h"
-#include "NetworkDay.h"
 #include "Results.h"
 #include "feed/FeedWriter.h"
 

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <memory>
 
-#include "NetworkDay.h"
 #include "Results.h"
 #include "Scenes.h"
 #include "StoreAccess.h"
