@@ -1,5 +1,6 @@
 #include "SignallingSide.h"
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <utility>
@@ -96,37 +97,29 @@ void SignallingSide::run() {
     _service = _listener.accept();
     send(_wholeState);
     std::size_t next = 0;
+    std::unique_lock<std::mutex> lock(_mutex);
     while (true) {
-        const auto [wish, beat, asked] = awaitWish();
-        if (wish == ENDING) return;
+        _changed.wait(lock, [this] { return _wish != HOLDING; });
+        if (_wish == ENDING) return;
+        const std::uint32_t asked = _asked;
+        const std::chrono::milliseconds beat = _beat;
         const Clock::time_point began = Clock::now();
         const double from = _day.at(next).at;
         Clock::time_point nextBeat = beat.count() > 0 ? began + beat : Clock::time_point::max();
-        while (next < _day.size()) {
+        while (true) {
             const Clock::time_point due = began + seconds((_day[next].at - from) / _speed);
-            if (!waitFor(std::min(due, nextBeat), asked)) break;
+            if (_changed.wait_until(lock, std::min(due, nextBeat), [&] { return _asked != asked; })) break;
+            lock.unlock();
             if (due <= nextBeat) {
                 send(_day[next++]);
             } else {
                 send({});
                 nextBeat += beat;
             }
+            if (next == _day.size()) throw std::runtime_error("the feed is at its end before the measurement is");
+            lock.lock();
         }
-        if (next == _day.size()) throw std::runtime_error("the feed is at its end before the measurement is");
     }
-}
-
-/// The next thing to do, other than holding still.
-SignallingSide::Asked SignallingSide::awaitWish() {
-    std::unique_lock<std::mutex> lock(_mutex);
-    _changed.wait(lock, [this] { return _wish != HOLDING; });
-    return {_wish, _beat, _asked};
-}
-
-/// False when something else is wanted before then.
-bool SignallingSide::waitFor(Clock::time_point due, std::uint32_t asked) {
-    std::unique_lock<std::mutex> lock(_mutex);
-    return !_changed.wait_until(lock, due, [&] { return _asked != asked; });
 }
 
 void SignallingSide::send(const Burst& burst) {

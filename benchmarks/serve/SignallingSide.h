@@ -57,17 +57,10 @@ private:
         std::uint64_t records = 0;
     };
     enum Wish { HOLDING, PLAYING, ENDING };
-    struct Asked {
-        Wish wish;
-        std::chrono::milliseconds beat;
-        std::uint32_t asked;
-    };
 
     void divideFeed(const std::string& path);
     void ask(Wish wish, std::chrono::milliseconds beat);
     void run();
-    Asked awaitWish();
-    bool waitFor(Clock::time_point due, std::uint32_t asked);
     void send(const Burst& burst);
 
     static constexpr std::size_t kMostMarks = 100000;

@@ -6,15 +6,18 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Crowd.h"
 #include "Latencies.h"
 #include "Results.h"
 #include "ServiceProcess.h"
 #include "SignallingSide.h"
-#include "Standstill.h"
+#include "Socket.h"
 
 namespace {
 
@@ -139,16 +142,44 @@ private:
         noteMemory("with them, the feed still");
     }
 
+    /// With readers besides that ask for the changes and never read any.
     void measureWithStandstill() {
+        constexpr int kReceiveBuffer = 4096;  // bytes
         noteMemory("with them, the sample running");
-        Standstill standstill(_service, kStandingStill);
-        bool allClosed = false;
+        std::vector<Socket> sockets;
+        for (std::size_t i = 0; i < kStandingStill; ++i) {
+            sockets.push_back(Socket::connectedTo(_service.port(), kReceiveBuffer));
+            sockets.back().send(changesRequest());
+        }
+        std::future<Standstill> closing = std::async(std::launch::async, [this] { return awaitClosing(); });
         measure("the sample and ten that never read", [&](Latencies& latencies) {
-            allClosed = _readers.runUntil([&] { return standstill.allClosed(); }, kPatience, &latencies);
+            const auto isOver = [&closing] { return closing.wait_for(seconds(0)) == std::future_status::ready; };
+            _readers.runUntil(isOver, 2 * kPatience, &latencies);
         });
-        if (!allClosed) throw std::runtime_error("readers that stand still were not closed within a minute");
+        const Standstill standstill = closing.get();
         noteMemory("with ten more that never read, when those had just been closed");
-        _results.write("standstill", kStandingStill, standstill.secondsUntilClosed(), standstill.mostResidentBytes());
+        _results.write("standstill", kStandingStill, standstill.seconds, standstill.mostResidentBytes);
+    }
+
+    /// How long those that stand still were kept, and the service's memory meanwhile.
+    struct Standstill {
+        double seconds;
+        double mostResidentBytes;
+    };
+
+    /// Waits until the service has closed them all, by its own count: they themselves read nothing and therefore
+    /// cannot see it. For a thread of its own.
+    Standstill awaitClosing() const {
+        constexpr milliseconds kLook{250};
+        const Clock::time_point opened = Clock::now();
+        double most = 0;
+        while (Clock::now() - opened < kPatience) {
+            std::this_thread::sleep_for(kLook);
+            most = std::max(most, _service.residentBytes());
+            if (_service.metric("pis_changes_stood_still_total") < static_cast<double>(kStandingStill)) continue;
+            return {std::chrono::duration<double>(Clock::now() - opened).count(), most};
+        }
+        throw std::runtime_error("readers that stand still were not closed within a minute");
     }
 
     /// Writes what a phase was like.
