@@ -38,9 +38,14 @@ public:
         _builder.publish();
     }
 
-    void changeSomeDelay() { changeDelay(next(_serviceStops)); }
-    void changeSomePlatform() { changePlatform(next(kPlatforms)); }
-    void publish() { _builder.publish(); }
+    void publishDelays(int count) {
+        for (int i = 0; i < count; ++i) changeDelay(next(_serviceStops));
+        _builder.publish();
+    }
+    void publishPlatform() {
+        changePlatform(next(kPlatforms));
+        _builder.publish();
+    }
 
     std::size_t size() const { return _published.current()->size(pis::records::Table::SERVICE_STOPS); }
 
@@ -58,8 +63,8 @@ private:
         for (int place = 0; place < kStopsOfTrip; ++place) {
             const int stopId = (id - 1) * kStopsOfTrip + place + 1;
             const std::string offset = std::to_string(120 * place);
-            takeStop(TRIP_STOP, stopId,
-                     {std::to_string(id), std::to_string(1 + (id + place) % kPlatforms), "Y", offset, offset});
+            changeStop(TRIP_STOP, stopId,
+                       {std::to_string(id), std::to_string(1 + (id + place) % kPlatforms), "Y", offset, offset});
         }
     }
 
@@ -67,7 +72,7 @@ private:
         const int service = 1 + (id - 1) / kStopsOfTrip;
         const int tripStop = 1 + (id - 1) / kServicesOfTrip;
         const std::string delay = std::to_string(++_changes);
-        takeStop(SERVICE_STOP, id, {std::to_string(service), std::to_string(tripStop), "18600", delay, delay});
+        changeStop(SERVICE_STOP, id, {std::to_string(service), std::to_string(tripStop), "18600", delay, delay});
     }
 
     void changePlatform(int id) {
@@ -78,7 +83,7 @@ private:
         _builder.take({PLATFORM_UPDATED, id, platform});
     }
 
-    void takeStop(int type, int id, const std::array<std::string, 5>& texts) {
+    void changeStop(int type, int id, const std::array<std::string, 5>& texts) {
         _fields.clear();
         for (const std::string& text : texts) _fields.append(text);
         _builder.takeStop(type, id, _fields);
@@ -99,18 +104,9 @@ void measureAll() {
         pictures.push_back(std::make_unique<PictureOfSize>(size));
         PictureOfSize* picture = pictures.back().get();
         if (picture->size() != static_cast<std::size_t>(size)) throw std::runtime_error("service stops are missing");
-        bodies.push_back({"delay", [picture] {
-                              picture->changeSomeDelay();
-                              picture->publish();
-                          }});
-        bodies.push_back({"platform", [picture] {
-                              picture->changeSomePlatform();
-                              picture->publish();
-                          }});
-        bodies.push_back({"many", [picture] {
-                              for (int i = 0; i < kMany; ++i) picture->changeSomeDelay();
-                              picture->publish();
-                          }});
+        bodies.push_back({"delay", [picture] { picture->publishDelays(1); }});
+        bodies.push_back({"platform", [picture] { picture->publishPlatform(); }});
+        bodies.push_back({"many", [picture] { picture->publishDelays(kMany); }});
     }
     const std::vector<double> times = timeInTurns(bodies, kEffort);
     std::printf("| service stops | one delay, published | one platform state, published | %d delays, published |\n",

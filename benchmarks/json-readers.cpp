@@ -54,58 +54,47 @@ private:
 
 // --- The two libraries' values as the record's
 
-int integerOf(simdjson::dom::element value) {
-    return static_cast<int>(value.get_int64().value());
-}
-double numberOf(simdjson::dom::element value) {
-    return value.get_double().value();
-}
-std::string_view textOf(simdjson::dom::element value) {
-    return value.get_string().value();
-}
-simdjson::dom::array listOf(simdjson::dom::element value) {
-    return value.get_array().value();
-}
+struct SimdjsonValues {
+    using Value = simdjson::dom::element;
+    static int integerOf(Value value) { return static_cast<int>(value.get_int64().value()); }
+    static double numberOf(Value value) { return value.get_double().value(); }
+    static std::string_view textOf(Value value) { return value.get_string().value(); }
+    static simdjson::dom::array listOf(Value value) { return value.get_array().value(); }
+};
 
-int integerOf(const boost::json::value& value) {
-    return static_cast<int>(value.as_int64());
-}
-double numberOf(const boost::json::value& value) {
-    return value.to_number<double>();
-}
-std::string_view textOf(const boost::json::value& value) {
-    const boost::json::string& text = value.as_string();
-    return {text.data(), text.size()};
-}
-const boost::json::array& listOf(const boost::json::value& value) {
-    return value.as_array();
-}
+struct BoostValues {
+    using Value = boost::json::value;
+    static int integerOf(const Value& value) { return static_cast<int>(value.as_int64()); }
+    static double numberOf(const Value& value) { return value.to_number<double>(); }
+    static std::string_view textOf(const Value& value) { return {value.as_string().data(), value.as_string().size()}; }
+    static const boost::json::array& listOf(const Value& value) { return value.as_array(); }
+};
 
-template <typename Object>
+template <typename Values, typename Object>
 void readKeys(const Object& keys, FeedRecord& record) {
     record.at.reset();
     record.fields.clear();
     for (const auto& [key, value] : keys) {
         if (key == "at") {
-            record.at = numberOf(value);
+            record.at = Values::numberOf(value);
         } else if (key == "update") {
             record.kind = FeedRecord::UPDATE;
-            record.type = integerOf(value);
+            record.type = Values::integerOf(value);
         } else if (key == "delete") {
             record.kind = FeedRecord::DELETION;
-            record.type = integerOf(value);
+            record.type = Values::integerOf(value);
         } else if (key == "id") {
-            record.id = integerOf(value);
+            record.id = Values::integerOf(value);
         } else if (key == "fields") {
-            for (const auto& field : listOf(value)) {
+            for (const auto& field : Values::listOf(value)) {
                 if (field.is_null()) {
                     record.fields.appendMissing();
                 } else {
-                    record.fields.append(textOf(field));
+                    record.fields.append(Values::textOf(field));
                 }
             }
         } else if (key == "snapshot") {
-            record.kind = textOf(value) == "begin" ? FeedRecord::SNAPSHOT_BEGIN : FeedRecord::SNAPSHOT_END;
+            record.kind = Values::textOf(value) == "begin" ? FeedRecord::SNAPSHOT_BEGIN : FeedRecord::SNAPSHOT_END;
         }
     }
 }
@@ -115,7 +104,7 @@ public:
     void read(std::string_view line, FeedRecord& record) {
         simdjson::dom::object keys;
         if (_parser.parse(line.data(), line.size(), false).get(keys) != simdjson::SUCCESS) refuse(line);
-        readKeys(keys, record);
+        readKeys<SimdjsonValues>(keys, record);
     }
 
 private:
@@ -131,7 +120,7 @@ public:
         _parser.write(line.data(), line.size(), fault);
         if (fault) refuse(line);
         const boost::json::value root = _parser.release();
-        readKeys(root.as_object(), record);
+        readKeys<BoostValues>(root.as_object(), record);
     }
 
 private:

@@ -126,7 +126,7 @@ void SignallingSide::send(const Burst& burst) {
     const std::uint32_t mark = _marks + 1;
     if (mark >= _sentAt.size()) throw std::runtime_error("there are more bursts than can be kept");
     const std::string lines = burst.lines + markLine(mark);
-    // The record comes in when it is sent: whatever the service needs to take it counts.
+    // The record comes in when it is sent: whatever the service needs to read it counts.
     _sentAt[mark] = Clock::now().time_since_epoch().count();
     _marks = mark;
     _service.send(lines);
