@@ -1,9 +1,11 @@
 #include "Crowd.h"
 
 #include <sys/epoll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <boost/asio/write.hpp>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -28,9 +30,13 @@ std::string changesRequest() {
 }
 
 Crowd::Crowd(const SignallingSide& side, unsigned short port)
-    : _side(side), _port(port), _buffer(1U << 18U), _poll(epoll_create1(EPOLL_CLOEXEC)) {}
+    : _side(side), _port(port), _buffer(1U << 18U), _poll(epoll_create1(EPOLL_CLOEXEC)) {
+    if (_poll < 0) throw std::runtime_error("readers cannot be watched");
+}
 
-Crowd::~Crowd() = default;
+Crowd::~Crowd() {
+    close(_poll);
+}
 
 void Crowd::open(std::size_t count, double perSecond) {
     const Clock::time_point began = Clock::now();
@@ -38,12 +44,13 @@ void Crowd::open(std::size_t count, double perSecond) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::chrono::duration<double> due(static_cast<double>(i) / perSecond);
         runUntil(began + std::chrono::duration_cast<Clock::duration>(due));
-        Reader& reader = _readers.emplace_back(Socket::connectedTo(_port));
-        reader.socket.send(changesRequest());
+        Reader& reader = _readers.emplace_back(connectedTo(_port));
+        boost::asio::write(reader.socket, boost::asio::buffer(changesRequest()));
+        reader.socket.non_blocking(true);
         epoll_event interest{};
         interest.events = EPOLLIN;
         interest.data.u64 = _readers.size() - 1;
-        if (epoll_ctl(_poll.descriptor(), EPOLL_CTL_ADD, reader.socket.descriptor(), &interest) != 0) {
+        if (epoll_ctl(_poll, EPOLL_CTL_ADD, reader.socket.native_handle(), &interest) != 0) {
             throw std::runtime_error("a reader cannot be watched");
         }
     }
@@ -75,7 +82,7 @@ bool Crowd::allKnow(const std::string& revision) const {
 
 std::size_t Crowd::ended() const {
     const auto count =
-        std::count_if(_readers.begin(), _readers.end(), [](const Reader& reader) { return !reader.socket.isOpen(); });
+        std::count_if(_readers.begin(), _readers.end(), [](const Reader& reader) { return !reader.socket.is_open(); });
     return static_cast<std::size_t>(count);
 }
 
@@ -100,7 +107,7 @@ std::string Crowd::firstDifference(const ReaderState& expected) const {
 void Crowd::receiveWhatComes(Clock::duration wait, Latencies* latencies) {
     std::array<epoll_event, 256> ready{};
     const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
-    const int count = epoll_wait(_poll.descriptor(), ready.data(), static_cast<int>(ready.size()),
+    const int count = epoll_wait(_poll, ready.data(), static_cast<int>(ready.size()),
                                  static_cast<int>(std::min<std::int64_t>(milliseconds, 1000)));
     for (int i = 0; i < count; ++i) {
         receive(_readers[ready.at(static_cast<std::size_t>(i)).data.u64], latencies);
@@ -108,12 +115,13 @@ void Crowd::receiveWhatComes(Clock::duration wait, Latencies* latencies) {
 }
 
 void Crowd::receive(Reader& reader, Latencies* latencies) {
-    const ssize_t count = recv(reader.socket.descriptor(), _buffer.data(), _buffer.size(), MSG_DONTWAIT);
-    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (count <= 0) return reader.socket.close();
+    boost::system::error_code fault;
+    const std::size_t count = reader.socket.read_some(boost::asio::buffer(_buffer), fault);
+    if (fault == boost::asio::error::would_block) return;
+    if (fault) return reader.socket.close();
     const Clock::time_point now = Clock::now();
-    _traffic.bytes += static_cast<std::uint64_t>(count);
-    reader.stream.accept({_buffer.data(), static_cast<std::size_t>(count)});
+    _traffic.bytes += count;
+    reader.stream.accept({_buffer.data(), count});
     for (StreamEvent event; reader.stream.next(event);) apply(reader, event, now, latencies);
     if (reader.stream.ended()) reader.socket.close();
 }

@@ -66,9 +66,9 @@ public:
 
 private:
     struct Reader {
-        explicit Reader(Socket connected) : socket(std::move(connected)) {}
+        explicit Reader(tcp::socket connected) : socket(std::move(connected)) {}
 
-        Socket socket;
+        tcp::socket socket;
         ChangesParser stream;
         ReaderState rows;
         std::string revision;
@@ -87,7 +87,7 @@ private:
     std::vector<Reader> _readers;
     std::vector<char> _buffer;
     Traffic _traffic;
-    Socket _poll;  // the kernel's list of those to be served; no socket, but closed like one
+    const int _poll;  // the kernel's list of those to be served
 };
 
 #endif

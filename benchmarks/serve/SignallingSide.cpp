@@ -1,6 +1,10 @@
 #include "SignallingSide.h"
 
+#include <fcntl.h>
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <boost/asio/write.hpp>
 #include <exception>
 #include <stdexcept>
 #include <utility>
@@ -29,13 +33,17 @@ Clock::duration seconds(double value) {
 }  // namespace
 
 SignallingSide::SignallingSide(const std::string& feed, double speed)
-    : _speed(speed), _listener(Socket::listening()), _service(Socket::none()), _sentAt(kMostMarks) {
+    : _speed(speed),
+      _listener(ioContext(), {boost::asio::ip::address_v4::loopback(), 0}),
+      _service(ioContext()),
+      _sentAt(kMostMarks) {
+    fcntl(_listener.native_handle(), F_SETFD, FD_CLOEXEC);  // the service is not to have it
     divideFeed(feed);
 }
 
 SignallingSide::~SignallingSide() {
     ask(ENDING, {});
-    _listener.shutDown();  // in case nobody ever connected
+    shutdown(_listener.native_handle(), SHUT_RDWR);  // in case nobody ever connected
     if (_thread.joinable()) _thread.join();
 }
 
@@ -95,6 +103,7 @@ void SignallingSide::divideFeed(const std::string& path) {
 
 void SignallingSide::run() {
     _service = _listener.accept();
+    _service.set_option(tcp::no_delay(true));
     send(_wholeState);
     std::size_t next = 0;
     std::unique_lock<std::mutex> lock(_mutex);
@@ -129,6 +138,6 @@ void SignallingSide::send(const Burst& burst) {
     // The record comes in when it is sent: whatever the service needs to read it counts.
     _sentAt[mark] = Clock::now().time_since_epoch().count();
     _marks = mark;
-    _service.send(lines);
+    boost::asio::write(_service, boost::asio::buffer(lines));
     _records += burst.records + 1;
 }

@@ -23,7 +23,7 @@ public:
     SignallingSide(const std::string& feed, double speed);
     ~SignallingSide();
 
-    unsigned short port() const { return _listener.port(); }
+    unsigned short port() const { return _listener.local_endpoint().port(); }
 
     /// Waits for the service, sends the whole state, then holds still.
     void start();
@@ -68,8 +68,8 @@ private:
     const double _speed;
     Burst _wholeState;
     std::vector<Burst> _day;
-    Socket _listener;
-    Socket _service;
+    tcp::acceptor _listener;
+    tcp::socket _service;
     std::vector<std::atomic<Clock::rep>> _sentAt;  // by mark
     std::atomic<std::uint32_t> _marks{0};
     std::atomic<std::uint64_t> _records{0};

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <boost/asio/write.hpp>
 #include <cstdio>
 #include <fstream>
 #include <future>
@@ -146,10 +147,10 @@ private:
     void measureWithStandstill() {
         constexpr int kReceiveBuffer = 4096;  // bytes
         noteMemory("with them, the sample running");
-        std::vector<Socket> sockets;
+        std::vector<tcp::socket> sockets;
         for (std::size_t i = 0; i < kStandingStill; ++i) {
-            sockets.push_back(Socket::connectedTo(_service.port(), kReceiveBuffer));
-            sockets.back().send(changesRequest());
+            sockets.push_back(connectedTo(_service.port(), kReceiveBuffer));
+            boost::asio::write(sockets.back(), boost::asio::buffer(changesRequest()));
         }
         std::future<Standstill> closing = std::async(std::launch::async, [this] { return awaitClosing(); });
         measure("the sample and ten that never read", [&](Latencies& latencies) {
