@@ -1,13 +1,11 @@
-#include "ByHand.h"
+#include "StoreTables.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "Measure.h"
-#include "SignallingCodes.h"
 #include "SignallingController.h"
-#include "StoreAccess.h"
 
 using namespace SignallingCodes;
 
@@ -167,7 +165,7 @@ using Comparison = bool (*)(FieldWalk, const Record&);
 
 /// The update of a type without a gap; `code` 0 stands for none.
 template <typename Record, Comparison<Record> same>
-bool take(std::vector<Record>& table, int id, const KEBlist& list, int code) {
+bool accept(std::vector<Record>& table, int id, const KEBlist& list, int code) {
     const Record record(id);
     keep(record);
 
@@ -182,8 +180,8 @@ bool take(std::vector<Record>& table, int id, const KEBlist& list, int code) {
 
 /// The same with a gap for a look at the other table.
 template <typename Record, typename Other>
-bool takeWithGap(std::vector<Record>& table, std::vector<Other>& others, int (Record::*otherId)() const, int id,
-                 const KEBlist& list, int code) {
+bool acceptWithGap(std::vector<Record>& table, std::vector<Other>& others, int (Record::*otherId)() const, int id,
+                   const KEBlist& list, int code) {
     const Record record(id);
     keep(record);
 
@@ -206,21 +204,21 @@ bool takeWithGap(std::vector<Record>& table, std::vector<Other>& others, int (Re
 
 }  // namespace
 
-bool takeUnchangedByHand(int type, int id, const KEBlist& list) {
+bool acceptUnchangedByHand(int type, int id, const KEBlist& list) {
     PassengerInformationServer& store = gPassengerInformationServer;
     switch (type) {
-        case LINE: return take<Line, same>(linesOf(store), id, list, LINE_UPDATED);
-        case VEHICLE: return take<Vehicle, same>(vehiclesOf(store), id, list, VEHICLE_UPDATED);
-        case STATION: return take<Station, same>(stationsOf(store), id, list, STATION_UPDATED);
-        case PLATFORM: return take<PlatformInfo, same>(platformsOf(store), id, list, PLATFORM_UPDATED);
-        case TRIP_STOP: return take<TripStop, same>(tripStopsOf(store), id, list, 0);
-        case VEHICLE_STATE: return take<Vehicle, sameState>(vehiclesOf(store), id, list, VEHICLE_UPDATED);
-        case PLATFORM_STATE: return take<PlatformInfo, sameState>(platformsOf(store), id, list, PLATFORM_UPDATED);
-        case SERVICE_STATE: return take<Service, sameState>(servicesOf(store), id, list, SERVICE_UPDATED);
+        case LINE: return accept<Line, same>(linesOf(store), id, list, LINE_UPDATED);
+        case VEHICLE: return accept<Vehicle, same>(vehiclesOf(store), id, list, VEHICLE_UPDATED);
+        case STATION: return accept<Station, same>(stationsOf(store), id, list, STATION_UPDATED);
+        case PLATFORM: return accept<PlatformInfo, same>(platformsOf(store), id, list, PLATFORM_UPDATED);
+        case TRIP_STOP: return accept<TripStop, same>(tripStopsOf(store), id, list, 0);
+        case VEHICLE_STATE: return accept<Vehicle, sameState>(vehiclesOf(store), id, list, VEHICLE_UPDATED);
+        case PLATFORM_STATE: return accept<PlatformInfo, sameState>(platformsOf(store), id, list, PLATFORM_UPDATED);
+        case SERVICE_STATE: return accept<Service, sameState>(servicesOf(store), id, list, SERVICE_UPDATED);
         case SERVICE:
-            return takeWithGap(servicesOf(store), tripsOf(store), &Service::getTripId, id, list, SERVICE_UPDATED);
+            return acceptWithGap(servicesOf(store), tripsOf(store), &Service::getTripId, id, list, SERVICE_UPDATED);
         case SERVICE_STOP:
-            return takeWithGap(serviceStopsOf(store), tripStopsOf(store), &ServiceStop::getTripStopId, id, list, 0);
+            return acceptWithGap(serviceStopsOf(store), tripStopsOf(store), &ServiceStop::getTripStopId, id, list, 0);
         default: std::abort();
     }
 }

@@ -1,12 +1,19 @@
 #include "Day.h"
 
 #include <map>
+#include <stdexcept>
+#include <utility>
 
 #include "BenchHost.h"
-#include "feed/ElementTypes.h"
 #include "HarbourMorning.h"
+#include "LargeRailway.h"
+#include "feed/ElementTypes.h"
 #include "feed/HostFieldList.h"
-#include "Railway.h"
+#ifdef PIS_STANDALONE
+#include "FeedFile.h"
+#endif
+
+using namespace pis::feed;
 
 namespace {
 
@@ -19,85 +26,76 @@ void deliver(const FeedRecord& record, HostFieldList& list) {
     }
 }
 
-/// By table and id: number of the snapshot.
-using LastSeen = std::map<int, std::map<int, int>>;
-
-/// Deletes what the snapshot did not bring.
-void deleteLeftOut(int snapshot, LastSeen& lastSeen, std::vector<FeedRecord>& records) {
-    for (auto& [table, elements] : lastSeen) {
-        if (!findElementType(table)->hasTable()) continue;
-        for (auto element = elements.begin(); element != elements.end();) {
-            if (element->second == snapshot) {
-                ++element;
-                continue;
-            }
-            FeedRecord deletion;
-            deletion.kind = FeedRecord::DELETION;
-            deletion.type = table;
-            deletion.id = element->first;
-            records.push_back(deletion);
-            element = elements.erase(element);
-        }
-    }
-}
-
 }  // namespace
 
 std::vector<FeedRecord> harbourRecords() {
-    return harbourMorning();
+    return pis::simulator::harbourMorning();
 }
 
 Day dayOf(std::string name, const std::vector<FeedRecord>& records) {
     Day day{std::move(name), {}};
-    LastSeen lastSeen;
+    std::map<int, std::map<int, int>> lastSeen;  // by table and id: number of the snapshot
     int snapshot = 0;
     bool inSnapshot = false;
     for (const FeedRecord& record : records) {
-        switch (record.kind) {
-            case FeedRecord::UPDATE: {
-                const ElementType* type = findElementType(record.type);
-                if (type != nullptr && record.id != 0) lastSeen[type->table][record.id] = snapshot;
-                day.records.push_back(record);
-                break;
+        if (record.kind == FeedRecord::UPDATE) {
+            const ElementType* type = findElementType(record.type);
+            if (type != nullptr && record.id != 0) lastSeen[type->table][record.id] = snapshot;
+            day.records.push_back(record);
+        } else if (record.kind == FeedRecord::DELETION) {
+            for (auto& [table, elements] : lastSeen) {
+                if (record.type != SignallingCodes::ALL_ELEMENTS && record.type != table) continue;
+                if (record.id == 0) elements.clear();
+                elements.erase(record.id);
             }
-            case FeedRecord::DELETION:
-                for (auto& [table, elements] : lastSeen) {
-                    if (record.type != SignallingCodes::ALL_ELEMENTS && record.type != table) continue;
-                    if (record.id == 0) {
-                        elements.clear();
-                    } else {
-                        elements.erase(record.id);
-                    }
+            day.records.push_back(record);
+        } else if (record.kind == FeedRecord::SNAPSHOT_BEGIN) {
+            ++snapshot;
+            inSnapshot = true;
+        } else if (std::exchange(inSnapshot, false)) {
+            for (auto& [table, elements] : lastSeen) {
+                if (!findElementType(table)->hasTable()) continue;
+                for (auto element = elements.begin(); element != elements.end();) {
+                    const auto [id, seen] = *element;
+                    if (seen != snapshot) day.records.push_back({FeedRecord::DELETION, {}, table, id, {}});
+                    element = seen != snapshot ? elements.erase(element) : std::next(element);
                 }
-                day.records.push_back(record);
-                break;
-            case FeedRecord::SNAPSHOT_BEGIN:
-                ++snapshot;
-                inSnapshot = true;
-                break;
-            case FeedRecord::SNAPSHOT_END:
-                if (inSnapshot) deleteLeftOut(snapshot, lastSeen, day.records);
-                inSnapshot = false;
-                break;
+            }
         }
     }
     return day;
 }
 
-void deliver(const Day& day) {
-    HostFieldList list;
-    for (const FeedRecord& record : day.records) deliver(record, list);
+std::vector<Day> daysIn(const std::vector<std::string>& paths) {
+    std::vector<Day> days;
+    for (const std::string& path : paths) {
+#ifdef PIS_STANDALONE
+        const std::string file = path.substr(path.rfind('/') + 1);
+        days.push_back(dayOf(file.substr(0, file.find('.')), recordsIn(path)));
+#else
+        throw std::runtime_error(path + ": this build reads no feeds");
+#endif
+    }
+    return days;
 }
 
-LockHolds lockHoldsFromEmpty(const Day& day) {
+Body storeDay(const Day& day) {
+    const auto run = [&day] {
+        HostFieldList list;
+        for (const FeedRecord& record : day.records) deliver(record, list);
+    };
+    return {"day/" + day.name, run, emptyTables};
+}
+
+std::vector<double> lockHoldsFromEmpty(const Day& day) {
     emptyTables();
     setObservers(1);
-    LockHolds holds;
+    std::vector<double> holds;
     HostFieldList list;
     timeLockHolds(true);
     for (const FeedRecord& record : day.records) {
         deliver(record, list);
-        (record.kind == FeedRecord::UPDATE ? holds.updates : holds.deletions).push_back(takeLockHeldTime());
+        holds.push_back(popLockHeldTime());
     }
     timeLockHolds(false);
     return holds;

@@ -3,9 +3,11 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "DayYardsticks.h"
+#include "Day.h"
 #include "feed/ElementTypes.h"
 #include "feed/HostFieldList.h"
+
+using namespace pis::feed;
 
 namespace {
 

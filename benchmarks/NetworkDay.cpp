@@ -1,20 +1,21 @@
-#include "NetworkDay.h"
+#include "Day.h"
 
 #include <algorithm>
-#include <charconv>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "base/Numbers.h"
 #include "feed/ElementTypes.h"
+
+using namespace pis::feed;
 
 namespace {
 
 /// The number, shifted; what is no number stays as it is.
 std::string shiftedNumber(std::string_view text, int shift) {
-    int number = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (fault != std::errc() || end != text.data() + text.size()) return std::string(text);
-    return std::to_string(number + shift);
+    const std::optional<int> number = pis::base::numberIn<int>(text);
+    return number ? std::to_string(*number + shift) : std::string(text);
 }
 
 std::string shiftedList(std::string_view list, int shift) {

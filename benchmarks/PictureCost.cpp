@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "Arguments.h"
 #include "Measure.h"
-#include "picture/PictureBuilder.h"
+#include "Results.h"
 #include "SignallingCodes.h"
+#include "picture/PictureBuilder.h"
 
 namespace {
 
@@ -32,17 +32,22 @@ public:
         for (int id = 1; id <= trips; ++id) addTrip(id);
         for (int id = 1; id <= services; ++id) {
             const Service service(id, 1 + id % trips, 18000 + 60L * id);
-            _builder.take({SERVICE_UPDATED, id, service});
+            _builder.accept({SERVICE_UPDATED, id, service});
         }
         for (int id = 1; id <= serviceStops; ++id) changeDelay(id);
         _builder.publish();
     }
 
-    void changeSomeDelay() { changeDelay(next(_serviceStops)); }
-    void changeSomePlatform() { changePlatform(next(kPlatforms)); }
-    void publish() { _builder.publish(); }
+    void publishDelays(int count) {
+        for (int i = 0; i < count; ++i) changeDelay(next(_serviceStops));
+        _builder.publish();
+    }
+    void publishPlatform() {
+        changePlatform(next(kPlatforms));
+        _builder.publish();
+    }
 
-    std::size_t size() const { return _published.current()->size(Table::SERVICE_STOPS); }
+    std::size_t size() const { return _published.current()->size(pis::records::Table::SERVICE_STOPS); }
 
 private:
     /// Ids far apart from one another.
@@ -54,12 +59,12 @@ private:
     void addTrip(int id) {
         Trip trip(id);
         trip.setName("Östermole – Lännavik");
-        _builder.take({TRIP_UPDATED, id, trip});
+        _builder.accept({TRIP_UPDATED, id, trip});
         for (int place = 0; place < kStopsOfTrip; ++place) {
             const int stopId = (id - 1) * kStopsOfTrip + place + 1;
             const std::string offset = std::to_string(120 * place);
-            takeStop(TRIP_STOP, stopId,
-                     {std::to_string(id), std::to_string(1 + (id + place) % kPlatforms), "Y", offset, offset});
+            changeStop(TRIP_STOP, stopId,
+                       {std::to_string(id), std::to_string(1 + (id + place) % kPlatforms), "Y", offset, offset});
         }
     }
 
@@ -67,7 +72,7 @@ private:
         const int service = 1 + (id - 1) / kStopsOfTrip;
         const int tripStop = 1 + (id - 1) / kServicesOfTrip;
         const std::string delay = std::to_string(++_changes);
-        takeStop(SERVICE_STOP, id, {std::to_string(service), std::to_string(tripStop), "18600", delay, delay});
+        changeStop(SERVICE_STOP, id, {std::to_string(service), std::to_string(tripStop), "18600", delay, delay});
     }
 
     void changePlatform(int id) {
@@ -75,42 +80,35 @@ private:
         platform.setName("Harbour Central " + std::to_string(id));
         platform.setStationId(1 + id / 2);
         platform.setStateText("state " + std::to_string(++_changes));
-        _builder.take({PLATFORM_UPDATED, id, platform});
+        _builder.accept({PLATFORM_UPDATED, id, platform});
     }
 
-    void takeStop(int type, int id, const std::array<std::string, 5>& texts) {
-        _fields.clear();
-        for (const std::string& text : texts) _fields.append(text);
-        _builder.takeStop(type, id, _fields);
+    void changeStop(int type, int id, const std::array<std::string, 5>& texts) {
+        _record.type = type;
+        _record.id = id;
+        _record.fields.clear();
+        for (const std::string& text : texts) _record.fields.append(text);
+        _builder.acceptStop(_record);
     }
 
     int _serviceStops;
     int _changes = 0;
     int _last = 0;
-    FieldTexts _fields;
-    PublishedPicture _published;
-    PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
+    pis::feed::FeedRecord _record;
+    pis::picture::PublishedPicture _published;
+    pis::picture::PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
 };
 
-bool measureAll() {
+void measureAll() {
     std::vector<std::unique_ptr<PictureOfSize>> pictures;
     std::vector<Body> bodies;
     for (const int size : kSizes) {
         pictures.push_back(std::make_unique<PictureOfSize>(size));
         PictureOfSize* picture = pictures.back().get();
         if (picture->size() != static_cast<std::size_t>(size)) throw std::runtime_error("service stops are missing");
-        bodies.push_back({"delay", [picture] {
-                              picture->changeSomeDelay();
-                              picture->publish();
-                          }});
-        bodies.push_back({"platform", [picture] {
-                              picture->changeSomePlatform();
-                              picture->publish();
-                          }});
-        bodies.push_back({"many", [picture] {
-                              for (int i = 0; i < kMany; ++i) picture->changeSomeDelay();
-                              picture->publish();
-                          }});
+        bodies.push_back({"delay", [picture] { picture->publishDelays(1); }});
+        bodies.push_back({"platform", [picture] { picture->publishPlatform(); }});
+        bodies.push_back({"many", [picture] { picture->publishDelays(kMany); }});
     }
     const std::vector<double> times = timeInTurns(bodies, kEffort);
     std::printf("| service stops | one delay, published | one platform state, published | %d delays, published |\n",
@@ -120,7 +118,7 @@ bool measureAll() {
         std::printf("| %d | %.1f µs | %.1f µs | %.0f µs |\n", kSizes[i], times[3 * i] / 1e3, times[3 * i + 1] / 1e3,
                     times[3 * i + 2] / 1e3);
     }
-    return std::fflush(stdout) == 0;
+    if (std::fflush(stdout) != 0) throw std::runtime_error("the table cannot be written");
 }
 
 }  // namespace

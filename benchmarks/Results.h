@@ -1,11 +1,11 @@
-// The lines in which the programs of the benchmarks hand their figures to the report: one figure a line,
-// values separated by tabs, the kind first.
+// What the programs that measure have in common: their arguments, and the lines in which they hand their figures to
+// the reports: one figure a line, values separated by tabs, the kind first.
 //
 //     case   NAME NANOSECONDS
 //     ratio  SUBJECT YARDSTICK AT_MOST CASE_NAME CASE_NANOSECONDS YARDSTICK_NANOSECONDS
 //     day    NAME RECORDS
 //     lock   DAY KIND MEAN P999 CLOCK           nanoseconds
-//     json   READER SECONDS BYTES RECORDS
+//     json   READER RECORDS BYTES SECONDS BYTES_A_SECOND
 //     size   WHICH BYTES
 //     fact   NAME TEXT                          what was measured on
 //
@@ -17,32 +17,72 @@
 //     standstill  READERS SECONDS_UNTIL_CLOSED MOST_BYTES
 //     compared    READERS ROWS DIFFERING ENDED ALL_KNOW RECORDS RESETS COALESCED
 //     end         MILLISECONDS READERS CLOSED
-//     request     CASE REQUESTS A_SECOND P50 P99 MOST NOT_MODIFIED FAILED
+//     request     CASE A_SECOND P50 P99 MOST SHARE_NOT_MODIFIED FAILED
 #ifndef BENCHMARKS_RESULTS_H
 #define BENCHMARKS_RESULTS_H
 
+#include <cstdio>
+#include <exception>
 #include <fstream>
-#include <sstream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 /// A file of figures.
 class Results {
 public:
-    explicit Results(const std::string& path) : _file(path) {}
+    explicit Results(const std::string& path) : _file(path) {
+        _file.exceptions(std::ofstream::failbit | std::ofstream::badbit);
+        _file.precision(12);
+    }
 
     template <typename... Value>
     void write(const char* kind, const Value&... values) {
-        std::ostringstream line;
-        line.precision(12);
-        line << kind;
-        ((line << '\t' << values), ...);
-        _file << line.str() << std::endl;
+        _file << kind;
+        ((_file << '\t' << values), ...);
+        _file << std::endl;
     }
-
-    bool good() const { return _file.good(); }
 
 private:
     std::ofstream _file;
 };
+
+/// What the programs for the store are called with: OUTPUT [--only TEXT] [FEED...].
+struct Arguments {
+    std::string output;
+    std::string only;  ///< Measure only what bears this text in its name.
+    std::vector<std::string> feeds;
+
+    bool wants(const std::string& name) const { return name.find(only) != std::string::npos; }
+};
+
+/// @throws std::runtime_error how to call the program, where it was called otherwise.
+inline Arguments argumentsOf(int argc, char** argv) {
+    Arguments arguments;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--only" && i + 1 < argc) {
+            arguments.only = argv[++i];
+        } else if (arguments.output.empty()) {
+            arguments.output = argument;
+        } else {
+            arguments.feeds.push_back(argument);
+        }
+    }
+    if (arguments.output.empty()) throw std::runtime_error("usage: OUTPUT [--only TEXT] [FEED...]");
+    return arguments;
+}
+
+/// What main does: 0 when the action ended, 2 with a message where it failed.
+template <typename Action>
+int runProgram(const char* name, const Action& action) {
+    try {
+        action();
+        return 0;
+    } catch (const std::exception& fault) {
+        std::fprintf(stderr, "%s: %s\n", name, fault.what());
+        return 2;
+    }
+}
 
 #endif

@@ -6,10 +6,10 @@
 #include <memory>
 
 #include "BenchHost.h"
-#include "ByHand.h"
-#include "DayYardsticks.h"
-#include "Tables.h"
+#include "Day.h"
+#include "StoreTables.h"
 
+using namespace pis::feed;
 using namespace SignallingCodes;
 
 namespace {
@@ -19,22 +19,10 @@ constexpr std::uint64_t kDeletionsPerRound = 16;
 
 PassengerInformationServer& store = gPassengerInformationServer;
 
-std::string nameOf(Change change) {
-    switch (change) {
-        case Change::NEW: return "new";
-        case Change::CHANGED: return "changed";
-        case Change::UNCHANGED: return "unchanged";
-    }
-    std::abort();
-}
+constexpr std::array<Change, 3> kChanges{Change::NEW, Change::CHANGED, Change::UNCHANGED};
 
-std::string nameOf(Place place) {
-    switch (place) {
-        case Place::FRONT: return "front";
-        case Place::MIDDLE: return "middle";
-        case Place::BACK: return "back";
-    }
-    std::abort();
+std::string nameOf(Change change) {
+    return change == Change::NEW ? "new" : change == Change::CHANGED ? "changed" : "unchanged";
 }
 
 std::string sizeAndTexts(std::size_t size, Texts texts) {
@@ -43,6 +31,19 @@ std::string sizeAndTexts(std::size_t size, Texts texts) {
 
 bool hasTable(int type) {
     return findElementType(findElementType(type)->table)->hasTable();
+}
+
+std::function<void()> getterOf(int type) {
+    switch (type) {
+        case LINE: return [] { keep(store.getLines()); };
+        case VEHICLE: return [] { keep(store.getVehicles()); };
+        case STATION: return [] { keep(store.getStations()); };
+        case PLATFORM: return [] { keep(store.getPlatforms()); };
+        case TRIP: return [] { keep(store.getTrips()); };
+        case TRIP_STOP: return [] { keep(store.getTripStops()); };
+        case SERVICE: return [] { keep(store.getServices()); };
+        default: std::abort();
+    }
 }
 
 /// A fresh copy of the original for every round, so that rounds are alike.
@@ -86,7 +87,7 @@ Scene handlerScene(Change change, int type, std::size_t size, Texts texts, std::
                 if (hasTable(type) && type != TRIP) {
                     const auto byHand = [updates] {
                         const PreparedUpdate& update = updates->next();
-                        if (!takeUnchangedByHand(update.type(), update.id(), update.list())) std::abort();
+                        if (!acceptUnchangedByHand(update.type(), update.id(), update.list())) std::abort();
                     };
                     bodies.push_back({"by-hand/" + name, byHand});
                 }
@@ -96,20 +97,9 @@ Scene handlerScene(Change change, int type, std::size_t size, Texts texts, std::
 
 Scene getterScene(int type, std::size_t size, Texts texts) {
     const std::string name = "getter/" + nameOf(type) + sizeAndTexts(size, texts);
-    const auto body = [=](auto getter) { return Body{name, [getter] { keep((store.*getter)()); }}; };
     return {name, [=] {
                 fillTables(size, texts);
-                std::vector<Body> bodies;
-                switch (type) {
-                    case LINE: bodies.push_back(body(&PassengerInformationServer::getLines)); break;
-                    case VEHICLE: bodies.push_back(body(&PassengerInformationServer::getVehicles)); break;
-                    case STATION: bodies.push_back(body(&PassengerInformationServer::getStations)); break;
-                    case PLATFORM: bodies.push_back(body(&PassengerInformationServer::getPlatforms)); break;
-                    case TRIP: bodies.push_back(body(&PassengerInformationServer::getTrips)); break;
-                    case TRIP_STOP: bodies.push_back(body(&PassengerInformationServer::getTripStops)); break;
-                    case SERVICE: bodies.push_back(body(&PassengerInformationServer::getServices)); break;
-                    default: std::abort();
-                }
+                std::vector<Body> bodies{{name, getterOf(type)}};
                 withTable(type, [&](auto& table) {
                     bodies.push_back({"bare-copy/" + name, [&table] {
                                           const auto copy = table;
@@ -120,14 +110,13 @@ Scene getterScene(int type, std::size_t size, Texts texts) {
             }};
 }
 
-Scene deletionScene(Place place, int type, std::size_t size) {
-    const std::string name = "deletion-" + nameOf(place) + '/' + nameOf(type) + sizeAndTexts(size, Texts::SHORT);
+Scene deletionScene(const std::string& place, int type, std::size_t size) {
+    const std::string name = "deletion-" + place + '/' + nameOf(type) + sizeAndTexts(size, Texts::SHORT);
     return {name, [=] {
                 fillTables(size, Texts::SHORT);
                 // Each round deletes a few neighbours, beginning at the place and from the back towards the front.
-                const int first =
-                    place == Place::FRONT ? 1 : static_cast<int>(place == Place::MIDDLE ? size / 2 : size);
-                const int step = place == Place::BACK ? -1 : 1;
+                const int first = place == "front" ? 1 : static_cast<int>(place == "middle" ? size / 2 : size);
+                const int step = place == "back" ? -1 : 1;
                 return withTable(type, [&](auto& table) -> std::vector<Body> {
                     const auto next = std::make_shared<int>(first);
                     const auto restore = restoring(table);
@@ -140,14 +129,7 @@ Scene deletionScene(Place place, int type, std::size_t size) {
                         *next += step;
                     };
                     const auto bare = [next, step, &table] {
-                        const int id = *next;
-                        for (auto record = table.begin(); record != table.end();) {
-                            if (record->getId() == id) {
-                                record = table.erase(record);
-                            } else {
-                                ++record;
-                            }
-                        }
+                        eraseBare(table, *next);
                         *next += step;
                     };
                     return {{name, byStore, prepare, kDeletionsPerRound},
@@ -196,13 +178,9 @@ Scene deletionOfEverything(std::size_t size) {
 }
 
 Scene dayScene(const Day& day) {
-    const std::string name = "day/" + day.name;
-    return {name, [name, &day] {
+    return {"day/" + day.name, [&day] {
                 setObservers(1);
-                std::vector<Body> bodies{{name, [&day] { deliver(day); }, emptyTables}};
-                bodies.push_back(bareDay(day, false));
-                bodies.push_back(bareDay(day, true));
-                bodies.push_back(mapDay(day));
+                std::vector<Body> bodies{storeDay(day), bareDay(day, false), bareDay(day, true), mapDay(day)};
 #ifdef PIS_STANDALONE
                 bodies.push_back(sqliteDay(day));
 #endif
@@ -212,7 +190,7 @@ Scene dayScene(const Day& day) {
 
 std::vector<Scene> scenesOfHandlersAndTables() {
     std::vector<Scene> scenes;
-    for (const Change change : {Change::NEW, Change::CHANGED, Change::UNCHANGED}) {
+    for (const Change change : kChanges) {
         for (const ElementType* type : typesOfHandlers()) {
             for (const std::size_t size : kSizes) {
                 scenes.push_back(handlerScene(change, type->code, size, Texts::SHORT, 0));
@@ -235,9 +213,7 @@ std::vector<Scene> scenesOfHandlersAndTables() {
     }
     for (int type = LINE; type <= SERVICE_STOP; ++type) {
         for (const std::size_t size : kSizes) {
-            for (const Place place : {Place::FRONT, Place::MIDDLE, Place::BACK}) {
-                scenes.push_back(deletionScene(place, type, size));
-            }
+            for (const char* place : kPlaces) scenes.push_back(deletionScene(place, type, size));
         }
     }
     for (const std::size_t size : kSizes) {

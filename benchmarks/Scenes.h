@@ -2,11 +2,14 @@
 #ifndef BENCHMARKS_SCENES_H
 #define BENCHMARKS_SCENES_H
 
+#include <array>
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "Day.h"
+#include "LargeRailway.h"
 #include "Measure.h"
-#include "Railway.h"
 
 /// What of a handler is measured.
 enum class Change {
@@ -22,10 +25,10 @@ Scene handlerScene(Change change, int type, std::size_t size, Texts texts, std::
 /// A copy of a table through its getter, and the bare copy of the vector.
 Scene getterScene(int type, std::size_t size, Texts texts);
 
-enum class Place { FRONT, MIDDLE, BACK };
+constexpr std::array<const char*, 3> kPlaces{"front", "middle", "back"};
 
-/// Deletion of one element, and the bare loop over the ids with the bare erase.
-Scene deletionScene(Place place, int type, std::size_t size);
+/// Deletion of one element at one of these places, and the bare loop over the ids with the bare erase.
+Scene deletionScene(const std::string& place, int type, std::size_t size);
 
 /// Deletion of all elements of a type. Against it for stops a pass over the ids and `clear()`, for the
 /// others the erase of one after the other from the front with an event call each.

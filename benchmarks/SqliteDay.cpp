@@ -6,54 +6,54 @@
 #include <memory>
 #include <stdexcept>
 
-#include "DayYardsticks.h"
+#include "Day.h"
 #include "feed/ElementTypes.h"
 #include "feed/HostFieldList.h"
+
+using namespace pis::feed;
 
 namespace {
 
 constexpr int kRecordsInTransaction = 100;
 
+struct Finalizer {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Finalizer>;
+
+bool isNumber(const FieldType& field) {
+    return field.kind == FieldType::INTEGER || field.kind == FieldType::NUMBER_OF;
+}
+
 /// The store's tables as tables of a database in memory, a column for each field that the store uses.
 class Database {
 public:
     Database() {
-        check(sqlite3_open_v2(":memory:", &_database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                              nullptr));
-        run("PRAGMA journal_mode = OFF");
-        run("PRAGMA synchronous = OFF");
-        run("PRAGMA locking_mode = EXCLUSIVE");
+        sqlite3* opened = nullptr;
+        constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+        const int code = sqlite3_open_v2(":memory:", &opened, kFlags, nullptr);
+        _database.reset(opened);
+        check(code);
+        for (const char* mode : {"journal_mode = OFF", "synchronous = OFF", "locking_mode = EXCLUSIVE"}) {
+            run(std::string("PRAGMA ") + mode);
+        }
         for (const ElementType& type : elementTypes()) {
             if (type.hasTable()) createTable(type);
         }
         for (const ElementType& type : elementTypes()) {
             if (findElementType(type.table)->hasTable()) prepareUpsert(type);
-            if (type.hasTable()) {
-                statement(_deletions, type.code) = prepare("DELETE FROM " + tableOf(type.code) + " WHERE id = ?1");
-                statement(_clearances, type.code) = prepare("DELETE FROM " + tableOf(type.code));
-            }
         }
         _begin = prepare("BEGIN");
         _commit = prepare("COMMIT");
     }
-    ~Database() {
-        for (auto* statements : {&_upserts, &_deletions, &_clearances}) {
-            for (sqlite3_stmt* each : *statements) sqlite3_finalize(each);
-        }
-        sqlite3_finalize(_begin);
-        sqlite3_finalize(_commit);
-        sqlite3_close(_database);
-    }
-    Database(const Database&) = delete;
-    Database& operator=(const Database&) = delete;
 
     void begin() { step(_begin); }
     void commit() { step(_commit); }
 
     void upsert(const ElementType& type, int id, const KEBlist& list) {
-        sqlite3_stmt* upsert = statement(_upserts, type.code);
+        const Statement& upsert = of(_upserts, type.code);
         if (upsert == nullptr) return;
-        sqlite3_bind_int(upsert, 1, id);
+        sqlite3_bind_int(upsert.get(), 1, id);
         int parameter = 2;
         const KEBnode* node = list.listTop;
         for (const FieldType& field : type.fields) {
@@ -61,11 +61,11 @@ public:
             if (node != nullptr) node = node->nextNode;
             if (field.kind == FieldType::NOT_USED) continue;
             if (text == nullptr) {
-                sqlite3_bind_null(upsert, parameter++);
+                sqlite3_bind_null(upsert.get(), parameter++);
             } else if (isNumber(field)) {
-                sqlite3_bind_int(upsert, parameter++, std::atoi(text));
+                sqlite3_bind_int(upsert.get(), parameter++, std::atoi(text));
             } else {
-                sqlite3_bind_text(upsert, parameter++, text, static_cast<int>(std::strlen(text)), SQLITE_STATIC);
+                sqlite3_bind_text(upsert.get(), parameter++, text, static_cast<int>(std::strlen(text)), SQLITE_STATIC);
             }
         }
         step(upsert);
@@ -74,37 +74,33 @@ public:
     void remove(int type, int id) {
         for (const ElementType& each : elementTypes()) {
             if (!each.hasTable() || (type != SignallingCodes::ALL_ELEMENTS && type != each.code)) continue;
-            sqlite3_stmt* deletion = statement(id == 0 ? _clearances : _deletions, each.code);
-            if (id != 0) sqlite3_bind_int(deletion, 1, id);
+            const Statement& deletion = of(id == 0 ? _clearances : _deletions, each.code);
+            if (id != 0) sqlite3_bind_int(deletion.get(), 1, id);
             step(deletion);
         }
     }
 
 private:
-    using Statements = std::array<sqlite3_stmt*, 128>;
+    using Statements = std::array<Statement, 128>;  // by type
 
-    static sqlite3_stmt*& statement(Statements& statements, int type) {
-        return statements.at(static_cast<std::size_t>(type));
-    }
-    static bool isNumber(const FieldType& field) {
-        return field.kind == FieldType::INTEGER || field.kind == FieldType::NUMBER_OF;
-    }
+    static Statement& of(Statements& statements, int type) { return statements.at(static_cast<std::size_t>(type)); }
     static std::string tableOf(int type) { return "elements_" + std::to_string(type); }
     static std::string columnOf(const ElementType& type, std::size_t field) {
         return "field_" + std::to_string(type.code) + "_" + std::to_string(field + 1);
     }
 
-    /// Columns for the fields of this type and of those that go into its table.
+    /// Columns for the fields of this type and of those that go into its table, and how elements are deleted.
     void createTable(const ElementType& table) {
         std::string columns = "id INTEGER PRIMARY KEY";
         for (const ElementType& type : elementTypes()) {
-            if (type.table != table.code) continue;
             for (std::size_t i = 0; i < type.fields.size(); ++i) {
-                if (type.fields[i].kind == FieldType::NOT_USED) continue;
+                if (type.table != table.code || type.fields[i].kind == FieldType::NOT_USED) continue;
                 columns += ", " + columnOf(type, i) + (isNumber(type.fields[i]) ? " INTEGER" : " TEXT");
             }
         }
         run("CREATE TABLE " + tableOf(table.code) + " (" + columns + ")");
+        of(_deletions, table.code) = prepare("DELETE FROM " + tableOf(table.code) + " WHERE id = ?1");
+        of(_clearances, table.code) = prepare("DELETE FROM " + tableOf(table.code));
     }
 
     void prepareUpsert(const ElementType& type) {
@@ -118,30 +114,33 @@ private:
             values += ", ?";
             changes += (changes.empty() ? "" : ", ") + column + " = excluded." + column;
         }
-        statement(_upserts, type.code) = prepare("INSERT INTO " + tableOf(type.table) + " (" + columns + ") VALUES (" +
-                                                 values + ") ON CONFLICT (id) DO UPDATE SET " + changes);
+        of(_upserts, type.code) = prepare("INSERT INTO " + tableOf(type.table) + " (" + columns + ") VALUES (" +
+                                          values + ") ON CONFLICT (id) DO UPDATE SET " + changes);
     }
 
-    sqlite3_stmt* prepare(const std::string& text) {
+    Statement prepare(const std::string& text) {
         sqlite3_stmt* prepared = nullptr;
-        check(sqlite3_prepare_v3(_database, text.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr));
-        return prepared;
+        check(sqlite3_prepare_v3(_database.get(), text.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr));
+        return Statement(prepared);
     }
-    void run(const std::string& text) { check(sqlite3_exec(_database, text.c_str(), nullptr, nullptr, nullptr)); }
-    void step(sqlite3_stmt* prepared) {
-        if (sqlite3_step(prepared) != SQLITE_DONE) check(SQLITE_ERROR);
-        sqlite3_reset(prepared);
+    void run(const std::string& text) { check(sqlite3_exec(_database.get(), text.c_str(), nullptr, nullptr, nullptr)); }
+    void step(const Statement& prepared) {
+        if (sqlite3_step(prepared.get()) != SQLITE_DONE) check(SQLITE_ERROR);
+        sqlite3_reset(prepared.get());
     }
     void check(int code) {
-        if (code != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(_database));
+        if (code != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(_database.get()));
     }
 
-    sqlite3* _database = nullptr;
-    Statements _upserts{};
-    Statements _deletions{};
-    Statements _clearances{};
-    sqlite3_stmt* _begin = nullptr;
-    sqlite3_stmt* _commit = nullptr;
+    struct Closer {
+        void operator()(sqlite3* database) const { sqlite3_close(database); }
+    };
+    std::unique_ptr<sqlite3, Closer> _database;
+    Statements _upserts;
+    Statements _deletions;
+    Statements _clearances;
+    Statement _begin;
+    Statement _commit;
 };
 
 void deliver(const Day& day, Database& database) {

@@ -20,7 +20,7 @@ kSeconds=5
 
 require_packages "${kRunPackages[@]}" "${kBenchPackages[@]}"
 cd "$here"
-build_preset bench --target pis bench-readers bench-picture bench-serve-report || exit 2
+build_preset bench --target pis bench-readers bench-picture || exit 2
 
 pis=build/bench/standalone/pis
 results=build/bench/serve-results
@@ -90,7 +90,9 @@ build/bench/benchmarks/bench-picture >"$results/picture.md"
 fact "time taken" "$SECONDS s" >>"$results/facts.tsv"
 cat "$results"/*.tsv >"$results/all"
 status=0
-build/bench/benchmarks/bench-serve-report benchmarks/serve.md "$results/all" "$results/picture.md" || status=$?
+awk -f benchmarks/tables.awk -f benchmarks/serve/report.awk "$results/all" >"$results/tables.md" || status=$?
 if [ "$status" -eq 2 ]; then exit 2; fi
+{ cat "$results/picture.md"; echo; } >>"$results/tables.md"
+rewrite_tables benchmarks/serve.md "$results/tables.md"
 echo "The tables of benchmarks/serve.md are new."
 exit "$status"

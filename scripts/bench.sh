@@ -82,5 +82,7 @@ fi
 fact "time taken, builds included" "$SECONDS s" >>"$results/native-facts.tsv"
 cat "$results"/native-*.tsv >"$results/native.tsv"
 cat "$results"/m32-*.tsv >"$results/m32.tsv"
-build/bench/benchmarks/bench-report benchmarks/README.md "$results/native.tsv" "$results/m32.tsv"
+awk -f benchmarks/tables.awk -f benchmarks/report.awk run=m32 "$results/m32.tsv" run=native "$results/native.tsv" \
+    >"$results/tables.md"
+rewrite_tables benchmarks/README.md "$results/tables.md"
 echo "The tables of benchmarks/README.md are new."

@@ -12,3 +12,12 @@ machine_facts() {
     fact "date" "$(date -u +%F)"
     fact "load when the run began" "$(cut -d ' ' -f 1 /proc/loadavg)"
 }
+
+# rewrite_tables FILE TABLES: what stands between the markers of a Markdown file becomes the tables.
+rewrite_tables() {
+    if [ "$(grep -c -e '^<!-- figures: begin' -e '^<!-- figures: end -->$' "$1")" -ne 2 ]; then
+        echo "$1: the markers are missing" >&2
+        exit 2
+    fi
+    sed -i -e '/^<!-- figures: begin/,/^<!-- figures: end/{//!d}' -e "/^<!-- figures: begin/r $2" "$1"
+}

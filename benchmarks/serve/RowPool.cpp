@@ -1,16 +1,6 @@
 #include "RowPool.h"
 
-#include <charconv>
-
-namespace {
-
-std::uint32_t numberIn(std::string_view text) {
-    std::uint32_t number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
-
-}  // namespace
+#include "base/Numbers.h"
 
 RowPool::RowId RowPool::rowOf(std::string_view json) {
     const auto known = _ids.find(json);
@@ -62,6 +52,7 @@ RowPool::KnownRow RowPool::read(std::string_view json) {
     if (table != "vehicles" || id != kMarkVehicle) return row;
     std::string_view name;
     if (object["name"].get(name) != simdjson::SUCCESS) return row;  // a removal names no name
-    if (name.substr(0, kMarkName.size()) == kMarkName) row.mark = numberIn(name.substr(kMarkName.size()));
+    if (name.substr(0, kMarkName.size()) == kMarkName)
+        row.mark = pis::base::numberIn<std::uint32_t>(name.substr(kMarkName.size())).value_or(0);
     return row;
 }

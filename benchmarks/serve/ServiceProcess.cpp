@@ -1,32 +1,19 @@
 #include "ServiceProcess.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
-#include <boost/beast/http/write.hpp>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 
-namespace asio = boost::asio;
-namespace http = boost::beast::http;
+#include "HttpClient.h"
 
 namespace {
-
-constexpr std::chrono::milliseconds kLook{20};
 
 std::string contentsOf(const std::string& path) {
     std::ifstream file(path);
@@ -34,19 +21,20 @@ std::string contentsOf(const std::string& path) {
 }
 
 /// Starts a program whose standard error goes to a file.
-pid_t spawn(const std::vector<std::string>& words, const std::string& log) {
+pid_t start(const std::vector<std::string>& words, const std::string& log) {
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t process = -1;
-    const int fault = posix_spawn(&process, words.front().c_str(), &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (fault != 0) throw std::system_error(fault, std::generic_category(), words.front());
+    const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const pid_t process = file < 0 ? -1 : fork();
+    if (process == 0) {
+        dup2(file, STDERR_FILENO);
+        execv(arguments.front(), arguments.data());
+        _exit(127);
+    }
+    close(file);
+    if (process < 0) throw std::runtime_error(words.front() + " cannot be started");
     return process;
 }
 
@@ -62,12 +50,12 @@ unsigned short portIn(const std::string& log) {
 
 ServiceProcess::ServiceProcess(const std::string& pis, std::vector<std::string> arguments, const std::string& log) {
     constexpr int kLooks = 500;
+    constexpr std::chrono::milliseconds kLook{20};
     arguments.insert(arguments.begin(), {pis, "serve", "--listen", "127.0.0.1:0"});
-    _process = spawn(arguments, log);
-    for (int look = 0; look < kLooks && _port == 0; ++look) {
+    _process = start(arguments, log);
+    for (int look = 0; look < kLooks && _port == 0 && !hasEnded(); ++look) {
         std::this_thread::sleep_for(kLook);
         _port = portIn(contentsOf(log));
-        if (_port == 0 && hasEnded()) break;
     }
     if (_port != 0) return;
     if (!hasEnded()) kill(_process, SIGKILL);
@@ -81,22 +69,9 @@ ServiceProcess::~ServiceProcess() {
 }
 
 std::string ServiceProcess::get(const std::string& path) const {
-    asio::io_context context;
-    asio::ip::tcp::socket socket(context);
-    socket.connect({asio::ip::address_v4::loopback(), _port});
-    http::request<http::empty_body> request(http::verb::get, path, 11);
-    request.set(http::field::host, "127.0.0.1");
-    request.keep_alive(false);
-    http::write(socket, request);
-
-    boost::beast::flat_buffer buffer;
-    http::response_parser<http::string_body> answer;
-    answer.body_limit(boost::none);
-    http::read(socket, buffer, answer);
-    if (answer.get().result() != http::status::ok) {
-        throw std::runtime_error(path + " was answered " + std::to_string(answer.get().result_int()));
-    }
-    return std::move(answer.get().body());
+    pis::service::Answer answer = pis::service::get(_port, path);
+    if (answer.status != 200) throw std::runtime_error(path + " was answered " + std::to_string(answer.status));
+    return std::move(answer.body);
 }
 
 double ServiceProcess::metric(const std::string& name) const {
@@ -107,30 +82,20 @@ double ServiceProcess::metric(const std::string& name) const {
 }
 
 double ServiceProcess::residentBytes() const {
-    std::istringstream pages(procFile("statm"));
-    double size = 0;
-    double resident = 0;
-    pages >> size >> resident;
-    return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
+    return procValue("statm", 1) * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 double ServiceProcess::cpuSeconds() const {
-    constexpr int kBeforeTimes = 11;  // fields behind the name, which may hold spaces
-    const std::string stat = procFile("stat");
-    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
-    std::string passedOver;
-    for (int i = 0; i < kBeforeTimes; ++i) fields >> passedOver;
-    double user = 0;
-    double system = 0;
-    fields >> user >> system;
-    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+    constexpr int kUser = 11;
+    constexpr int kSystem = 12;
+    return (procValue("stat", kUser) + procValue("stat", kSystem)) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 std::chrono::milliseconds ServiceProcess::end() {
     using std::chrono::steady_clock;
-    const auto asked = steady_clock::now();
     constexpr std::chrono::seconds kPatience{5};
     constexpr std::chrono::milliseconds kShortLook{2};
+    const auto asked = steady_clock::now();
     kill(_process, SIGTERM);
     while (!hasEnded()) {
         if (steady_clock::now() - asked > kPatience) throw std::runtime_error("the service does not end");
@@ -147,6 +112,12 @@ bool ServiceProcess::hasEnded() {
     return _process <= 0;
 }
 
-std::string ServiceProcess::procFile(const char* name) const {
-    return contentsOf("/proc/" + std::to_string(_process) + "/" + name);
+/// A number of a file of /proc, counted from 0, behind the program's name where there is one: it may hold spaces.
+double ServiceProcess::procValue(const char* file, int place) const {
+    const std::string text = contentsOf("/proc/" + std::to_string(_process) + "/" + file);
+    const std::size_t name = text.rfind(')');
+    std::istringstream values(name == std::string::npos ? text : text.substr(name + 1));
+    std::string value;
+    for (int i = 0; i <= place; ++i) values >> value;
+    return std::stod(value);
 }

@@ -10,7 +10,8 @@
 
 class ServiceProcess {
 public:
-    /// Starts `pis serve` on a free port of loopback and waits until it listens.
+    /// Starts `pis serve` on a free port of loopback and waits until it listens. To be called while this program has
+    /// one thread.
     /// @param log gets what it says.
     /// @throws std::runtime_error where it does not listen within ten seconds.
     ServiceProcess(const std::string& pis, std::vector<std::string> arguments, const std::string& log);
@@ -39,7 +40,7 @@ public:
 
 private:
     bool hasEnded();
-    std::string procFile(const char* name) const;
+    double procValue(const char* file, int place) const;
 
     pid_t _process = -1;
     int _status = 0;

@@ -1,35 +1,29 @@
 #include "SignallingSide.h"
 
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <boost/asio/write.hpp>
 #include <exception>
 #include <stdexcept>
 #include <utility>
 
-#include "feed/FeedReader.h"
-#include "feed/FeedWriter.h"
+#include "FeedFile.h"
 #include "RowPool.h"
+#include "SignallingCodes.h"
+#include "feed/FeedWriter.h"
+
+using namespace pis::feed;
 
 namespace {
 
 std::string markLine(std::uint32_t mark) {
     FeedRecord record;
-    record.kind = FeedRecord::UPDATE;
-    record.type = 3;  // a vehicle
+    record.type = SignallingCodes::VEHICLE;
     record.id = RowPool::kMarkVehicle;
     record.fields.append(std::string(RowPool::kMarkName) + std::to_string(mark));
     return toJsonLine(record) + "\n";
-}
-
-/// @throws std::runtime_error "FILE:LINE: what" at the first line that is no record.
-std::vector<FeedRecord> recordsOf(const std::string& path) {
-    std::vector<FeedRecord> records;
-    FeedReader reader(path);
-    for (FeedRecord record;;) {
-        switch (reader.next(record)) {
-            case FeedReader::Next::RECORD: records.push_back(record); break;
-            case FeedReader::Next::END: return records;
-            default: throw std::runtime_error(reader.fault());
-        }
-    }
 }
 
 Clock::duration seconds(double value) {
@@ -39,13 +33,17 @@ Clock::duration seconds(double value) {
 }  // namespace
 
 SignallingSide::SignallingSide(const std::string& feed, double speed)
-    : _speed(speed), _listener(Socket::listening()), _service(Socket::none()), _sentAt(kMostMarks) {
+    : _speed(speed),
+      _listener(ioContext(), {boost::asio::ip::address_v4::loopback(), 0}),
+      _service(ioContext()),
+      _sentAt(kMostMarks) {
+    fcntl(_listener.native_handle(), F_SETFD, FD_CLOEXEC);  // the service is not to have it
     divideFeed(feed);
 }
 
 SignallingSide::~SignallingSide() {
     ask(ENDING, {});
-    _listener.shutDown();  // in case nobody ever connected
+    shutdown(_listener.native_handle(), SHUT_RDWR);  // in case nobody ever connected
     if (_thread.joinable()) _thread.join();
 }
 
@@ -90,7 +88,7 @@ std::string SignallingSide::failure() const {
 /// Cuts a feed into the state that it begins with and the bursts behind it.
 void SignallingSide::divideFeed(const std::string& path) {
     bool inState = true;
-    for (const FeedRecord& record : recordsOf(path)) {
+    for (const FeedRecord& record : recordsIn(path)) {
         const double at = record.at.value_or(_day.empty() ? 0 : _day.back().at);
         if (!inState && (_day.empty() || _day.back().at != at)) _day.push_back({at, {}, 0});
         Burst& burst = inState ? _wholeState : _day.back();
@@ -105,48 +103,41 @@ void SignallingSide::divideFeed(const std::string& path) {
 
 void SignallingSide::run() {
     _service = _listener.accept();
+    _service.set_option(tcp::no_delay(true));
     send(_wholeState);
     std::size_t next = 0;
+    std::unique_lock<std::mutex> lock(_mutex);
     while (true) {
-        const auto [wish, beat, asked] = awaitWish();
-        if (wish == ENDING) return;
+        _changed.wait(lock, [this] { return _wish != HOLDING; });
+        if (_wish == ENDING) return;
+        const std::uint32_t asked = _asked;
+        const std::chrono::milliseconds beat = _beat;
         const Clock::time_point began = Clock::now();
         const double from = _day.at(next).at;
         Clock::time_point nextBeat = beat.count() > 0 ? began + beat : Clock::time_point::max();
-        while (next < _day.size()) {
+        while (true) {
             const Clock::time_point due = began + seconds((_day[next].at - from) / _speed);
-            if (!waitFor(std::min(due, nextBeat), asked)) break;
+            if (_changed.wait_until(lock, std::min(due, nextBeat), [&] { return _asked != asked; })) break;
+            lock.unlock();
             if (due <= nextBeat) {
                 send(_day[next++]);
             } else {
                 send({});
                 nextBeat += beat;
             }
+            if (next == _day.size()) throw std::runtime_error("the feed is at its end before the measurement is");
+            lock.lock();
         }
-        if (next == _day.size()) throw std::runtime_error("the feed is at its end before the measurement is");
     }
-}
-
-/// The next thing to do, other than holding still.
-SignallingSide::Asked SignallingSide::awaitWish() {
-    std::unique_lock<std::mutex> lock(_mutex);
-    _changed.wait(lock, [this] { return _wish != HOLDING; });
-    return {_wish, _beat, _asked};
-}
-
-/// False when something else is wanted before then.
-bool SignallingSide::waitFor(Clock::time_point due, std::uint32_t asked) {
-    std::unique_lock<std::mutex> lock(_mutex);
-    return !_changed.wait_until(lock, due, [&] { return _asked != asked; });
 }
 
 void SignallingSide::send(const Burst& burst) {
     const std::uint32_t mark = _marks + 1;
     if (mark >= _sentAt.size()) throw std::runtime_error("there are more bursts than can be kept");
     const std::string lines = burst.lines + markLine(mark);
-    // The record comes in when it is sent: whatever the service needs to take it counts.
+    // The record comes in when it is sent: whatever the service needs to read it counts.
     _sentAt[mark] = Clock::now().time_since_epoch().count();
     _marks = mark;
-    _service.send(lines);
+    boost::asio::write(_service, boost::asio::buffer(lines));
     _records += burst.records + 1;
 }

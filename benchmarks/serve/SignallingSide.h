@@ -23,7 +23,7 @@ public:
     SignallingSide(const std::string& feed, double speed);
     ~SignallingSide();
 
-    unsigned short port() const { return _listener.port(); }
+    unsigned short port() const { return _listener.local_endpoint().port(); }
 
     /// Waits for the service, sends the whole state, then holds still.
     void start();
@@ -57,17 +57,10 @@ private:
         std::uint64_t records = 0;
     };
     enum Wish { HOLDING, PLAYING, ENDING };
-    struct Asked {
-        Wish wish;
-        std::chrono::milliseconds beat;
-        std::uint32_t asked;
-    };
 
     void divideFeed(const std::string& path);
     void ask(Wish wish, std::chrono::milliseconds beat);
     void run();
-    Asked awaitWish();
-    bool waitFor(Clock::time_point due, std::uint32_t asked);
     void send(const Burst& burst);
 
     static constexpr std::size_t kMostMarks = 100000;
@@ -75,8 +68,8 @@ private:
     const double _speed;
     Burst _wholeState;
     std::vector<Burst> _day;
-    Socket _listener;
-    Socket _service;
+    tcp::acceptor _listener;
+    tcp::socket _service;
     std::vector<std::atomic<Clock::rep>> _sentAt;  // by mark
     std::atomic<std::uint32_t> _marks{0};
     std::atomic<std::uint64_t> _records{0};

@@ -39,7 +39,7 @@ function done(summary, latency)
     end
     local errors = summary.errors
     local failed = errors.connect + errors.read + errors.write + errors.status + errors.timeout
-    print(string.format("request\t%s\t%.0f\t%.0f\t%.3f\t%.3f\t%.3f\t%d\t%d", threads[1]:get("name"),
-        summary.requests, summary.requests / (summary.duration / 1e6), latency:percentile(50) / 1e3,
-        latency:percentile(99) / 1e3, latency.max / 1e3, held, failed))
+    print(string.format("request\t%s\t%.0f\t%.3f\t%.3f\t%.3f\t%.1f %%\t%d", threads[1]:get("name"),
+        summary.requests / (summary.duration / 1e6), latency:percentile(50) / 1e3, latency:percentile(99) / 1e3,
+        latency.max / 1e3, 100 * held / summary.requests, failed))
 end

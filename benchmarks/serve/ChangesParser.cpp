@@ -1,4 +1,4 @@
-#include "EventStream.h"
+#include "ChangesParser.h"
 
 #include <algorithm>
 #include <charconv>
@@ -28,11 +28,11 @@ StreamEvent eventOf(std::string_view text) {
 
 }  // namespace
 
-void EventStream::take(std::string_view bytes) {
+void ChangesParser::accept(std::string_view bytes) {
     forgetWhatWasRead();
     while (!bytes.empty() && _state != ENDED) {
         if (_state != DATA) {
-            if (takeLine(bytes)) takeWholeLine();
+            if (completeLine(bytes)) readLine();
             continue;
         }
         const std::size_t count = std::min(_left, bytes.size());
@@ -43,7 +43,7 @@ void EventStream::take(std::string_view bytes) {
     }
 }
 
-bool EventStream::next(StreamEvent& event) {
+bool ChangesParser::next(StreamEvent& event) {
     const std::size_t end = _text.find(kEventEnd, _seen);
     if (end == std::string::npos) {
         _seen = std::max(_read, _text.empty() ? 0 : _text.size() - 1);  // the end may come in two pieces
@@ -55,7 +55,7 @@ bool EventStream::next(StreamEvent& event) {
 }
 
 /// True when a line is whole, without its end.
-bool EventStream::takeLine(std::string_view& bytes) {
+bool ChangesParser::completeLine(std::string_view& bytes) {
     const std::size_t end = bytes.find('\n');
     _line.append(bytes.substr(0, end));
     bytes.remove_prefix(end == std::string_view::npos ? bytes.size() : end + 1);
@@ -64,7 +64,7 @@ bool EventStream::takeLine(std::string_view& bytes) {
     return true;
 }
 
-void EventStream::takeWholeLine() {
+void ChangesParser::readLine() {
     const std::string line = std::move(_line);
     _line.clear();
     if (_state == STATUS) {
@@ -89,7 +89,7 @@ void EventStream::takeWholeLine() {
 }
 
 /// A whole picture is large, what changes is not: its memory is given back.
-void EventStream::forgetWhatWasRead() {
+void ChangesParser::forgetWhatWasRead() {
     constexpr std::size_t kKept = 65536;
     _text.erase(0, _read);
     _seen -= _read;

@@ -1,6 +1,6 @@
 // The bytes of an HTTP answer come in as they arrive, Server-Sent Events go out. Each reader has one.
-#ifndef BENCHMARKS_SERVE_EVENTSTREAM_H
-#define BENCHMARKS_SERVE_EVENTSTREAM_H
+#ifndef BENCHMARKS_SERVE_CHANGESPARSER_H
+#define BENCHMARKS_SERVE_CHANGESPARSER_H
 
 #include <cstddef>
 #include <string>
@@ -15,13 +15,13 @@ struct StreamEvent {
 
 /// Takes a chunked answer apart. Knows as much of the wire as the service uses: one data line an event,
 /// comments, line ends in one character.
-class EventStream {
+class ChangesParser {
 public:
-    /// Takes the next bytes. @throws std::runtime_error where the answer is not 200 and chunked, or not
+    /// Accepts the next bytes. @throws std::runtime_error where the answer is not 200 and chunked, or not
     /// framed as it should be.
-    void take(std::string_view bytes);
+    void accept(std::string_view bytes);
 
-    /// The next whole event among what was taken; false when the rest is still to come.
+    /// The next whole event among what was accepted; false when the rest is still to come.
     bool next(StreamEvent& event);
 
     /// Whether the last chunk has come.
@@ -30,8 +30,8 @@ public:
 private:
     enum State { STATUS, HEADERS, SIZE, DATA, AFTER_DATA, ENDED };
 
-    bool takeLine(std::string_view& bytes);
-    void takeWholeLine();
+    bool completeLine(std::string_view& bytes);
+    void readLine();
     void forgetWhatWasRead();
 
     State _state = STATUS;

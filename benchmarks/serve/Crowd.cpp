@@ -1,9 +1,11 @@
-#include "Readers.h"
+#include "Crowd.h"
 
 #include <sys/epoll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <boost/asio/write.hpp>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -27,33 +29,38 @@ std::string changesRequest() {
     return "GET /api/v1/changes HTTP/1.1\r\nHost: 127.0.0.1\r\nAccept: text/event-stream\r\n\r\n";
 }
 
-Readers::Readers(const SignallingSide& side, unsigned short port)
-    : _side(side), _port(port), _buffer(1U << 18U), _poll(epoll_create1(EPOLL_CLOEXEC)) {}
+Crowd::Crowd(const SignallingSide& side, unsigned short port)
+    : _side(side), _port(port), _buffer(1U << 18U), _poll(epoll_create1(EPOLL_CLOEXEC)) {
+    if (_poll < 0) throw std::runtime_error("readers cannot be watched");
+}
 
-Readers::~Readers() = default;
+Crowd::~Crowd() {
+    close(_poll);
+}
 
-void Readers::open(std::size_t count, double perSecond) {
+void Crowd::open(std::size_t count, double perSecond) {
     const Clock::time_point began = Clock::now();
     _readers.reserve(_readers.size() + count);  // the kernel holds addresses of readers
     for (std::size_t i = 0; i < count; ++i) {
         const std::chrono::duration<double> due(static_cast<double>(i) / perSecond);
         runUntil(began + std::chrono::duration_cast<Clock::duration>(due));
-        Reader& reader = _readers.emplace_back(Socket::connectedTo(_port));
-        reader.socket.send(changesRequest());
+        Reader& reader = _readers.emplace_back(connectedTo(_port));
+        boost::asio::write(reader.socket, boost::asio::buffer(changesRequest()));
+        reader.socket.non_blocking(true);
         epoll_event interest{};
         interest.events = EPOLLIN;
         interest.data.u64 = _readers.size() - 1;
-        if (epoll_ctl(_poll.descriptor(), EPOLL_CTL_ADD, reader.socket.descriptor(), &interest) != 0) {
+        if (epoll_ctl(_poll, EPOLL_CTL_ADD, reader.socket.native_handle(), &interest) != 0) {
             throw std::runtime_error("a reader cannot be watched");
         }
     }
 }
 
-void Readers::runUntil(Clock::time_point end, Latencies* latencies) {
-    for (Clock::time_point now = Clock::now(); now < end; now = Clock::now()) takeWhatComes(end - now, latencies);
+void Crowd::runUntil(Clock::time_point end, Latencies* latencies) {
+    for (Clock::time_point now = Clock::now(); now < end; now = Clock::now()) receiveWhatComes(end - now, latencies);
 }
 
-bool Readers::runUntil(const std::function<bool()>& isSo, std::chrono::seconds limit, Latencies* latencies) {
+bool Crowd::runUntil(const std::function<bool()>& isSo, std::chrono::seconds limit, Latencies* latencies) {
     constexpr std::chrono::milliseconds kLook{20};
     const Clock::time_point end = Clock::now() + limit;
     while (!isSo()) {
@@ -63,29 +70,29 @@ bool Readers::runUntil(const std::function<bool()>& isSo, std::chrono::seconds l
     return true;
 }
 
-bool Readers::allBegan() const {
+bool Crowd::allBegan() const {
     return std::all_of(_readers.begin(), _readers.end(), [](const Reader& reader) { return reader.began; });
 }
 
-bool Readers::allKnow(const std::string& revision) const {
+bool Crowd::allKnow(const std::string& revision) const {
     const std::uint32_t last = _side.marks();
     return std::all_of(_readers.begin(), _readers.end(),
                        [&](const Reader& reader) { return reader.mark == last && reader.revision == revision; });
 }
 
-std::size_t Readers::ended() const {
+std::size_t Crowd::ended() const {
     const auto count =
-        std::count_if(_readers.begin(), _readers.end(), [](const Reader& reader) { return !reader.socket.isOpen(); });
+        std::count_if(_readers.begin(), _readers.end(), [](const Reader& reader) { return !reader.socket.is_open(); });
     return static_cast<std::size_t>(count);
 }
 
-std::size_t Readers::differFrom(const ReaderState& expected) const {
+std::size_t Crowd::differFrom(const ReaderState& expected) const {
     const auto count = std::count_if(_readers.begin(), _readers.end(),
                                      [&](const Reader& reader) { return placeOfDifference(reader.rows, expected); });
     return static_cast<std::size_t>(count);
 }
 
-std::string Readers::firstDifference(const ReaderState& expected) const {
+std::string Crowd::firstDifference(const ReaderState& expected) const {
     for (const Reader& reader : _readers) {
         const std::optional<std::size_t> place = placeOfDifference(reader.rows, expected);
         if (!place) continue;
@@ -97,28 +104,29 @@ std::string Readers::firstDifference(const ReaderState& expected) const {
 
 // --- What comes ---------------------------------------------------------------------------------
 
-void Readers::takeWhatComes(Clock::duration wait, Latencies* latencies) {
+void Crowd::receiveWhatComes(Clock::duration wait, Latencies* latencies) {
     std::array<epoll_event, 256> ready{};
     const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
-    const int count = epoll_wait(_poll.descriptor(), ready.data(), static_cast<int>(ready.size()),
+    const int count = epoll_wait(_poll, ready.data(), static_cast<int>(ready.size()),
                                  static_cast<int>(std::min<std::int64_t>(milliseconds, 1000)));
     for (int i = 0; i < count; ++i) {
         receive(_readers[ready.at(static_cast<std::size_t>(i)).data.u64], latencies);
     }
 }
 
-void Readers::receive(Reader& reader, Latencies* latencies) {
-    const ssize_t count = recv(reader.socket.descriptor(), _buffer.data(), _buffer.size(), MSG_DONTWAIT);
-    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (count <= 0) return reader.socket.close();
+void Crowd::receive(Reader& reader, Latencies* latencies) {
+    boost::system::error_code fault;
+    const std::size_t count = reader.socket.read_some(boost::asio::buffer(_buffer), fault);
+    if (fault == boost::asio::error::would_block) return;
+    if (fault) return reader.socket.close();
     const Clock::time_point now = Clock::now();
-    _traffic.bytes += static_cast<std::uint64_t>(count);
-    reader.stream.take({_buffer.data(), static_cast<std::size_t>(count)});
-    for (StreamEvent event; reader.stream.next(event);) take(reader, event, now, latencies);
+    _traffic.bytes += count;
+    reader.stream.accept({_buffer.data(), count});
+    for (StreamEvent event; reader.stream.next(event);) apply(reader, event, now, latencies);
     if (reader.stream.ended()) reader.socket.close();
 }
 
-void Readers::take(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies) {
+void Crowd::apply(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies) {
     if (event.kind.empty()) return;  // a comment
     ++_traffic.events;
     if (event.kind == "update") {
@@ -141,7 +149,7 @@ void Readers::take(Reader& reader, const StreamEvent& event, Clock::time_point n
 }
 
 /// Bursts whose own mark was overtaken by a later one came in with that.
-void Readers::noteMark(Reader& reader, std::uint32_t mark, Clock::time_point now, Latencies* latencies) {
+void Crowd::noteMark(Reader& reader, std::uint32_t mark, Clock::time_point now, Latencies* latencies) {
     if (mark <= reader.mark) return;
     if (latencies != nullptr) {
         for (std::uint32_t known = reader.mark + 1; known <= mark; ++known) latencies->add(now - _side.sentAt(known));

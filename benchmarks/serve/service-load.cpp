@@ -4,18 +4,21 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <boost/asio/write.hpp>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
-#include "Arguments.h"
+#include "Crowd.h"
 #include "Latencies.h"
-#include "Readers.h"
 #include "Results.h"
 #include "ServiceProcess.h"
 #include "SignallingSide.h"
-#include "Standstill.h"
+#include "Socket.h"
 
 namespace {
 
@@ -103,21 +106,19 @@ public:
           _service(call.pis, serviceArguments(_side, call.readers), call.output + ".log"),
           _readers(_side, _service.port()) {}
 
-    bool run() {
+    void run() {
         begin();
         openReaders();
         _side.play();
-        measure("the sample", [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); });
+        const auto phase = [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); };
+        measure("the sample", phase);
         measureWithStandstill();
-        measure("after those were closed",
-                [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); });
+        measure("after those were closed", phase);
         _side.play(kBeat);
-        measure("the sample and a vehicle every 20 ms",
-                [this](Latencies& latencies) { _readers.runUntil(Clock::now() + kPhase, &latencies); });
+        measure("the sample and a vehicle every 20 ms", phase);
         _side.hold();
         compare();
         end();
-        return _results.good();
     }
 
 private:
@@ -142,16 +143,44 @@ private:
         noteMemory("with them, the feed still");
     }
 
+    /// With readers besides that ask for the changes and never read any.
     void measureWithStandstill() {
+        constexpr int kReceiveBuffer = 4096;  // bytes
         noteMemory("with them, the sample running");
-        Standstill standstill(_service, kStandingStill);
-        bool allClosed = false;
+        std::vector<tcp::socket> sockets;
+        for (std::size_t i = 0; i < kStandingStill; ++i) {
+            sockets.push_back(connectedTo(_service.port(), kReceiveBuffer));
+            boost::asio::write(sockets.back(), boost::asio::buffer(changesRequest()));
+        }
+        std::future<Standstill> closing = std::async(std::launch::async, [this] { return awaitClosing(); });
         measure("the sample and ten that never read", [&](Latencies& latencies) {
-            allClosed = _readers.runUntil([&] { return standstill.allClosed(); }, kPatience, &latencies);
+            const auto isOver = [&closing] { return closing.wait_for(seconds(0)) == std::future_status::ready; };
+            _readers.runUntil(isOver, 2 * kPatience, &latencies);
         });
-        if (!allClosed) throw std::runtime_error("readers that stand still were not closed within a minute");
+        const Standstill standstill = closing.get();
         noteMemory("with ten more that never read, when those had just been closed");
-        _results.write("standstill", kStandingStill, standstill.secondsUntilClosed(), standstill.mostResidentBytes());
+        _results.write("standstill", kStandingStill, standstill.seconds, standstill.mostResidentBytes);
+    }
+
+    /// How long those that stand still were kept, and the service's memory meanwhile.
+    struct Standstill {
+        double seconds;
+        double mostResidentBytes;
+    };
+
+    /// Waits until the service has closed them all, by its own count: they themselves read nothing and therefore
+    /// cannot see it. For a thread of its own.
+    Standstill awaitClosing() const {
+        constexpr milliseconds kLook{250};
+        const Clock::time_point opened = Clock::now();
+        double most = 0;
+        while (Clock::now() - opened < kPatience) {
+            std::this_thread::sleep_for(kLook);
+            most = std::max(most, _service.residentBytes());
+            if (_service.metric("pis_changes_stood_still_total") < static_cast<double>(kStandingStill)) continue;
+            return {std::chrono::duration<double>(Clock::now() - opened).count(), most};
+        }
+        throw std::runtime_error("readers that stand still were not closed within a minute");
     }
 
     /// Writes what a phase was like.
@@ -163,15 +192,17 @@ private:
         const double ownCpu = ownCpuSeconds();
         const std::uint64_t records = _side.records();
         const std::uint32_t marks = _side.marks();
-        const Readers::Traffic traffic = _readers.traffic();
+        const Crowd::Traffic traffic = _readers.traffic();
 
         phase(latencies);
 
         const double took = std::chrono::duration<double>(Clock::now() - began).count();
         if (const std::string failure = _side.failure(); !failure.empty()) throw std::runtime_error(failure);
-        _results.write("latency", name, _readers.count(), _side.marks() - marks, latencies.count(),
-                       latencies.percentile(0.5), latencies.percentile(0.9), latencies.percentile(0.99),
-                       latencies.percentile(1));
+        if (latencies.count() > 0) {
+            _results.write("latency", name, _readers.count(), _side.marks() - marks, latencies.count(),
+                           latencies.percentile(0.5), latencies.percentile(0.9), latencies.percentile(0.99),
+                           latencies.percentile(1));
+        }
         _results.write("load", name, took, static_cast<double>(_side.records() - records) / took,
                        static_cast<double>(_readers.traffic().events - traffic.events) / took,
                        static_cast<double>(_readers.traffic().bytes - traffic.bytes) / took,
@@ -220,7 +251,7 @@ private:
     Results _results;
     SignallingSide _side;
     ServiceProcess _service;
-    Readers _readers;
+    Crowd _readers;
 };
 
 }  // namespace
@@ -229,6 +260,6 @@ int main(int argc, char** argv) {
     return runProgram(argv[0], [&] {
         const Call call = callOf(argc, argv);
         provideDescriptors(call.readers);
-        return Measurement(call).run();
+        Measurement(call).run();
     });
 }

@@ -1,7 +1,7 @@
 // Readers of the service's changes, thousands of them on one thread: bytes come in, each reader's state and the
 // times from record to reader come out.
-#ifndef BENCHMARKS_SERVE_READERS_H
-#define BENCHMARKS_SERVE_READERS_H
+#ifndef BENCHMARKS_SERVE_CROWD_H
+#define BENCHMARKS_SERVE_CROWD_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "EventStream.h"
+#include "ChangesParser.h"
 #include "Latencies.h"
 #include "RowPool.h"
 #include "SignallingSide.h"
@@ -19,7 +19,7 @@
 std::string changesRequest();
 
 /// [Threading] For one thread.
-class Readers {
+class Crowd {
 public:
     /// What came in, for all readers together.
     struct Traffic {
@@ -28,17 +28,17 @@ public:
         std::uint64_t resets = 0;
     };
 
-    Readers(const SignallingSide& side, unsigned short port);
-    ~Readers();
+    Crowd(const SignallingSide& side, unsigned short port);
+    ~Crowd();
 
     /// Opens readers one after the other, so many a second, and serves those that are there meanwhile.
     void open(std::size_t count, double perSecond);
 
-    /// Takes what comes until a moment. Into `latencies` goes, for each reader and each burst that went out,
+    /// Receives what comes until a moment. Into `latencies` goes, for each reader and each burst that went out,
     /// when the reader knew of it: at the burst's own mark or at a later one that took its place.
     void runUntil(Clock::time_point end, Latencies* latencies = nullptr);
 
-    /// Takes what comes until something is so. False when that is not so within the limit.
+    /// Receives what comes until something is so. False when that is not so within the limit.
     bool runUntil(const std::function<bool()>& isSo, std::chrono::seconds limit, Latencies* latencies = nullptr);
 
     std::size_t count() const { return _readers.size(); }
@@ -61,24 +61,24 @@ public:
 
     RowPool& rows() { return _rows; }
 
-    Readers(const Readers&) = delete;
-    Readers& operator=(const Readers&) = delete;
+    Crowd(const Crowd&) = delete;
+    Crowd& operator=(const Crowd&) = delete;
 
 private:
     struct Reader {
-        explicit Reader(Socket connected) : socket(std::move(connected)) {}
+        explicit Reader(tcp::socket connected) : socket(std::move(connected)) {}
 
-        Socket socket;
-        EventStream stream;
+        tcp::socket socket;
+        ChangesParser stream;
         ReaderState rows;
         std::string revision;
         std::uint32_t mark = 0;  // the latest that it knows
         bool began = false;
     };
 
-    void takeWhatComes(Clock::duration wait, Latencies* latencies);
+    void receiveWhatComes(Clock::duration wait, Latencies* latencies);
     void receive(Reader& reader, Latencies* latencies);
-    void take(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies);
+    void apply(Reader& reader, const StreamEvent& event, Clock::time_point now, Latencies* latencies);
     void noteMark(Reader& reader, std::uint32_t mark, Clock::time_point now, Latencies* latencies);
 
     const SignallingSide& _side;
@@ -87,7 +87,7 @@ private:
     std::vector<Reader> _readers;
     std::vector<char> _buffer;
     Traffic _traffic;
-    Socket _poll;  // the kernel's list of those to be served; no socket, but closed like one
+    const int _poll;  // the kernel's list of those to be served
 };
 
 #endif

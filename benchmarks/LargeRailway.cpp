@@ -1,11 +1,12 @@
-#include "Railway.h"
+#include "LargeRailway.h"
 
 #include <algorithm>
 #include <tuple>
 
 #include "BenchHost.h"
-#include "Tables.h"
+#include "StoreTables.h"
 
+using namespace pis::feed;
 using namespace SignallingCodes;
 
 namespace {
