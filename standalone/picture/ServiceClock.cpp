@@ -107,7 +107,7 @@ std::optional<Time> parsed(const char* format, const std::string& text) {
     std::istringstream in(text);
     Time time{};
     in >> date::parse(format, time);
-    if (in.fail() || date::format(format, time) != text) return std::nullopt;
+    if (date::format(format, time) != text) return std::nullopt;
     return time;
 }
 

@@ -233,6 +233,14 @@ TEST_F(DeparturesTest, AnEarlyTrainsDelayIsNegative) {
     EXPECT_TRUE(shows(R"("delay":-60)"));
 }
 
+TEST_F(DeparturesTest, ArrivalsAndDeparturesHaveDelaysOfTheirOwn) {
+    run(service(12));
+    serviceStop(121, {"12", "31", "25200", "60", "120"});
+    serviceStop(122, {"12", "32", "25200", "180", "240"});
+    EXPECT_EQ(board(kStart), "12 07:01 07:03") << "it departs";
+    EXPECT_TRUE(shows(R"("scheduled":25380,"scheduled_text":"07:03","expected":25560,)")) << "and arrives there";
+}
+
 TEST_F(DeparturesTest, TimesGoOnPastMidnight) {
     run(service(12, Service::NOT_STARTED, "121!122!123", 86400 - 90), "0");
     run(service(13, Service::NOT_STARTED, "131!132!133", 86400 + 600), "120");
@@ -293,9 +301,13 @@ TEST_F(DeparturesTest, ATrainStaysInOneDayFromItsFirstCallToItsLast) {
     run(service(12, Service::RUNNING, "123", 20 * 3600));
     EXPECT_EQ(board(wallAt("05:50"), 13), "12 06:01 06:01");
     EXPECT_EQ(board(wallAt("07:50"), 13), "12 06:01 06:01") << "late, and under way since yesterday";
+    EXPECT_NE(answer({0, 13, 20}, wallAt("07:50")).find(R"("scheduled":21660,)"), std::string::npos)
+        << "it was due today";
     run(service(12, Service::NOT_STARTED, "", 20 * 3600));
     EXPECT_EQ(board(wallAt("07:50")), "12 20:01 20:01") << "tonight's has not begun";
     EXPECT_EQ(board(wallAt("07:50"), 13), "12 06:01 06:01") << "and calls there tomorrow";
+    run(service(12, Service::CANCELLED, "", 20 * 3600));
+    EXPECT_EQ(board(wallAt("07:50")), "12 20:01 20:01") << "nor will it";
 }
 
 TEST_F(DeparturesTest, TheFeedsOwnClockSaysWhichDayItIs) {
@@ -365,6 +377,13 @@ TEST_F(DeparturesTest, CallsWhoseStopHasNotComeGoByTheOnesThatHave) {
     EXPECT_EQ(board(late, 11), "12 07:03 07:04");
 
     builder.takeDeletion(9, 122);
+    serviceStop(121, {"12", "31", "25200", "60", "60"});
+    update(service(12, Service::RUNNING, "121!122!123"));
+    EXPECT_EQ(board(late), "12 07:01 07:02");
+    EXPECT_EQ(board(late, 11), "12 07:03 07:03") << "behind the first";
+    update(service(12, Service::RUNNING, "122!123"));
+
+    builder.takeDeletion(9, 121);
     serviceStop(123, {"12", "33", "25200", "60", "60"});
     EXPECT_EQ(board(kStart), "no_trains");
     EXPECT_EQ(board(late, 11), "12 07:03 07:03");
@@ -413,6 +432,11 @@ TEST_F(DeparturesTest, AListWithUnusableIdsIsTreatedAsMissing) {
     EXPECT_EQ(board(kStart), "12 07:01 07:01, 13 07:01 07:01, 14 07:01 07:01") << "15 has a list that leaves this out";
 }
 
+TEST_F(DeparturesTest, AListMayBeInAnyOrder) {
+    run(service(12, Service::RUNNING, "123!122!121"));
+    for (const int platformId : {9, 11}) EXPECT_NE(board(kStart + 7200, platformId), "no_trains") << platformId;
+}
+
 TEST_F(DeparturesTest, AListMayHaveBlanks) {
     run(service(12, Service::RUNNING, " 121! 122 !123 "));
     EXPECT_EQ(board(kStart), "12 07:01 07:01");
@@ -454,6 +478,12 @@ TEST_F(DeparturesTest, ATripMayNameStopsThatHaveNotCome) {
     addTrip(3, "longer", "31!32!33!34");
     update(service(12));
     EXPECT_EQ(board(kStart, 13), "12 07:06 07:06");
+    EXPECT_TRUE(shows(R"("destination":{"id":7,)")) << "the last one that is known";
+    tripStop(33, {"3", "4711", "Y", "400", "400"});
+    EXPECT_TRUE(shows(R"("expected_text":"07:03"}]}]})")) << "nor is a platform that has not come a name to show";
+    EXPECT_TRUE(shows(R"("destination":null,)")) << "it goes farther than Customs Quay";
+    addPlatform(4711, "Siding 3", 4712);
+    EXPECT_TRUE(shows(R"({"station_id":4712,"name":"Siding 3","platform_id":4711,)"));
 }
 
 TEST_F(DeparturesTest, AStopThatHasNotComeIsACallLikeAnyOther) {
@@ -584,12 +614,12 @@ TEST_F(DeparturesTest, TheBoardsAreTheStationsWithTheirPlatformsAndTracks) {
 // --- Order --------------------------------------------------------------------------------------
 
 TEST_F(DeparturesTest, ComeByExpectedThenScheduledTimeThenService) {
-    run(service(15, Service::NOT_STARTED, "", kStart + 120), "0");  // 07:03 07:03
+    run(service(10, Service::NOT_STARTED, "", kStart + 120), "0");  // 07:03 07:03
     run(service(14, Service::NOT_STARTED, "", kStart), "120");      // 07:01 07:03
     run(service(13, Service::NOT_STARTED, "", kStart), "120");      // 07:01 07:03
     run(service(12, Service::NOT_STARTED, "", kStart + 60), "0");   // 07:02 07:02
     run(service(11, Service::CANCELLED, "", kStart), "3600");       // 07:01, and would be 08:01
-    EXPECT_EQ(board(kStart), "11 07:01 08:01, 12 07:02 07:02, 13 07:01 07:03, 14 07:01 07:03, 15 07:03 07:03");
+    EXPECT_EQ(board(kStart), "11 07:01 08:01, 12 07:02 07:02, 13 07:01 07:03, 14 07:01 07:03, 10 07:03 07:03");
     EXPECT_EQ(board(kStart, 9, 2), "11 07:01 08:01, 12 07:02 07:02") << "the limit counts from the front";
     EXPECT_EQ(board(kStart, 9, 0), "departures");
 }

@@ -197,7 +197,8 @@ TEST(ServiceClock, AMomentMayLeaveItsSecondsOut) {
     EXPECT_EQ(now.wholeMinute().text(), "12:00");
     EXPECT_EQ(now.wholeMinute().shiftOf(0, false), 86400);
     feed::FeedStatus feed;
-    feed.at = -1;
+    feed.at = -0.5;
+    EXPECT_EQ(ServiceClock({ClockOptions::FEED, "day", "UTC", "03:00"}).at(feed, {}).text(), "23:59");
     EXPECT_DOUBLE_EQ(ServiceClock({ClockOptions::FEED, "day", "UTC", "03:00"}).at(feed, {}).wholeMinute().seconds(),
                      -60.0);
 }
