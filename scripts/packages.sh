@@ -2,8 +2,8 @@
 # Sourced by ./run and ./test: sees to it that the Debian packages they need are there.
 
 # What builds and runs the program pis.
-kRunPackages=(cmake g++ ninja-build libboost1.81-dev libboost-url1.81-dev libcli11-dev libfmt-dev libsimdjson-dev
-    libspdlog-dev libssl-dev prometheus-cpp-dev tzdata zlib1g-dev)
+kRunPackages=(cmake g++ ninja-build libboost1.81-dev libboost-url1.81-dev libcli11-dev libfmt-dev
+    libhowardhinnant-date-dev libsimdjson-dev libspdlog-dev libssl-dev prometheus-cpp-dev tzdata zlib1g-dev)
 
 # What the tests need besides.
 kTestPackages=(ccache chromium clang-14 clang-format-14 clang-tidy-14 googletest libclang-rt-14-dev pkg-config shellcheck)

@@ -24,7 +24,7 @@ std::string trackOf(const PlatformInfo& platform, const Station* station) {
 /// Writes the parts of the answer into one text.
 class DepartureWriter {
 public:
-    DepartureWriter(const Picture& picture, const ServiceClock& clock) : _picture(picture), _clock(clock) {}
+    DepartureWriter(const Picture& picture, const ServiceMoment& now) : _picture(picture), _now(now) {}
 
     void writePlace(const DepartureQuery& query) {
         if (query.stationId != 0) {
@@ -80,9 +80,9 @@ private:
 
     void writeTimes(std::int64_t scheduled, std::int64_t expected) {
         _json.key("scheduled").number(scheduled);
-        text("scheduled_text", _clock.text(scheduled));
+        text("scheduled_text", _now.text(scheduled));
         _json.key("expected").number(expected);
-        text("expected_text", _clock.text(expected));
+        text("expected_text", _now.text(expected));
     }
 
     void writeState(const Call& call) {
@@ -118,7 +118,7 @@ private:
         const Station* station = _picture.record<Station>(call.run->service->getDestinationStationId());
         const std::vector<Pattern::Stop>& stops = call.pattern->stops;
         for (auto stop = stops.rbegin(); station == nullptr && stop != stops.rend(); ++stop) {
-            if (stop->record == nullptr || !call.run->callsAt(stop->id)) continue;
+            if (stop->record == nullptr) continue;
             station = stationOf(_picture.record<PlatformInfo>(stop->record->getPlatformId()));
             break;
         }
@@ -149,8 +149,7 @@ private:
         const std::vector<Pattern::Stop>& stops = call.pattern->stops;
         for (std::size_t place = call.place + 1; place < stops.size(); ++place) {
             const TripStop* stop = stops[place].record;
-            if (stop == nullptr || !stop->isStopping() || !call.run->callsAt(stop->getId())) continue;
-            writeStopAhead(*call.run, *stop);
+            if (stop != nullptr && stop->isStopping()) writeStopAhead(*call.run, *stop);
         }
         _json.endArray();
     }
@@ -161,7 +160,7 @@ private:
         if (platform == nullptr) return;
         const Station* station = stationOf(platform);
         const ServiceStop* serviceStop = run.stopAt(stop.getId());
-        const std::int64_t scheduled = secondsOf(run.service->getStartTime()) + secondsOf(stop.getSchArvOffset());
+        const std::int64_t scheduled = run.start + secondsOf(stop.getSchArvOffset());
         const std::int64_t delay = serviceStop != nullptr ? secondsOf(serviceStop->getArvDelay()) : 0;
         _json.beginObject().key("station_id").number(platform->getStationId());
         text("name", station != nullptr ? station->getName() : platform->getName());
@@ -175,7 +174,7 @@ private:
     }
 
     const Picture& _picture;
-    const ServiceClock& _clock;
+    const ServiceMoment& _now;
     base::JsonText _json;
 };
 
@@ -187,7 +186,7 @@ bool knows(const Picture& picture, const DepartureQuery& query) {
                                 : picture.table<PlatformInfo>().find(query.platformId) != nullptr;
 }
 
-std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now) {
+std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceMoment& now) {
     const bool hasData = picture.feed.ready && !picture.table<TripStop>().empty();
     NextCalls next(picture, now);
     std::vector<Call> calls;
@@ -196,7 +195,7 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
                                      : next.at({query.platformId});
     }
 
-    DepartureWriter writer(picture, clock);
+    DepartureWriter writer(picture, now);
     base::JsonText& json = writer.json();
     json.beginObject();
     writer.writePlace(query);

@@ -23,8 +23,7 @@ bool knows(const Picture& picture, const DepartureQuery& query);
 
 /// The answer as one JSON object; the same text as long as nothing in it changes. Costs the calls at the
 /// platforms asked for, not the tables.
-/// @param now in service time, from the clock.
-std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceClock& clock, double now);
+std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceMoment& now);
 
 /// Every station with its platforms, in the order of the ids, as one JSON object: what departures can be asked for,
 /// under the names that the departures bear. Platforms without a station of the picture are left out.

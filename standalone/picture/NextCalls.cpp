@@ -1,9 +1,11 @@
 #include "picture/NextCalls.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <tuple>
+
+#include "base/Numbers.h"
+#include "base/Text.h"
 
 namespace pis::picture {
 
@@ -12,14 +14,11 @@ namespace {
 /// A train that never ran is not kept for ever.
 constexpr double kNeverRan = 30 * 60;
 
+/// A train under way of which nobody says where it is may be this late.
+constexpr double kRunsUnseen = 5 * 60;
+
 /// A cancelled train stays for those who come for it.
 constexpr double kStaysCancelled = 5 * 60;
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 /// The nth next departure is read as this order of calls.
 auto orderOf(const Call& call) {
@@ -29,6 +28,11 @@ auto orderOf(const Call& call) {
 
 void add(Pattern& pattern, int id, const TripStop* record) {
     if (pattern.places.emplace(id, pattern.stops.size()).second) pattern.stops.push_back({id, record});
+}
+
+/// A state without a name is one of a train that runs.
+bool hasBegun(Service::State state) {
+    return state >= Service::RUNNING && state != Service::CANCELLED;
 }
 
 bool standsAtPlatform(Service::State state) {
@@ -42,12 +46,11 @@ std::vector<int> idsOf(const std::string& list) {
     std::string_view rest = list;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find('!'), rest.size());
-        const std::string_view item = trimmed(rest.substr(0, end));
+        const std::string_view item = base::trimmed(rest.substr(0, end));
         rest.remove_prefix(std::min(end + 1, rest.size()));
         if (item.empty()) continue;
-        int id = 0;
-        const auto [read, fault] = std::from_chars(item.data(), item.data() + item.size(), id);
-        if (fault != std::errc() || read != item.data() + item.size() || id == 0) return {};
+        const int id = base::numberIn<int>(item).value_or(0);
+        if (id == 0) return {};
         ids.push_back(id);
     }
     return ids;
@@ -59,7 +62,23 @@ const ServiceStop* Run::stopAt(int tripStopId) const {
 }
 
 bool Call::isAtPlatform() const {
-    return serviceStop != nullptr && run->next == serviceStop->getId() && standsAtPlatform(run->service->getState());
+    if (!standsAtPlatform(run->service->getState())) return false;
+    return serviceStop != nullptr ? run->next == serviceStop->getId() : placeOfNext() == place;
+}
+
+std::optional<bool> Call::isListed() const {
+    const std::vector<int>& following = run->following;
+    if (following.empty()) return std::nullopt;
+    if (serviceStop != nullptr) return std::binary_search(following.begin(), following.end(), serviceStop->getId());
+    const std::optional<std::size_t> next = placeOfNext();
+    return next ? std::optional(place >= *next) : std::nullopt;
+}
+
+/// Where the stops still ahead begin in the pattern, counted back from the first one listed that is held.
+std::optional<std::size_t> Call::placeOfNext() const {
+    const auto held = pattern->places.find(run->firstHeld);
+    if (held == pattern->places.end() || held->second < run->beforeFirstHeld) return std::nullopt;
+    return held->second - run->beforeFirstHeld;
 }
 
 std::vector<Call> NextCalls::at(const std::vector<int>& platforms) {
@@ -81,7 +100,6 @@ void NextCalls::addCalls(const TripStop& stop, const PlatformInfo& platform, std
     const Pattern& pattern = patternWith(stop);
     for (const int serviceId : services) {
         const Run& run = runOf(*_picture.record<Service>(serviceId));
-        if (!run.callsAt(stop.getId())) continue;
         const ServiceStop* serviceStop = run.stopAt(stop.getId());
         const Call call{&run,
                         &pattern,
@@ -89,32 +107,30 @@ void NextCalls::addCalls(const TripStop& stop, const PlatformInfo& platform, std
                         &stop,
                         serviceStop,
                         &platform,
-                        secondsOf(run.service->getStartTime()) + secondsOf(stop.getSchDepOffset()),
+                        run.start + secondsOf(stop.getSchDepOffset()),
                         serviceStop != nullptr ? secondsOf(serviceStop->getDepDelay()) : 0};
         if (isAhead(call) && isDeparture(call)) calls.push_back(call);
     }
 }
 
-/// What the feed says of a train counts for more than the time: one that runs stays until it has left.
+/// What the feed says of a train counts for more than the time: one that runs stays until it has left. Where it
+/// does not say what lies ahead, time decides.
 bool NextCalls::isAhead(const Call& call) const {
     const Service::State state = call.run->service->getState();
     if (state == Service::TERMINATED) return false;
-    if (state == Service::CANCELLED) return _now <= static_cast<double>(call.scheduled) + kStaysCancelled;
+    const double now = _now.seconds();
+    if (state == Service::CANCELLED) return now <= static_cast<double>(call.scheduled) + kStaysCancelled;
 
-    const std::vector<int>& following = call.run->following;
-    const bool listsAnything = call.serviceStop != nullptr && !following.empty();
-    if (listsAnything && !std::binary_search(following.begin(), following.end(), call.serviceStop->getId())) {
-        return false;
-    }
-    if (state >= Service::RUNNING) return listsAnything;
-    return _now <= static_cast<double>(call.expected()) + kNeverRan;
+    const std::optional<bool> listed = call.isListed();
+    if (listed == false) return false;
+    if (!hasBegun(state)) return now <= static_cast<double>(call.expected()) + kNeverRan;
+    return listed || now <= static_cast<double>(call.expected()) + kRunsUnseen;
 }
 
-bool NextCalls::isDeparture(const Call& call) const {
-    if (call.place == 0 && !call.stop->isStopping()) return false;
-    const std::vector<Pattern::Stop>& stops = call.pattern->stops;
-    return std::any_of(stops.begin() + static_cast<std::ptrdiff_t>(call.place) + 1, stops.end(),
-                       [&call](const Pattern::Stop& later) { return call.run->callsAt(later.id); });
+bool NextCalls::isDeparture(const Call& call) {
+    const bool begins = call.place == 0;
+    const bool ends = call.place + 1 == call.pattern->stops.size();
+    return !ends && (!begins || call.stop->isStopping());
 }
 
 /// The pattern of the stop's trip, by the trip's list of stops; where the trip does not name this stop, by
@@ -162,8 +178,18 @@ const Run& NextCalls::runOf(const Service& service) {
         const ServiceStop* stop = _picture.record<ServiceStop>(id);
         run.stops.emplace(stop->getTripStopId(), stop);
     }
+    run.start = secondsOf(service.getStartTime());
+    run.start += _now.shiftOf(run.start, hasBegun(service.getState()));
     run.following = idsOf(service.getFollowingStopsListAsString());
     if (!run.following.empty()) run.next = run.following.front();
+    for (const int id : run.following) {
+        const ServiceStop* stop = _picture.record<ServiceStop>(id);
+        if (stop != nullptr && stop->getServiceId() == service.getId()) {
+            run.firstHeld = stop->getTripStopId();
+            break;
+        }
+        ++run.beforeFirstHeld;
+    }
     std::sort(run.following.begin(), run.following.end());
     return run;
 }

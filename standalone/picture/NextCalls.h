@@ -5,11 +5,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "picture/Picture.h"
+#include "picture/ServiceClock.h"
 
 namespace pis::picture {
 
@@ -28,15 +30,16 @@ struct Pattern {
 struct Run {
     const Service* service = nullptr;
     const Trip* trip = nullptr;  ///< Its trip; where that is not held, what the service took over from it.
+    std::int64_t start = 0;      ///< In service time of the moment that is looked at.
     std::unordered_map<int, const ServiceStop*> stops;  ///< By trip stop.
-    std::vector<int> following;  ///< Service stops still ahead, ascending; empty where nobody says.
-    int next = 0;                ///< The first of them.
+    std::vector<int> following;       ///< Service stops still ahead, ascending; empty where nobody says.
+    int next = 0;                     ///< The first of them as listed.
+    int firstHeld = 0;                ///< The trip stop of the first of them that the picture holds, or 0.
+    std::size_t beforeFirstHeld = 0;  ///< How many are listed before that.
 
-    /// The service stop that realises a trip stop, or null.
+    /// The service stop that realises a trip stop, or null. A service calls wherever its trip does, whether or
+    /// not that has come: there is no more to say of such a call.
     const ServiceStop* stopAt(int tripStopId) const;
-
-    /// A service without stops of its own calls wherever its trip does.
-    bool callsAt(int tripStopId) const { return stops.empty() || stopAt(tripStopId) != nullptr; }
 
     bool isCancelled() const { return service->getState() == Service::CANCELLED; }
 };
@@ -47,7 +50,7 @@ struct Call {
     const Pattern* pattern;
     std::size_t place;  ///< In the pattern.
     const TripStop* stop;
-    const ServiceStop* serviceStop;  ///< Null where the service has none at all.
+    const ServiceStop* serviceStop;  ///< Null where it has not come.
     const PlatformInfo* platform;
     std::int64_t scheduled;
     std::int64_t delay;
@@ -56,6 +59,12 @@ struct Call {
 
     /// Whether the train stands there, as far as its service's state says.
     bool isAtPlatform() const;
+
+    /// Whether the feed lists this call among those still ahead; nothing where that cannot be told.
+    std::optional<bool> isListed() const;
+
+private:
+    std::optional<std::size_t> placeOfNext() const;
 };
 
 /// A time of the feed in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
@@ -69,7 +78,7 @@ std::vector<int> idsOf(const std::string& list);
 /// Looks into one picture at one time. The calls it hands out are valid as long as it and the picture.
 class NextCalls {
 public:
-    NextCalls(const Picture& picture, double now) : _picture(picture), _now(now) {}
+    NextCalls(const Picture& picture, const ServiceMoment& now) : _picture(picture), _now(now) {}
 
     /// Departures still to come, the next one first. No departure is where a trip ends, and where a
     /// passing train begins.
@@ -78,14 +87,14 @@ public:
 private:
     void addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls);
     bool isAhead(const Call& call) const;
-    bool isDeparture(const Call& call) const;
+    static bool isDeparture(const Call& call);
     const Pattern& patternWith(const TripStop& stop);
     Pattern listedPattern(int tripId) const;
     Pattern timedPattern(int tripId) const;
     const Run& runOf(const Service& service);
 
     const Picture& _picture;
-    double _now;
+    ServiceMoment _now;
     std::unordered_map<int, Pattern> _listed;  // by trip
     std::unordered_map<int, Pattern> _timed;   // by trip
     std::unordered_map<int, Run> _runs;        // by service

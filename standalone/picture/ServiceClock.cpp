@@ -1,18 +1,31 @@
 #include "picture/ServiceClock.h"
 
+// g++ takes a number that the library has always read by then for one that it may not have.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+#include <date/tz.h>
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <ctime>
-#include <fstream>
-#include <limits>
+#include <filesystem>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
 namespace pis::picture {
 
 namespace {
+
+using std::chrono::hours;
+using std::chrono::minutes;
+using std::chrono::seconds;
 
 constexpr int kMinute = 60;
 constexpr int kHour = 60 * kMinute;
@@ -21,190 +34,189 @@ constexpr int kDay = 24 * kHour;
 /// Farther from the epoch no time of a feed can lie, and sums with it do not overflow.
 constexpr std::int64_t kFarthest = 1'000'000'000'000'000;
 
-/// Whether the zone database of this machine has a file of rules under this name.
-bool isTimeZone(const std::string& name) {
-    if (name.empty() || name.front() == '/' || name.find("..") != std::string::npos) return false;
-    const char* folder = std::getenv("TZDIR");  // NOLINT(concurrency-mt-unsafe): before other threads run
-    std::ifstream rules((folder != nullptr ? folder : "/usr/share/zoneinfo") + ("/" + name), std::ios::binary);
-    char mark[4] = {};
-    return rules.read(mark, sizeof mark) && std::string_view(mark, sizeof mark) == "TZif";
+/// A train that has begun its run began it within this time.
+constexpr double kLongestRun = 12 * kHour;
+
+/// A train that has not begun is at most this late; later it is the next day's. The rest of the day lies ahead.
+constexpr double kLatestBegin = 6 * kHour;
+
+// --- Time zones ---------------------------------------------------------------------------------
+
+/// A zone of this machine's database with its rules read.
+const date::time_zone* zoneNamed(const std::string& name, const std::string& whoNamesIt) {
+    try {
+        if (date::get_tzdb().zones.empty()) throw std::runtime_error("no zones");
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error("--timezone: this machine has no time zone database to look up \"" + name +
+                                 "\"; install its package (tzdata)");
+    }
+    try {
+        const date::time_zone* zone = date::locate_zone(name);
+        zone->get_info(date::sys_seconds());
+        return zone;
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error("--timezone: there is no time zone \"" + name + "\"" + whoNamesIt +
+                                 "; name one of the time zone database, such as Europe/Oslo");
+    }
 }
 
-/// Makes local time that of a zone, for the whole process.
-void useTimeZone(const std::string& name) {
-    if (!name.empty()) {
-        if (!isTimeZone(name)) {
-            throw std::runtime_error("--timezone: there is no time zone \"" + name +
-                                     "\"; name one of the time zone database, such as Europe/Oslo");
-        }
-        setenv("TZ", (":" + name).c_str(), 1);  // NOLINT(concurrency-mt-unsafe): before other threads run
+/// The zone that /etc says. A machine on which it says none keeps UTC.
+const date::time_zone* zoneOfMachine() {
+    constexpr const char* kLocalTime = "/etc/localtime";
+    try {
+        const date::time_zone* zone = date::current_zone();
+        zone->get_info(date::sys_seconds());
+        return zone;
+    } catch (const std::runtime_error&) {
+        if (!std::filesystem::exists(kLocalTime)) return nullptr;
+        throw std::runtime_error(std::string("--timezone: ") + kLocalTime +
+                                 " does not say the name of this machine's time zone; name the railway's, such as "
+                                 "Europe/Oslo");
     }
-    tzset();
 }
 
-/// Reads texts of a fixed form from left to right. Once something was not there, nothing is.
-class FixedText {
-public:
-    explicit FixedText(std::string_view text) : _rest(text) {}
-
-    /// The next `count` digits as a number.
-    int digits(std::size_t count) {
-        int number = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            const char digit = _rest.empty() ? '\0' : _rest.front();
-            if (digit < '0' || digit > '9') fail();
-            if (!_good) return 0;
-            number = number * 10 + (digit - '0');
-            _rest.remove_prefix(1);
-        }
-        return number;
-    }
-
-    /// Whether one of these characters comes next; steps over it.
-    bool takes(std::string_view characters) {
-        if (_rest.empty() || characters.find(_rest.front()) == std::string_view::npos) return false;
-        _rest.remove_prefix(1);
-        return true;
-    }
-    void needs(std::string_view characters) {
-        if (!takes(characters)) fail();
-    }
-
-    bool good() const { return _good; }
-    bool atEnd() const { return _rest.empty(); }
-
-private:
-    void fail() {
-        _good = false;
-        _rest = {};
-    }
-
-    std::string_view _rest;
-    bool _good = true;
-};
-
-/// Seconds since midnight of "HH:MM", nothing when it is none.
-std::optional<int> timeOfDay(FixedText& text) {
-    const int hours = text.digits(2);
-    text.needs(":");
-    const int minutes = text.digits(2);
-    if (!text.good() || hours > 23 || minutes > 59) return std::nullopt;
-    return hours * kHour + minutes * kMinute;
+/// The zone by its name, else that of the environment, else the machine's; null for UTC.
+const date::time_zone* zoneOf(const std::string& name) {
+    if (!name.empty()) return zoneNamed(name, "");
+    const char* environment = std::getenv("TZ");  // NOLINT(concurrency-mt-unsafe): nobody changes it meanwhile
+    if (environment == nullptr) return zoneOfMachine();
+    std::string_view text = environment;
+    if (text.substr(0, 1) == ":") text.remove_prefix(1);
+    if (text == "/etc/localtime") return zoneOfMachine();
+    return text.empty() ? nullptr : zoneNamed(std::string(text), ", which TZ names in the environment");
 }
 
-int daysIn(int month, int year) {
-    constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const bool leaps = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-    return month == 2 && leaps ? 29 : kDays[month - 1];
+/// Seconds that local time is ahead of UTC at an instant.
+std::int64_t offsetAt(const date::time_zone* zone, std::int64_t instant) {
+    return zone != nullptr ? zone->get_info(date::sys_seconds(seconds(instant))).offset.count() : 0;
 }
 
-/// Days from 1970-01-01 to a date after 1582.
-std::int64_t daysTo(const std::tm& date) {
-    const int year = date.tm_year + 1900;
-    std::int64_t days = 365LL * (year - 1970);
-    days += (year - 1) / 4 - (year - 1) / 100 + (year - 1) / 400 - (1969 / 4 - 1969 / 100 + 1969 / 400);
-    for (int month = 1; month <= date.tm_mon; ++month) days += daysIn(month, year);
-    return days + date.tm_mday - 1;
+/// Twelve hours before a day's noon, in seconds since 1970.
+std::int64_t beginOf(date::local_days day, const date::time_zone* zone) {
+    const date::local_seconds noon = day + hours(12);
+    const date::sys_seconds instant =
+        zone != nullptr ? zone->to_sys(noon, date::choose::earliest) : date::sys_seconds(noon.time_since_epoch());
+    return (instant - hours(12)).time_since_epoch().count();
 }
 
-/// Seconds since 1970 of "2018-05-14" at local midnight, of "2018-05-14T04:00:00Z" or of the same with
-/// an offset, "+02:00"; nothing when it is none.
-std::optional<std::int64_t> instantOf(std::string_view iso) {
-    FixedText text(iso);
-    std::tm date{};
-    date.tm_year = text.digits(4) - 1900;
-    text.needs("-");
-    date.tm_mon = text.digits(2) - 1;
-    text.needs("-");
-    date.tm_mday = text.digits(2);
-    date.tm_isdst = -1;
-    if (!text.good() || date.tm_year < 0 || date.tm_mon < 0 || date.tm_mon > 11) return std::nullopt;
-    if (date.tm_mday < 1 || date.tm_mday > daysIn(date.tm_mon + 1, date.tm_year + 1900)) return std::nullopt;
-    if (text.atEnd()) {
-        const std::time_t midnight = std::mktime(&date);
-        return midnight != -1 ? std::optional<std::int64_t>(midnight) : std::nullopt;
-    }
+// --- Options ------------------------------------------------------------------------------------
 
-    text.needs("T");
-    const std::optional<int> time = timeOfDay(text);
-    text.needs(":");
-    const int seconds = text.digits(2);
-    std::optional<int> offset = 0;
-    if (!text.takes("Z")) {
-        const bool behind = text.takes("-");
-        if (!behind) text.needs("+");
-        offset = timeOfDay(text);
-        if (offset && behind) offset = -*offset;
-    }
-    if (!text.good() || !text.atEnd() || !time || !offset || seconds > 59) return std::nullopt;
-    return daysTo(date) * kDay + *time + seconds - *offset;
+/// What a text says that is exactly of the format, digit by digit: one that reads the same written again.
+template <typename Time>
+std::optional<Time> parsed(const char* format, const std::string& text) {
+    std::istringstream in(text);
+    Time time{};
+    in >> date::parse(format, time);
+    if (date::format(format, time) != text) return std::nullopt;
+    return time;
 }
 
-std::tm localTime(std::int64_t instant) {
-    using Limits = std::numeric_limits<std::time_t>;
-    const auto time = static_cast<std::time_t>(std::clamp<std::int64_t>(instant, Limits::min(), Limits::max()));
-    std::tm local{};
-    localtime_r(&time, &local);  // leaves midnight where the year does not fit
-    return local;
+/// Since midnight, of "HH:MM".
+std::optional<minutes> timeOfDay(const std::string& text) {
+    const auto time = parsed<minutes>("%R", text);
+    return time && *time < hours(24) ? time : std::nullopt;
 }
 
-std::optional<std::int64_t> epochOf(const std::string& epoch) {
+/// Seconds since 1970 of "2018-05-14T04:00:00Z" or of the same with an offset, "+02:00".
+std::optional<std::int64_t> instantOf(const std::string& iso) {
+    constexpr std::size_t kLocal = std::string_view("2018-05-14T04:00:00").size();
+    const auto local = parsed<date::local_seconds>("%FT%T", iso.substr(0, kLocal));
+    if (!local || iso.size() == kLocal) return std::nullopt;
+    const std::int64_t count = local->time_since_epoch().count();
+    const char sign = iso[kLocal];
+    const std::string offset = iso.substr(kLocal + 1);
+    if (sign == 'Z' && offset.empty()) return count;
+    const auto ahead = timeOfDay(offset);
+    if (!ahead || (sign != '+' && sign != '-')) return std::nullopt;
+    return count - seconds(sign == '+' ? *ahead : -*ahead).count();
+}
+
+std::optional<std::int64_t> epochOf(const std::string& epoch, const date::time_zone* zone) {
+    using namespace date::literals;
     if (epoch == "day") return std::nullopt;
     if (epoch == "unix") return 0;
-    if (const std::optional<std::int64_t> instant = instantOf(epoch)) return instant;
+    std::optional<std::int64_t> begin;
+    if (const auto day = parsed<date::local_days>("%F", epoch)) {
+        begin = beginOf(*day, zone);
+    } else {
+        begin = instantOf(epoch);
+    }
+    // No railway's times count from before: a year that is mistyped.
+    if (begin && *begin >= seconds(date::sys_days(1900_y / 1 / 1).time_since_epoch()).count()) return begin;
     throw std::runtime_error("--epoch: \"" + epoch +
                              "\" is none; say day, unix, a date such as 2018-05-14 or an instant such as "
                              "2018-05-14T04:00:00Z");
 }
 
 int dayStartOf(const std::string& dayStart) {
-    FixedText text(dayStart);
-    const std::optional<int> time = timeOfDay(text);
-    if (time && text.atEnd()) return *time;
+    if (const auto time = timeOfDay(dayStart)) return static_cast<int>(seconds(*time).count());
     throw std::runtime_error("--day-start: \"" + dayStart + "\" is no time of day; say HH:MM, such as 03:00");
 }
 
 }  // namespace
 
-ServiceClock::ServiceClock(const ClockOptions& options) : _source(options.source) {
-    useTimeZone(options.timezone);
-    _epoch = epochOf(options.epoch);
-    _dayStart = dayStartOf(options.dayStart);
+// --- The moment ---------------------------------------------------------------------------------
+
+ServiceMoment ServiceMoment::wholeMinute() const {
+    ServiceMoment minute = *this;
+    minute._seconds = std::floor(_seconds / kMinute) * kMinute;
+    return minute;
 }
+
+std::int64_t ServiceMoment::shiftOf(std::int64_t start, bool hasBegun) const {
+    const double earliest = _seconds - (hasBegun ? kLongestRun : kLatestBegin);
+    for (const std::int64_t shift : {_yesterday, std::int64_t{0}}) {
+        if (static_cast<double>(start + shift) >= earliest) return shift;
+    }
+    return _tomorrow;
+}
+
+std::string ServiceMoment::text(std::int64_t serviceTime) const {
+    std::int64_t local = std::clamp(serviceTime, -kFarthest, kFarthest);
+    if (_epoch) {
+        const std::int64_t instant = *_epoch + local;
+        local = instant + offsetAt(_zone, instant);
+    }
+    const std::int64_t sinceMidnight = (local % kDay + kDay) % kDay;
+    return fmt::format("{:02}:{:02}", sinceMidnight / kHour, sinceMidnight % kHour / kMinute);
+}
+
+std::string ServiceMoment::text() const {
+    constexpr auto kFar = static_cast<double>(kFarthest);
+    return text(static_cast<std::int64_t>(std::floor(std::clamp(_seconds, -kFar, kFar))));
+}
+
+// --- The clock ----------------------------------------------------------------------------------
+
+ServiceClock::ServiceClock(const ClockOptions& options)
+    : _source(options.source),
+      _zone(zoneOf(options.timezone)),
+      _epoch(epochOf(options.epoch, _zone)),
+      _dayStart(dayStartOf(options.dayStart)) {}
 
 ClockOptions::Source ServiceClock::source(const feed::FeedStatus& feed) const {
     return _source == ClockOptions::FEED && feed.at ? ClockOptions::FEED : ClockOptions::WALL;
 }
 
-double ServiceClock::now(const feed::FeedStatus& feed, base::WallTime wall) const {
-    return source(feed) == ClockOptions::FEED ? *feed.at : nowByWall(wall);
-}
-
-double ServiceClock::nowByWall(base::WallTime wall) const {
-    const double instant = std::chrono::duration<double>(wall.time_since_epoch()).count();
-    if (_epoch) return instant - static_cast<double>(*_epoch);
-
-    const double second = std::floor(instant);
-    const std::tm local = localTime(static_cast<std::int64_t>(second));
-    const int sinceMidnight = local.tm_hour * kHour + local.tm_min * kMinute + local.tm_sec;
-    return (sinceMidnight < _dayStart ? sinceMidnight + kDay : sinceMidnight) + (instant - second);
-}
-
-std::string ServiceClock::text(std::int64_t serviceTime) const {
-    int hour = 0;
-    int minute = 0;
-    if (_epoch) {
-        const std::tm local = localTime(*_epoch + std::clamp(serviceTime, -kFarthest, kFarthest));
-        hour = local.tm_hour;
-        minute = local.tm_min;
-    } else {
-        const auto sinceMidnight = static_cast<int>((serviceTime % kDay + kDay) % kDay);
-        hour = sinceMidnight / kHour;
-        minute = sinceMidnight % kHour / kMinute;
+ServiceMoment ServiceClock::at(const feed::FeedStatus& feed, base::WallTime wall) const {
+    ServiceMoment moment(_zone);
+    moment._epoch = _epoch;
+    if (source(feed) == ClockOptions::FEED) {
+        moment._seconds = *feed.at;
+        return moment;
     }
-    char text[16];
-    std::snprintf(text, sizeof text, "%02d:%02d", hour, minute);
-    return text;
+
+    if (!_epoch) {
+        const std::int64_t instant = date::floor<seconds>(wall).time_since_epoch().count();
+        const date::local_seconds local(seconds(instant + offsetAt(_zone, instant)));
+        const date::local_days today = date::floor<date::days>(local - seconds(_dayStart));
+        moment._epoch = beginOf(today, _zone);
+        moment._yesterday = beginOf(today - date::days(1), _zone) - *moment._epoch;
+        moment._tomorrow = beginOf(today + date::days(1), _zone) - *moment._epoch;
+    }
+    moment._seconds =
+        std::chrono::duration<double>(wall.time_since_epoch()).count() - static_cast<double>(*moment._epoch);
+    return moment;
 }
 
 }  // namespace pis::picture

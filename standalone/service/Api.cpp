@@ -315,13 +315,13 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
             404, std::string("There is no ") + (ofStation ? "station " : "platform ") + std::to_string(id) + ".", "id"};
     }
     // Whatever passes with time alone passes within the minute.
-    const double now = std::floor(_around.clock.now(picture->feed, _around.wallClock()) / kMinute) * kMinute;
-    const auto minute = static_cast<std::uint64_t>(static_cast<std::int64_t>(std::fmod(now / kMinute, 1e15)));
+    const picture::ServiceMoment now = _around.clock.at(picture->feed, _around.wallClock()).wholeMinute();
+    const auto minute = static_cast<std::uint64_t>(static_cast<std::int64_t>(std::fmod(now.seconds() / kMinute, 1e15)));
     const std::string key = std::string(ofStation ? "departures/station/" : "departures/platform/") +
                             std::to_string(id) + "/" + std::to_string(query.limit);
     const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
     const auto body =
-        _bodies.get(key, validity, "", [&] { return picture::departuresJson(*picture, query, _around.clock, now); });
+        _bodies.get(key, validity, "", [&] { return picture::departuresJson(*picture, query, now); });
     return answerWith(request, *body);
 }
 

@@ -34,7 +34,7 @@ bool FeedReport::isStale(const feed::FeedStatus& feed, base::WallTime now) const
 
 std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now) const {
     const feed::FeedStatus& feed = picture.feed;
-    const double serviceTime = _clock.now(feed, now);
+    const picture::ServiceMoment moment = _clock.at(feed, now);
     const bool byFeed = _clock.source(feed) == picture::ClockOptions::FEED;
     const std::optional<double> silent = silence(feed, now);
 
@@ -42,8 +42,8 @@ std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now
     json.beginObject().key("revision").text(_tokens.of(picture.revision));
     json.key("ready").flag(feed.ready).key("stale").flag(isStale(feed, now));
     json.key("clock").beginObject();
-    json.key("seconds").raw(tenths(serviceTime));
-    json.key("text").text(_clock.text(static_cast<std::int64_t>(std::floor(serviceTime))));
+    json.key("seconds").raw(tenths(moment.seconds()));
+    json.key("text").text(moment.text());
     json.key("source").text(byFeed ? "feed" : "wall").endObject();
     json.key("link").beginObject().key("name").text(feed.linkName).key("state").text(linkStateName(feed.link));
     json.key("since").text(base::isoTime(feed.linkSince)).key("detail").text(feed.linkDetail).endObject();
