@@ -95,6 +95,12 @@ void HostLog::say(const std::string& text) {
     logger->flush();
 }
 
+void HostLog::warn(const std::string& text) {
+    const Logger logger = theLogger();
+    logger->warn("[warning] {}", text);
+    logger->flush();
+}
+
 void HostLog::finish() {
     theLogger()->flush();
     const std::lock_guard<std::mutex> guard(theFailureMutex);

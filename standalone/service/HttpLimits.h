@@ -11,6 +11,7 @@ namespace pis::service {
 struct HttpLimits {
     std::size_t connections = 4096;
     std::size_t connectionsPerAddress = 64;
+    std::size_t refusals = 64;  ///< Connections that hear at a time why there is no room; others are just closed.
     std::size_t headerBytes = 8192;
     std::size_t bodyBytes = 16384;
     std::chrono::seconds request{10};   ///< For a whole request, from its first byte or the connection on.

@@ -201,7 +201,7 @@ protected:
     picture::ServiceClock clock{picture::ClockOptions{}};
     RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     FeedReport report{tokens, clock, 90};
-    Api api{{published, clock, report, tokens, [] { return std::string("metrics"); }, [] { return base::WallTime(); }},
+    Api api{{published, clock, report, tokens, [] { return std::string("metrics"); }, [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
 };
 
@@ -223,7 +223,7 @@ TEST_F(ApiTest, ARevisionThatIsTooLongAgoIsGone) {
 
 TEST_F(ApiTest, WhatFailsInsideIsAProblemToo) {
     Api failing({published, clock, report, tokens, []() -> std::string { throw std::runtime_error("broken"); },
-                 [] { return base::WallTime(); }},
+                 [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
                 {{"localhost"}, true});
     HttpRequest request;
     request.method = "GET";

@@ -45,7 +45,7 @@ protected:
              [this] {
                  return metrics.text({feeding, observer, published, report}, base::WallTime());
              },
-             [] { return base::WallTime(); }},
+             [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
     ChangeStream changes{tokens, [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); }};
     feeding::FeedingThread feeding{gPassengerInformationServer, makeLink({"file:/dev/null", 0, {}}),

@@ -102,7 +102,7 @@ public:
     /// False where the machine has no such address.
     bool works() const { return _works; }
 
-    std::string port() const { return std::to_string(_port); }
+    std::uint16_t port() const { return _port; }
 
     Peer accept() const {
         pollfd watched{_socket, POLLIN, 0};
