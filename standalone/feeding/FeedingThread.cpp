@@ -198,7 +198,7 @@ void FeedingThread::take(const signalling::LinkChange& change) {
     feed.linkDetail = change.detail;
     const auto say = change.link == feed::FeedStatus::DOWN ? platform::HostLog::warn : platform::HostLog::say;
     say("signalling link " + _link->name() + ": " + linkStateName(change.link) +
-                           (change.detail.empty() ? "" : ": " + change.detail));
+        (change.detail.empty() ? "" : ": " + change.detail));
 
     if (change.link != feed::FeedStatus::UP && _storage.inSnapshot()) {
         _storage.abandonSnapshot();

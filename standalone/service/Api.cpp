@@ -359,7 +359,8 @@ HttpAnswer Api::status(const HttpRequest& /*request*/, const RequestTarget& targ
 HttpAnswer Api::statusOf(const picture::Picture& picture) const {
     HttpAnswer answer;
     answer.cacheControl = "no-store";
-    answer.body = std::make_shared<const std::string>(_around.report.status(picture, _around.counts(), _around.wallClock()));
+    answer.body =
+        std::make_shared<const std::string>(_around.report.status(picture, _around.counts(), _around.wallClock()));
     return answer;
 }
 

@@ -16,7 +16,7 @@ namespace pis::service {
 struct AnswerBody {
     std::shared_ptr<const std::string> plain;
     std::string tag;
-    std::string request = {};                         ///< That it answers; empty where no cache keeps it.
+    std::string request = {};                           ///< That it answers; empty where no cache keeps it.
     std::shared_ptr<const std::string> gzip = nullptr;  ///< Made when it is first asked for.
 };
 
@@ -51,7 +51,7 @@ private:
 
     std::size_t _room;
     std::size_t _bytes = 0;
-    Entries _entries;                                                   // asked for last in front
+    Entries _entries;                                                 // asked for last in front
     std::unordered_map<std::string_view, Entries::iterator> _places;  // by the bodies' own requests
 };
 

@@ -342,7 +342,6 @@ void HttpConnection::watch(Clock::time_point now) {
 
 void HttpConnection::finish() {
     static constexpr std::string_view kLastChunk = "0\r\n\r\n";
-    constexpr std::chrono::seconds kToHearOut{2};
     _finishing = true;
     if (_state == READING || _state == WRITING || _events) return;  // comes back here when that is done
     error_code ignored;
@@ -353,7 +352,7 @@ void HttpConnection::finish() {
     _socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (_state == STREAMING || _server._stopping) return close();
     // Closing on what a client still sends would take the answer from it.
-    expectWithin(kToHearOut);
+    expectWithin(_server._limits.hearOut);
     listenForEnd();
 }
 

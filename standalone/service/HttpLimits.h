@@ -17,6 +17,8 @@ struct HttpLimits {
     std::chrono::seconds request{10};   ///< For a whole request, from its first byte or the connection on.
     std::chrono::seconds idle{60};      ///< Between two requests.
     std::chrono::seconds progress{30};  ///< For a reader to take anything at all.
+    std::chrono::seconds hearOut{2};    ///< For a client to take a last answer in and to say what it still says.
+    std::chrono::seconds lastWords{1};  ///< For everybody together, when the service ends.
     std::chrono::seconds comment{15};   ///< Between comments in a stream.
     std::chrono::seconds tick{5};       ///< Between revision events in a stream where nothing changes.
     int sendBufferBytes = 262144;       ///< Of a stream's socket: what a reader that stands still holds.

@@ -17,7 +17,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kWatchEvery{250};
 constexpr std::chrono::milliseconds kPauseAfterFault{100};
-constexpr std::chrono::seconds kLastWords{1};
 
 }  // namespace
 
@@ -141,7 +140,7 @@ void HttpServer::watch() {
 
 void HttpServer::stop() {
     _stopping = true;
-    _giveUp = std::chrono::steady_clock::now() + kLastWords;
+    _giveUp = std::chrono::steady_clock::now() + _limits.lastWords;
     error_code ignored;
     _acceptor.close(ignored);
     _pause.cancel();

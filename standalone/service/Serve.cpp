@@ -53,9 +53,10 @@ void provideDescriptors(HttpLimits& limits) {
     if (setrlimit(RLIMIT_NOFILE, &raised) != 0) raised = allowed;
     if (raised.rlim_cur >= wanted) return;
     if (raised.rlim_cur < kOwn + kFewest) {
-        throw std::runtime_error(fmt::format("this system allows {} open files, the service needs {} at least: see "
-                                             "ulimit -n",
-                                             raised.rlim_cur, kOwn + kFewest));
+        throw std::runtime_error(
+            fmt::format("this system allows {} open files, the service needs {} at least: see "
+                        "ulimit -n",
+                        raised.rlim_cur, kOwn + kFewest));
     }
     const rlim_t left = raised.rlim_cur - kOwn;
     limits.refusals = std::min(limits.refusals, left / 4);
@@ -97,10 +98,9 @@ public:
           _tokens(std::chrono::system_clock::now()),
           _report(_tokens, _clock, options.staleAfter),
           _feeding(gPassengerInformationServer, makeLink(linkOf(options)), _published, {options.maxElements}),
-          _api(
-              {_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); },
-               [this] { return _feeding.counts(); }, wallTime},
-              {hostsOf(options, _address), options.openMetrics}),
+          _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); },
+                [this] { return _feeding.counts(); }, wallTime},
+               {hostsOf(options, _address), options.openMetrics}),
           _changes(_tokens, [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
           _signals(_context, SIGINT, SIGTERM, SIGHUP) {
         _server.emplace(_context, options.limits, _api, _changes, _published, _metrics,

@@ -171,8 +171,7 @@ private:
             _socket.close(ignored);
         });
         asio::async_connect(
-            _socket, found.endpoints,
-            [&](const error_code&, const tcp::endpoint&) { return !timeIsUp && !_stopped; },
+            _socket, found.endpoints, [&](const error_code&, const tcp::endpoint&) { return !timeIsUp && !_stopped; },
             [&](const error_code& error, const tcp::endpoint&) {
                 result = error;
                 isOver = true;
