@@ -278,7 +278,7 @@ TEST_F(Life, AFileThatIsNotThereIsWarnedOfAndReadWhenItComes) {
     service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--link", "file:" + folder.path("later")});
     service->awaitErr("[warning] signalling link file:" + folder.path("later") +
                       ": down: cannot open: No such file or directory: waiting for it");
-    EXPECT_EQ("down", value("/api/v1/status", "/link/state"));
+    patience::await("the fallen link", [this] { return value("/api/v1/status", "/link/state") == "down"; });
     std::filesystem::rename(folder.write("now", feed::railway()), folder.path("later"));
     patience::await("the file's records", [this] { return get("/readyz").status == 200; });
 }

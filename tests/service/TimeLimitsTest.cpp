@@ -166,13 +166,13 @@ TEST_F(TimeLimits, AStreamTellsAtOnceThatTheLinkFell) {
 TEST_F(TimeLimits, AReaderThatFallsBehindEndsWithThePicture) {
     HttpLimits limits = patient();
     limits.sendBufferBytes = 8192;
-    const std::string padding(10000, 'x');
-    for (int i = 1; i <= 50; ++i) line(i, padding);
+    const std::string padding(50000, 'x');
+    for (int i = 1; i <= 10; ++i) line(i, padding);
     serve(limits);
     EventStream slow = stalledReader();
     for (int round = 0; round < 10; ++round) {
-        for (int i = 1; i <= 50; ++i) line(i, std::to_string(round) + padding);
-        if (round % 3 == 2) deleteLine(50);
+        for (int i = 1; i <= 10; ++i) line(i, std::to_string(round) + padding);
+        if (round % 3 == 2) deleteLine(10);
         builder.publish();
     }
     line(99, "the last");
