@@ -73,7 +73,8 @@ TEST(MakeLink, SaysWhatIsWrongAndWhichFormsThereAre) {
     EXPECT_EQ(nameOf("tcp://a:"), "link \"tcp://a:\": the port is missing" + forms);
     EXPECT_EQ(nameOf("tcp://a:0"), "link \"tcp://a:0\": there is no port 0 to connect to" + forms);
     for (const std::string port : {"65536", "99999", "99999999999999999999"}) {
-        EXPECT_EQ(nameOf("tcp://a:" + port), "link \"tcp://a:" + port + "\": the port is no number up to 65535" + forms);
+        EXPECT_EQ(nameOf("tcp://a:" + port),
+                  "link \"tcp://a:" + port + "\": the port is no number up to 65535" + forms);
     }
     for (const std::string port : {"x", "1x", "-1", "+1", " 1"}) {
         EXPECT_EQ(nameOf("tcp://a:" + port), "link \"tcp://a:" + port + "\": that is no HOST:PORT" + forms);

@@ -36,7 +36,8 @@ public:
             places += std::string(kind) + "_temp_path " + _folder.path(kind) + ";\n";
         }
         const std::string config = _folder.write(
-            "nginx.conf", std::string(geteuid() == 0 ? "user root;\n" : "") + "pid " + _folder.path("pid") + ";\nevents {}\nhttp {\naccess_log off;\n" + places +
+            "nginx.conf", std::string(geteuid() == 0 ? "user root;\n" : "") + "pid " + _folder.path("pid") +
+                              ";\nevents {}\nhttp {\naccess_log off;\n" + places +
                               "server { listen 127.0.0.1:" + std::to_string(_port) +
                               "; location / { proxy_pass http://127.0.0.1:" + std::to_string(servicePort) +
                               "; } }\n}\n");
@@ -48,8 +49,7 @@ public:
             if (getppid() != parent) _exit(125);
             char* const environment[] = {const_cast<char*>(inherited.c_str()), nullptr};
             execle("/usr/sbin/nginx", "nginx", "-p", _folder.path().c_str(), "-c", config.c_str(), "-e",
-                   _folder.path("errors").c_str(), "-g", "daemon off;", static_cast<char*>(nullptr),
-                   environment);
+                   _folder.path("errors").c_str(), "-g", "daemon off;", static_cast<char*>(nullptr), environment);
             _exit(126);
         }
         close(socket);
