@@ -24,8 +24,7 @@ std::shared_ptr<AnswerBody> BodyCache::get(const std::string& request, std::uint
         _entries.splice(_entries.begin(), _entries, known->second);
         return known->second->body;
     }
-    const auto body =
-        std::make_shared<AnswerBody>(AnswerBody{std::make_shared<const std::string>(make()), tag, request});
+    auto body = std::make_shared<AnswerBody>(AnswerBody{std::make_shared<const std::string>(make()), tag, request});
     if (tag.empty()) body->tag = contentHash(*body->plain);
     if (known != _places.end()) drop(known->second);
     if (bytesOf(*body) > _room) return body;  // it would take everybody's place and its own

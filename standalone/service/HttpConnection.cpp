@@ -344,11 +344,13 @@ void HttpConnection::finish() {
     static constexpr std::string_view kLastChunk = "0\r\n\r\n";
     _finishing = true;
     if (_state == READING || _state == WRITING || _events) return;  // comes back here when that is done
-    error_code ignored;
     if (_state == STREAMING && _inChunks) {
-        _socket.non_blocking(true, ignored);
-        _socket.write_some(asio::buffer(kLastChunk), ignored);
+        _state = WRITING;  // the last chunk waits for room like any other
+        asio::async_write(_socket, asio::buffer(kLastChunk),
+                          [self = shared_from_this()](error_code, std::size_t) { self->close(); });
+        return;
     }
+    error_code ignored;
     _socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (_state == STREAMING || _server._stopping) return close();
     // Closing on what a client still sends would take the answer from it.
