@@ -6,7 +6,8 @@ kRunPackages=(cmake g++ ninja-build libboost1.81-dev libboost-url1.81-dev libcli
     libhowardhinnant-date-dev libsimdjson-dev libspdlog-dev libssl-dev prometheus-cpp-dev tzdata zlib1g-dev)
 
 # What the tests need besides.
-kTestPackages=(ccache chromium clang-14 clang-format-14 clang-tidy-14 googletest libclang-rt-14-dev pkg-config shellcheck)
+kTestPackages=(ccache chromium clang-14 clang-format-14 clang-tidy-14 googletest libclang-rt-14-dev nginx-light
+    pkg-config shellcheck)
 # Node and npm may also have come from elsewhere.
 command -v node >/dev/null || kTestPackages+=(nodejs)
 command -v npm >/dev/null || kTestPackages+=(npm)

@@ -3,6 +3,8 @@
 #include <boost/url/parse.hpp>
 #include <stdexcept>
 
+#include "base/Numbers.h"
+
 namespace pis::base {
 
 std::string bracketed(const std::string& host) {
@@ -18,10 +20,10 @@ HostAndPort hostAndPortIn(std::string_view text) {
     if (authority.has_error() || authority->has_userinfo()) throw std::invalid_argument("that is no HOST:PORT");
     if (authority->encoded_host().empty()) throw std::invalid_argument("the host is missing");
     if (authority->port().empty()) throw std::invalid_argument("the port is missing");
-    if (authority->port_number() == 0 && authority->port().find_first_not_of('0') != boost::urls::string_view::npos) {
-        throw std::invalid_argument("the port is no number up to 65535");
-    }
-    return {authority->host_address(), authority->port_number()};
+    // The library's own number is what is left of a larger one in 16 bits.
+    const auto port = numberIn<std::uint16_t>({authority->port().data(), authority->port().size()});
+    if (!port) throw std::invalid_argument("the port is no number up to 65535");
+    return {authority->host_address(), *port};
 }
 
 }  // namespace pis::base

@@ -12,4 +12,9 @@ const char* linkStateName(FeedStatus::Link link) {
     return "ended";
 }
 
+const char* serverStatusName(const FeedStatus& feed) {
+    if (!feed.serverKnown) return "unknown";
+    return feed.serverOnline ? "online" : "offline";
+}
+
 }  // namespace pis::feed

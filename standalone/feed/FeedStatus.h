@@ -22,11 +22,15 @@ struct FeedStatus {
     std::optional<double> at;                  ///< Time of the feed: "at" of the last record that had one.
     bool ready = false;                        ///< A snapshot or, without one, a record has been taken.
     bool serverOnline = false;
+    bool serverKnown = false;  ///< The signalling server has said how it is, or was given up with its link.
     bool automaticMessages = false;
 };
 
 /// "connecting", "up", "down", "ended".
 const char* linkStateName(FeedStatus::Link link);
+
+/// "online", "offline", "unknown" before anything was heard of the signalling server.
+const char* serverStatusName(const FeedStatus& feed);
 
 }  // namespace pis::feed
 

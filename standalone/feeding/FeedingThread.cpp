@@ -91,8 +91,7 @@ void FeedingThread::stop() {
     if (!_feedingThread.joinable()) return;
     _feedingThread.join();
     platform::SendQueue::instance().setSink([](const platform::SendOperation& operation) {
-        platform::HostLog::say("operation " + std::to_string(operation.operation) +
-                               " is lost: the signalling link is closed");
+        signalling::sayOperationLost(operation, "the signalling link is closed");
     });
 
     std::deque<WaitingRequest> notMade;
@@ -192,8 +191,9 @@ void FeedingThread::accept(const signalling::LinkChange& change) {
     if (isNew) feed.linkSince = _options.wallClock();
     feed.link = change.link;
     feed.linkDetail = change.detail;
-    platform::HostLog::say("signalling link " + _link->name() + ": " + linkStateName(change.link) +
-                           (change.detail.empty() ? "" : ": " + change.detail));
+    const auto say = change.link == feed::FeedStatus::DOWN ? platform::HostLog::warn : platform::HostLog::say;
+    say("signalling link " + _link->name() + ": " + linkStateName(change.link) +
+        (change.detail.empty() ? "" : ": " + change.detail));
 
     if (change.link != feed::FeedStatus::UP && _intake.inSnapshot()) {
         _intake.abandonSnapshot();
@@ -255,7 +255,11 @@ void FeedingThread::makeRequests() {
 
 /// To be called when the store's entry point has returned: the events are what it changed.
 void FeedingThread::passEvents() {
-    while (const auto event = platform::EventQueue::instance().pop()) _builder.accept(*event);
+    while (const auto event = platform::EventQueue::instance().pop()) {
+        const bool isOfServer = event->code == SIGNALLING_SERVER_ONLINE || event->code == SIGNALLING_SERVER_OFFLINE;
+        _builder.feed().serverKnown = _builder.feed().serverKnown || isOfServer;
+        _builder.accept(*event);
+    }
 }
 
 void FeedingThread::publish() {

@@ -94,6 +94,12 @@ void HostLog::say(const std::string& text) {
     logger->flush();
 }
 
+void HostLog::warn(const std::string& text) {
+    const Logger logger = theLogger();
+    logger->warn("[warning] {}", text);
+    logger->flush();
+}
+
 void HostLog::finish() {
     theLogger()->flush();
     const base::MutexLock lock(theFailureMutex);

@@ -23,6 +23,9 @@ void reopen();
 /// Writes a line for whoever runs the service, whatever the level; it stands in the file at once.
 void say(const std::string& text);
 
+/// The same for what they should look at.
+void warn(const std::string& text);
+
 /// Writes out what the log still holds.
 /// @throws std::runtime_error with a message for people when a line was lost since the last call.
 void finish();

@@ -1,7 +1,8 @@
 #include "service/Api.h"
 
 #include <algorithm>
-#include <cctype>
+#include <boost/beast/core/string.hpp>
+#include <boost/beast/http/rfc7230.hpp>
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -9,12 +10,16 @@
 
 #include "base/JsonText.h"
 #include "base/Output.h"
+#include "base/Text.h"
 #include "debug.h"
 #include "pages/EmbeddedPages.h"
 #include "picture/Departures.h"
 #include "service/Problem.h"
 
 namespace pis::service {
+
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
 
 namespace {
 
@@ -54,19 +59,6 @@ std::vector<std::string> splitAt(const std::string& list, char separator) {
     return parts;
 }
 
-std::string trimmed(const std::string& text) {
-    const std::size_t begin = text.find_first_not_of(" \t");
-    if (begin == std::string::npos) return "";
-    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
-}
-
-std::string lowered(std::string text) {
-    for (char& character : text) {
-        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-    }
-    return text;
-}
-
 /// "[::1]:8080" without its port.
 std::string withoutPort(const std::string& authority) {
     const std::size_t bracket = authority.rfind(']');
@@ -77,12 +69,10 @@ std::string withoutPort(const std::string& authority) {
 
 /// Whether gzip is among the encodings that a client takes.
 bool takesGzip(const std::string& acceptEncoding) {
-    for (const std::string& offer : splitAt(acceptEncoding, ',')) {
-        const std::vector<std::string> parts = splitAt(offer, ';');
-        if (parts.empty() || lowered(trimmed(parts[0])) != "gzip") continue;
-        for (std::size_t i = 1; i < parts.size(); ++i) {
-            const std::string weight = lowered(trimmed(parts[i]));
-            if (weight.rfind("q=0", 0) == 0 && weight.find_first_not_of("0.", 2) == std::string::npos) return false;
+    for (const auto& [name, parameters] : http::ext_list(acceptEncoding)) {
+        if (!beast::iequals(name, "gzip")) continue;
+        for (const auto& [parameter, value] : parameters) {
+            if (beast::iequals(parameter, "q")) return value.find_first_not_of("0.") != beast::string_view::npos;
         }
         return true;
     }
@@ -90,12 +80,10 @@ bool takesGzip(const std::string& acceptEncoding) {
 }
 
 /// Whether a client holds what bears this tag already.
-bool holds(const std::string& ifNoneMatch, const std::string& etag) {
+bool isHeld(const std::string& ifNoneMatch, const std::string& etag) {
     for (const std::string& part : splitAt(ifNoneMatch, ',')) {
-        std::string tag = trimmed(part);
-        if (tag == "*") return true;
-        if (tag.rfind("W/", 0) == 0) tag.erase(0, 2);
-        if (tag == etag) return true;
+        const std::string_view tag = base::trimmed(part);
+        if (tag == "*" || base::behind("W/", tag).value_or(tag) == etag) return true;
     }
     return false;
 }
@@ -109,6 +97,17 @@ picture::Revision lastChangeOf(const picture::Picture& picture, records::Table t
         last = std::max(last, picture.revisionOf(other));
     }
     return last;
+}
+
+/// Whether a request is from one of our own pages, or from none. Where a proxy hides the name that the browser came
+/// by, the browser's own rule still stands: without leave in the answer, pages of other sites read nothing of it.
+bool isOfOurPages(const HttpRequest& request) {
+    if (!request.origin) return true;
+    if (!request.fetchSite.empty()) return request.fetchSite == "same-origin" || request.fetchSite == "none";
+    if (request.hostIsProxys) return true;
+    const std::size_t scheme = request.origin->find("://");
+    return scheme != std::string::npos &&
+           base::lowered(request.origin->substr(scheme + 3)) == base::lowered(*request.host);
 }
 
 void requireReady(const picture::Picture& picture) {
@@ -188,18 +187,18 @@ HttpAnswer Api::routed(const HttpRequest& request, std::string& route) const {
 /// A page on somebody else's site must not read what a browser inside the house can reach: the name it
 /// was reached by and the page's origin have to be ours.
 void Api::checkSender(const HttpRequest& request) const {
+    const bool isProbe = request.target == "/healthz" || request.target == "/readyz";
+    if (request.mayLackHost && isProbe) return;
     if (!request.host || request.host->empty()) throw Problem{400, "The request must name one Host.", ""};
-    if (_options.hosts.count(lowered(withoutPort(*request.host))) == 0) {
+    if (_options.hosts.count(base::lowered(withoutPort(*request.host))) == 0) {
         throw Problem{421,
                       "This service does not answer for " + base::quoted(*request.host) +
                           "; its operator can allow it with --allow-host.",
                       ""};
     }
-    if (!request.origin) return;
-    const std::size_t scheme = request.origin->find("://");
-    const bool ours =
-        scheme != std::string::npos && lowered(request.origin->substr(scheme + 3)) == lowered(*request.host);
-    if (!ours) throw Problem{403, "Pages of " + base::quoted(*request.origin) + " may not read here.", ""};
+    if (!isOfOurPages(request)) {
+        throw Problem{403, "Pages of " + base::quoted(*request.origin) + " may not read here.", ""};
+    }
 }
 
 // --- Tables -------------------------------------------------------------------------------------
@@ -273,7 +272,7 @@ HttpAnswer Api::changedSince(const HttpRequest& request, const picture::Picture&
     base::JsonText json;
     json.beginObject().key("revision").text(current).key("table").text(tableName(table)).key("since").text(token);
     json.key("items").raw(items.str()).key("removed").raw(removed.str()).endObject();
-    Body body{std::make_shared<const std::string>(json.str()), nullptr, current + "-since-" + token};
+    AnswerBody body{std::make_shared<const std::string>(json.str()), current + "-since-" + token};
     return answerWith(request, body);
 }
 
@@ -285,7 +284,7 @@ HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) 
     requireReady(*picture);
     const std::shared_ptr<const picture::Row> row = picture->find(wanted, id);
     if (row == nullptr) throw Problem{404, "There is no " + nounOf(wanted) + " " + std::to_string(id) + ".", "id"};
-    Body body{std::make_shared<const std::string>(row->json), nullptr, _around.tokens.of(row->revision)};
+    AnswerBody body{std::make_shared<const std::string>(row->json), _around.tokens.of(row->revision)};
     return answerWith(request, body);
 }
 
@@ -354,7 +353,7 @@ HttpAnswer Api::changes(const HttpRequest& request, const RequestTarget& target)
         }
         if (stream.filter.tables.none()) throw Problem{400, "Names no table.", "tables"};
     }
-    stream.knows = _around.tokens.read(trimmed(request.lastEventId)).revision;
+    stream.knows = _around.tokens.read(base::trimmed(request.lastEventId)).revision;
 
     HttpAnswer answer;
     answer.type = "text/event-stream";
@@ -371,7 +370,8 @@ HttpAnswer Api::status(const HttpRequest& /*request*/, const RequestTarget& targ
 HttpAnswer Api::statusOf(const picture::Picture& picture) const {
     HttpAnswer answer;
     answer.cacheControl = "no-store";
-    answer.body = std::make_shared<const std::string>(_around.report.status(picture, _around.wallClock()));
+    answer.body =
+        std::make_shared<const std::string>(_around.report.status(picture, _around.counts(), _around.wallClock()));
     return answer;
 }
 
@@ -415,13 +415,13 @@ HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) co
     return answer;
 }
 
-HttpAnswer Api::answerWith(const HttpRequest& request, Body& body) const {
+HttpAnswer Api::answerWith(const HttpRequest& request, AnswerBody& body) const {
     constexpr std::size_t kWorthIt = 512;  // bytes; below, compressing saves no packet
     HttpAnswer answer;
     answer.varies = true;
     answer.gzip = body.plain->size() >= kWorthIt && takesGzip(request.acceptEncoding);
     answer.etag = "\"" + body.tag + (answer.gzip ? "-gzip\"" : "\"");
-    if (holds(request.ifNoneMatch, answer.etag)) {
+    if (isHeld(request.ifNoneMatch, answer.etag)) {
         answer.status = 304;
         return answer;
     }

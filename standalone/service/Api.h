@@ -32,6 +32,7 @@ public:
         const FeedReport& report;
         const RevisionTokens& tokens;
         std::function<std::string()> metrics;  ///< In the text format of Prometheus.
+        std::function<feed::IntakeCounts()> counts;
         std::function<base::WallTime()> wallClock;
     };
 
@@ -69,7 +70,7 @@ private:
     HttpAnswer changedSince(const HttpRequest& request, const picture::Picture& picture, records::Table table,
                             const std::string& token) const;
     HttpAnswer departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) const;
-    HttpAnswer answerWith(const HttpRequest& request, Body& body) const;
+    HttpAnswer answerWith(const HttpRequest& request, AnswerBody& body) const;
     int knownStation(const picture::Picture& picture, const RequestTarget& target) const;
 
     Surroundings _around;

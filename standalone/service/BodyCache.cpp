@@ -1,9 +1,9 @@
 #include "service/BodyCache.h"
 
+#include <fmt/format.h>
 #include <zlib.h>
 
-#include <array>
-#include <cstdio>
+#include <iterator>
 #include <new>
 #include <stdexcept>
 
@@ -17,34 +17,52 @@ constexpr std::size_t kOverhead = 256;  // bytes of an entry besides its texts, 
 
 }  // namespace
 
-std::shared_ptr<Body> BodyCache::get(const std::string& request, std::uint64_t validity, const std::string& tag,
-                                     const std::function<std::string()>& make) {
-    const auto known = _entries.find(request);
-    if (known != _entries.end() && known->second.validity == validity) return known->second.body;
-
-    auto body = std::make_shared<Body>();
-    body->plain = std::make_shared<const std::string>(make());
-    body->tag = tag.empty() ? contentHash(*body->plain) : tag;
-    makeRoom(body->plain->size() + request.size() + kOverhead);
-    _entries.insert_or_assign(request, Entry{validity, body});
+std::shared_ptr<AnswerBody> BodyCache::get(const std::string& request, std::uint64_t validity, const std::string& tag,
+                                           const std::function<std::string()>& make) {
+    const auto known = _places.find(request);
+    if (known != _places.end() && known->second->validity == validity) {
+        _entries.splice(_entries.begin(), _entries, known->second);
+        return known->second->body;
+    }
+    auto body = std::make_shared<AnswerBody>(AnswerBody{std::make_shared<const std::string>(make()), tag, request});
+    if (tag.empty()) body->tag = contentHash(*body->plain);
+    if (known != _places.end()) drop(known->second);
+    if (bytesOf(*body) > _room) return body;  // it would take everybody's place and its own
+    _entries.push_front({validity, body});
+    _places.emplace(body->request, _entries.begin());
+    _bytes += bytesOf(*body);
+    makeRoom();
     return body;
 }
 
-std::shared_ptr<const std::string> BodyCache::compressed(Body& body) {
-    if (!body.gzip) {
-        body.gzip = std::make_shared<const std::string>(gzipped(*body.plain));
-        _bytes += body.gzip->size();
+std::shared_ptr<const std::string> BodyCache::compressed(AnswerBody& body) {
+    if (body.gzip) return body.gzip;
+    auto gzip = std::make_shared<const std::string>(gzipped(*body.plain));
+    if (keeps(body) && bytesOf(body) + gzip->size() <= _room) {
+        body.gzip = gzip;
+        _bytes += gzip->size();
+        makeRoom();
     }
-    return body.gzip;
+    return gzip;
 }
 
-/// What was replaced goes on counting until the cache starts over, which keeps the count simple.
-void BodyCache::makeRoom(std::size_t bytes) {
-    if (_bytes + bytes > _room) {
-        _entries.clear();
-        _bytes = 0;
-    }
-    _bytes += bytes;
+std::size_t BodyCache::bytesOf(const AnswerBody& body) {
+    return kOverhead + body.request.size() + body.plain->size() + (body.gzip ? body.gzip->size() : 0);
+}
+
+bool BodyCache::keeps(const AnswerBody& body) const {
+    const auto place = _places.find(body.request);
+    return place != _places.end() && place->second->body.get() == &body;
+}
+
+void BodyCache::drop(Entries::iterator entry) {
+    _bytes -= bytesOf(*entry->body);
+    _places.erase(entry->body->request);
+    _entries.erase(entry);
+}
+
+void BodyCache::makeRoom() {
+    while (_bytes > _room) drop(std::prev(_entries.end()));
 }
 
 std::string gzipped(const std::string& plain) {
@@ -70,9 +88,7 @@ std::string gzipped(const std::string& plain) {
 std::string contentHash(const std::string& text) {
     base::ContentHash hash;
     hash.add(text);
-    std::array<char, 17> digits{};
-    std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(hash.value()));
-    return digits.data();
+    return fmt::format("{:016x}", hash.value());
 }
 
 }  // namespace pis::service

@@ -4,44 +4,55 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace pis::service {
 
-/// A body, and its tag between quotes, without what tells the compressed one apart.
-struct Body {
+/// The text of an answer, and its tag between quotes, without what tells the compressed one apart.
+struct AnswerBody {
     std::shared_ptr<const std::string> plain;
-    std::shared_ptr<const std::string> gzip;  ///< Made when it is first asked for.
     std::string tag;
+    std::string request = {};                           ///< That it answers; empty where no cache keeps it.
+    std::shared_ptr<const std::string> gzip = nullptr;  ///< Made when it is first asked for.
 };
 
-/// [Threading] For one thread.
+/// Keeps what was asked for last. [Threading] For one thread.
 class BodyCache {
 public:
-    /// @param room bytes of bodies that are kept; beyond it the cache starts over.
+    /// @param room bytes of what is kept: requests, bodies, compressed bodies.
     explicit BodyCache(std::size_t room = std::size_t{64} << 20) : _room(room) {}
 
     /// The body for a request, made anew where `validity` is not what it was.
     /// @param make gives the body; @param tag names it, or is empty for one that its contents name.
-    std::shared_ptr<Body> get(const std::string& request, std::uint64_t validity, const std::string& tag,
-                              const std::function<std::string()>& make);
+    std::shared_ptr<AnswerBody> get(const std::string& request, std::uint64_t validity, const std::string& tag,
+                                    const std::function<std::string()>& make);
 
-    /// The compressed form of a body.
-    std::shared_ptr<const std::string> compressed(Body& body);
+    /// The compressed form of a body, be it of this cache or not.
+    std::shared_ptr<const std::string> compressed(AnswerBody& body);
+
+    /// Bytes that are kept, and roughly what keeping them takes besides.
+    std::size_t bytes() const { return _bytes; }
 
 private:
     struct Entry {
         std::uint64_t validity;
-        std::shared_ptr<Body> body;
+        std::shared_ptr<AnswerBody> body;
     };
+    using Entries = std::list<Entry>;
 
-    void makeRoom(std::size_t bytes);
+    static std::size_t bytesOf(const AnswerBody& body);
+    bool keeps(const AnswerBody& body) const;
+    void drop(Entries::iterator entry);
+    void makeRoom();
 
     std::size_t _room;
     std::size_t _bytes = 0;
-    std::unordered_map<std::string, Entry> _entries;
+    Entries _entries;                                                 // asked for last in front
+    std::unordered_map<std::string_view, Entries::iterator> _places;  // by the bodies' own requests
 };
 
 /// Compressed with gzip, quickly rather than small.

@@ -1,8 +1,9 @@
 #include "service/FeedReport.h"
 
-#include <array>
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "base/JsonText.h"
 #include "base/WallTime.h"
@@ -15,9 +16,25 @@ namespace {
 std::string tenths(double seconds) {
     constexpr double kBeyond = 1e15;
     if (!std::isfinite(seconds) || std::fabs(seconds) > kBeyond) return "null";
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.1f", seconds);
-    return text.data();
+    return fmt::format("{:.1f}", seconds);
+}
+
+/// What was not delivered: how often, and why and when last.
+std::string intakeOf(const feed::IntakeCounts& counts) {
+    base::JsonText json;
+    json.beginArray();
+    for (const feed::TypeCounts& type : counts) {
+        for (std::size_t i = 0; i < feed::kOutcomes; ++i) {
+            const auto outcome = static_cast<feed::Outcome>(i);
+            const feed::OutcomeCount& found = type.of(outcome);
+            if (outcome == feed::Outcome::DELIVERED || found.count == 0) continue;
+            json.beginObject().key("type").text(type.name).key("outcome").text(outcomeName(outcome));
+            json.key("count").raw(std::to_string(found.count));
+            json.key("last_reason").text(found.lastReason).key("last_at").text(base::isoTime(found.lastTime));
+            json.endObject();
+        }
+    }
+    return json.endArray().str();
 }
 
 }  // namespace
@@ -47,7 +64,8 @@ std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now
     json.key("source").text(byFeed ? "feed" : "wall").endObject();
     json.key("link").beginObject().key("name").text(feed.linkName).key("state").text(linkStateName(feed.link));
     json.key("since").text(base::isoTime(feed.linkSince)).key("detail").text(feed.linkDetail).endObject();
-    json.key("server_online").flag(feed.serverOnline).key("automatic_messages").flag(feed.automaticMessages);
+    json.key("server_online").flag(feed.serverOnline).key("server_status").text(serverStatusName(feed));
+    json.key("automatic_messages").flag(feed.automaticMessages);
     json.key("last_record_at");
     feed.lastRecord ? json.text(base::isoTime(*feed.lastRecord)) : json.raw("null");
     json.key("silent_seconds").raw(silent ? tenths(*silent) : "null");
@@ -55,7 +73,8 @@ std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now
     return json.str();
 }
 
-std::string FeedReport::status(const picture::Picture& picture, base::WallTime now) const {
+std::string FeedReport::status(const picture::Picture& picture, const feed::IntakeCounts& counts,
+                               base::WallTime now) const {
     base::JsonText tables;
     tables.beginObject();
     for (const records::Table table : records::kEveryTable) {
@@ -64,7 +83,7 @@ std::string FeedReport::status(const picture::Picture& picture, base::WallTime n
     tables.endObject();
     std::string text = tick(picture, now);
     text.back() = ',';
-    return text + "\"tables\":" + tables.str() + "}";
+    return text + "\"tables\":" + tables.str() + ",\"intake\":" + intakeOf(counts) + "}";
 }
 
 }  // namespace pis::service

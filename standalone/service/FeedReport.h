@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "feed/IntakeCounts.h"
 #include "picture/Picture.h"
 #include "picture/ServiceClock.h"
 #include "service/RevisionToken.h"
@@ -26,8 +27,8 @@ public:
     /// One JSON object: revision, clock, link, silence.
     std::string tick(const picture::Picture& picture, base::WallTime now) const;
 
-    /// The same with the sizes of the tables.
-    std::string status(const picture::Picture& picture, base::WallTime now) const;
+    /// The same with the sizes of the tables and with what was not delivered to the store.
+    std::string status(const picture::Picture& picture, const feed::IntakeCounts& counts, base::WallTime now) const;
 
 private:
     const RevisionTokens& _tokens;

@@ -1,13 +1,16 @@
 #include "service/HttpConnection.h"
 
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
-#include <cstdio>
 #include <ctime>
+#include <sstream>
 
 namespace pis::service {
 
@@ -25,18 +28,7 @@ constexpr const char* kPolicy =
 
 /// "Fri, 20 Nov 2026 13:25:08 GMT", whatever the locale.
 std::string httpDate() {
-    static constexpr std::array<const char*, 7> kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    const std::time_t now = std::time(nullptr);
-    std::tm parts{};
-    gmtime_r(&now, &parts);
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%s, %02d %s %04d %02d:%02d:%02d GMT",
-                  kDays.at(static_cast<std::size_t>(parts.tm_wday)), parts.tm_mday,
-                  kMonths.at(static_cast<std::size_t>(parts.tm_mon)), parts.tm_year + 1900, parts.tm_hour, parts.tm_min,
-                  parts.tm_sec);
-    return text.data();
+    return fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT", fmt::gmtime(std::time(nullptr)));
 }
 
 /// The headers of every answer.
@@ -66,17 +58,27 @@ std::optional<std::string> givenValueOf(const http::request<http::string_body>& 
     return std::string(found->value());
 }
 
-HttpRequest requestOf(const http::request<http::string_body>& message, const asio::ip::address& peer) {
+HttpRequest requestOf(const http::request<http::string_body>& message, const asio::ip::address& peer,
+                      bool peerIsTrusted) {
     HttpRequest request;
     request.method = std::string(message.method_string());
     request.target = std::string(message.target());
     if (message.count(http::field::host) == 1) request.host = valueOf(message, http::field::host);
+    // Browsers have long stopped to speak HTTP/1.0; proxies have not, and name the host that they ask.
+    const bool isOld = message.version() < kHttp11;
+    request.hostIsProxys = isOld || peerIsTrusted;
+    request.mayLackHost = isOld && message.count(http::field::host) == 0;
+    if (const auto host = peerIsTrusted ? forwardedHost(message) : std::nullopt) {
+        request.host = *host;
+        request.hostIsProxys = false;
+    }
     request.origin = givenValueOf(message, http::field::origin);
+    request.fetchSite = std::string(message["Sec-Fetch-Site"]);
     request.ifNoneMatch = valueOf(message, http::field::if_none_match);
     request.acceptEncoding = valueOf(message, http::field::accept_encoding);
     request.lastEventId = std::string(message["Last-Event-ID"]);
     const bool handedOn = message.count(http::field::forwarded) > 0 || message.count("X-Forwarded-For") > 0;
-    request.fromLoopback = peer.is_loopback() && !handedOn;
+    request.fromLoopback = peer.is_loopback() && !peerIsTrusted && !isOld && !handedOn;
     return request;
 }
 
@@ -97,8 +99,8 @@ std::optional<Problem> problemOf(error_code error, const HttpLimits& limits) {
 
 /// Differs where readers are to hear at once how the feed is, though no table changed.
 unsigned summaryOf(const feed::FeedStatus& feed) {
-    return static_cast<unsigned>(feed.link) << 3U | (feed.ready ? 4U : 0U) | (feed.serverOnline ? 2U : 0U) |
-           (feed.automaticMessages ? 1U : 0U);
+    return static_cast<unsigned>(feed.link) << 4U | (feed.ready ? 8U : 0U) | (feed.serverKnown ? 4U : 0U) |
+           (feed.serverOnline ? 2U : 0U) | (feed.automaticMessages ? 1U : 0U);
 }
 
 }  // namespace
@@ -171,8 +173,10 @@ void HttpConnection::onRead(error_code error) {
         return send(answer, false, true);
     }
     const http::request<http::string_body> message = _parser->release();
-    const HttpRequest request = requestOf(message, _peer);
-    const HttpAnswer answer = _server._api.answer(request);
+    const bool peerIsTrusted = _server._proxies.trust(_peer);
+    const HttpRequest request = requestOf(message, _peer, peerIsTrusted);
+    const bool hasRoom = !peerIsTrusted || countFor(_server._proxies.clientOf(_peer, message));
+    const HttpAnswer answer = hasRoom ? _server._api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
     _server._metrics.answered(answer.route, answer.status);
     const bool bodyToo = request.method != "HEAD";
     if (answer.stream && bodyToo) {
@@ -210,6 +214,8 @@ void HttpConnection::writeOn() {
         self->_response.reset();
         self->_body.reset();
         self->_state = WAITING;
+        // A proxy's connection carries anybody's requests.
+        if (self->_server._proxies.trust(self->_peer)) self->stopCounting();
         if (!self->_keepAlive || self->_finishing) return self->finish();
         self->await();
     });
@@ -223,6 +229,7 @@ void HttpConnection::beginStream(const HttpAnswer& answer) {
     http::response<http::empty_body> head(http::status::ok, kHttp11);
     addHeaders(head, answer);
     head.set(http::field::content_type, answer.type);
+    head.set("X-Accel-Buffering", "no");  // a proxy that gathers what comes would keep events back
     head.chunked(_inChunks);
     head.keep_alive(false);
     std::ostringstream text;
@@ -260,9 +267,7 @@ void HttpConnection::sendPicture(const std::shared_ptr<const picture::Picture>& 
 
 /// Makes a chunk of some events.
 void HttpConnection::sendEvents(std::shared_ptr<const std::string> events) {
-    std::array<char, 24> head{};
-    if (_inChunks) std::snprintf(head.data(), head.size(), "%zx\r\n", events->size());
-    _chunkHead = head.data();
+    _chunkHead = _inChunks ? fmt::format("{:x}\r\n", events->size()) : "";
     _events = std::move(events);
     _sent = 0;
     expectWithin(_server._limits.progress);
@@ -299,6 +304,21 @@ void HttpConnection::pictureChanged(const std::shared_ptr<const picture::Picture
     writeChunk();
 }
 
+// --- Room for each address ----------------------------------------------------------------------
+
+bool HttpConnection::countFor(const asio::ip::address& client) {
+    if (_countedFor == client) return true;
+    stopCounting();
+    if (!_server.admit(client)) return false;
+    _countedFor = client;
+    return true;
+}
+
+void HttpConnection::stopCounting() {
+    if (_countedFor) _server.release(*_countedFor);
+    _countedFor.reset();
+}
+
 // --- Time and ends ------------------------------------------------------------------------------
 
 void HttpConnection::watch(Clock::time_point now) {
@@ -322,18 +342,19 @@ void HttpConnection::watch(Clock::time_point now) {
 
 void HttpConnection::finish() {
     static constexpr std::string_view kLastChunk = "0\r\n\r\n";
-    constexpr std::chrono::seconds kToHearOut{2};
     _finishing = true;
     if (_state == READING || _state == WRITING || _events) return;  // comes back here when that is done
-    error_code ignored;
     if (_state == STREAMING && _inChunks) {
-        _socket.non_blocking(true, ignored);
-        _socket.write_some(asio::buffer(kLastChunk), ignored);
+        _state = WRITING;  // the last chunk waits for room like any other
+        asio::async_write(_socket, asio::buffer(kLastChunk),
+                          [self = shared_from_this()](error_code, std::size_t) { self->close(); });
+        return;
     }
+    error_code ignored;
     _socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (_state == STREAMING || _server._stopping) return close();
     // Closing on what a client still sends would take the answer from it.
-    expectWithin(kToHearOut);
+    expectWithin(_server._limits.hearOut);
     listenForEnd();
 }
 
@@ -341,6 +362,7 @@ void HttpConnection::close() {
     if (!_socket.is_open()) return;
     error_code ignored;
     _socket.close(ignored);
+    stopCounting();
     if (_stream) _server._metrics.streamEnded();
     _server.closed(*this);
 }

@@ -46,7 +46,8 @@ public:
     /// Ends at once.
     void close();
 
-    const boost::asio::ip::address& peer() const { return _peer; }
+    /// Takes a place among the connections of a client's address. False where there is none left.
+    bool countFor(const boost::asio::ip::address& client);
 
     /// Whether it hears why there is no room, and nothing else.
     bool isRefused() const { return _isRefused; }
@@ -68,11 +69,13 @@ private:
     void sendPicture(const std::shared_ptr<const picture::Picture>& picture);
     void sendEvents(std::shared_ptr<const std::string> events);
     void writeChunk();
+    void stopCounting();
     void expectWithin(std::chrono::seconds time) { _deadline = Clock::now() + time; }
 
     HttpServer& _server;
     boost::asio::ip::tcp::socket _socket;
     boost::asio::ip::address _peer;
+    std::optional<boost::asio::ip::address> _countedFor;
     boost::beast::flat_buffer _buffer;
     std::optional<Parser> _parser;
     Clock::time_point _deadline;

@@ -16,8 +16,11 @@ namespace pis::service {
 struct HttpRequest {
     std::string method;
     std::string target;
-    std::optional<std::string> host;
+    std::optional<std::string> host;  ///< As a trusted proxy says, else the only `Host`.
+    bool hostIsProxys = false;        ///< A proxy's name for this service: the browser came by one that is not known.
+    bool mayLackHost = false;         ///< It is as old as HTTP/1.0 and names none.
     std::optional<std::string> origin;
+    std::string fetchSite;  ///< `Sec-Fetch-Site`, which pages cannot set.
     std::string ifNoneMatch;
     std::string acceptEncoding;
     std::string lastEventId;

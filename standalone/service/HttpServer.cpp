@@ -17,18 +17,18 @@ namespace {
 
 constexpr std::chrono::milliseconds kWatchEvery{250};
 constexpr std::chrono::milliseconds kPauseAfterFault{100};
-constexpr std::chrono::seconds kLastWords{1};
 
 }  // namespace
 
 HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
-                       const picture::PublishedPicture& published, ServiceMetrics& metrics)
+                       const picture::PublishedPicture& published, ServiceMetrics& metrics, TrustedProxies proxies)
     : _context(context),
       _limits(limits),
       _api(api),
       _changes(changes),
       _published(published),
       _metrics(metrics),
+      _proxies(std::move(proxies)),
       _acceptor(context),
       _timer(context),
       _pause(context) {}
@@ -78,34 +78,45 @@ void HttpServer::accepted(asio::ip::tcp::socket socket) {
     if (error) return;  // gone already
     const auto connection = std::make_shared<HttpConnection>(*this, std::move(socket), peer);
     const bool full = _admitted >= _limits.connections;
-    const auto ofAddress = _perAddress.find(peer);
-    const bool addressFull = ofAddress != _perAddress.end() && ofAddress->second >= _limits.connectionsPerAddress;
-    if (!full && !addressFull) {
+    // Whom a proxy speaks for shows with the request.
+    if (!full && (_proxies.trust(peer) || connection->countFor(peer))) {
         _connections.insert(connection);
         ++_admitted;
-        ++_perAddress[peer];
         _metrics.connections(_admitted);
         return connection->start();
     }
     _metrics.refused();
-    constexpr std::size_t kMostHearing = 64;  // at a time; beyond them there are no words
-    if (_connections.size() - _admitted >= kMostHearing) return;
+    if (_connections.size() - _admitted >= _limits.refusals) return;
     _connections.insert(connection);
     connection->refuse(
         full ? Problem{503, "The service has as many connections as it takes.", "", "", {{"Retry-After", "10"}}}
-             : Problem{429,
-                       "There are as many connections from this address as the service takes; its "
-                       "operator can raise --connections-per-address.",
-                       "",
-                       "",
-                       {{"Retry-After", "10"}}});
+             : tooManyOfAddress());
+}
+
+Problem HttpServer::tooManyOfAddress() {
+    return {429,
+            "There are as many connections from this address as the service takes; its operator can raise "
+            "--connections-per-address.",
+            "",
+            "",
+            {{"Retry-After", "10"}}};
+}
+
+bool HttpServer::admit(const asio::ip::address& client) {
+    std::size_t& count = _perAddress[client];
+    if (count >= _limits.connectionsPerAddress) return false;
+    ++count;
+    return true;
+}
+
+void HttpServer::release(const asio::ip::address& client) {
+    const auto ofAddress = _perAddress.find(client);
+    if (--ofAddress->second == 0) _perAddress.erase(ofAddress);
 }
 
 void HttpServer::closed(HttpConnection& connection) {
     _connections.erase(connection.shared_from_this());
     if (connection.isRefused()) return;
-    const auto ofAddress = _perAddress.find(connection.peer());
-    if (--ofAddress->second == 0) _perAddress.erase(ofAddress);
     _metrics.connections(--_admitted);
 }
 
@@ -129,7 +140,7 @@ void HttpServer::watch() {
 
 void HttpServer::stop() {
     _stopping = true;
-    _giveUp = std::chrono::steady_clock::now() + kLastWords;
+    _giveUp = std::chrono::steady_clock::now() + _limits.lastWords;
     error_code ignored;
     _acceptor.close(ignored);
     _pause.cancel();

@@ -16,7 +16,9 @@
 #include "service/Api.h"
 #include "service/ChangeStream.h"
 #include "service/HttpLimits.h"
+#include "service/Problem.h"
 #include "service/ServiceMetrics.h"
+#include "service/TrustedProxies.h"
 
 namespace pis::service {
 
@@ -25,7 +27,7 @@ class HttpConnection;
 class HttpServer {
 public:
     HttpServer(boost::asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
-               const picture::PublishedPicture& published, ServiceMetrics& metrics);
+               const picture::PublishedPicture& published, ServiceMetrics& metrics, TrustedProxies proxies = {});
     ~HttpServer();
 
     /// Listens; port 0 takes a free one.
@@ -39,12 +41,17 @@ public:
     /// and everything that is left after a second at once.
     void stop();
 
+    /// What a client is told whose address has no connection left.
+    static Problem tooManyOfAddress();
+
 private:
     friend class HttpConnection;
 
     void accept();
     void accepted(boost::asio::ip::tcp::socket socket);
     void closed(HttpConnection& connection);
+    bool admit(const boost::asio::ip::address& client);
+    void release(const boost::asio::ip::address& client);
     void watch();
 
     boost::asio::io_context& _context;
@@ -53,6 +60,7 @@ private:
     ChangeStream& _changes;
     const picture::PublishedPicture& _published;
     ServiceMetrics& _metrics;
+    const TrustedProxies _proxies;
     boost::asio::ip::tcp::acceptor _acceptor;
     boost::asio::steady_timer _timer;
     boost::asio::steady_timer _pause;  // after accepting failed

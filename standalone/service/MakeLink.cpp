@@ -1,10 +1,10 @@
 #include "service/MakeLink.h"
 
-#include <charconv>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 
+#include "base/HostAndPort.h"
+#include "base/Text.h"
 #include "signalling/FileLink.h"
 #include "signalling/TcpLink.h"
 #include "simulator/SimLink.h"
@@ -20,30 +20,14 @@ std::runtime_error wrong(const std::string& link, const std::string& what) {
     return std::runtime_error("link \"" + link + "\": " + what + "; " + kForms);
 }
 
-/// What stands behind a prefix, if the text begins with it.
-std::optional<std::string> behind(std::string_view prefix, const std::string& text) {
-    if (text.compare(0, prefix.size(), prefix) != 0) return std::nullopt;
-    return text.substr(prefix.size());
-}
-
-bool isPort(const std::string& text) {
-    int port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    return error == std::errc() && end == text.data() + text.size() && port >= 1 && port <= 65535;
-}
-
-/// "HOST:PORT" or "[HOST]:PORT".
-signalling::TcpAddress addressIn(const std::string& text, const std::string& link) {
-    const std::size_t colon = text.rfind(':');
-    if (colon == std::string::npos) throw wrong(link, "the port is missing");
-    signalling::TcpAddress address{text.substr(0, colon), text.substr(colon + 1)};
-    if (!isPort(address.port)) throw wrong(link, "the port is no number from 1 to 65535");
-    const bool inBrackets = address.host.size() > 2 && address.host.front() == '[' && address.host.back() == ']';
-    if (inBrackets) address.host = address.host.substr(1, address.host.size() - 2);
-    if (address.host.empty()) throw wrong(link, "the host is missing");
-    const std::string_view notInNames = inBrackets ? "[]/@ " : "[]/@ :";
-    if (address.host.find_first_of(notInNames) != std::string::npos) throw wrong(link, "the host is none");
-    return address;
+base::HostAndPort addressIn(std::string_view text, const std::string& link) {
+    try {
+        base::HostAndPort address = base::hostAndPortIn(text);
+        if (address.port == 0) throw std::invalid_argument("there is no port 0 to connect to");
+        return address;
+    } catch (const std::invalid_argument& fault) {
+        throw wrong(link, fault.what());
+    }
 }
 
 /// What is said of a railway to a link that runs none would be lost on it.
@@ -68,16 +52,16 @@ std::unique_ptr<signalling::SignallingLink> makeLink(const LinkOptions& options)
         refuseRailwayOptions(options, true);
         return std::make_unique<signalling::FileLink>("-", options.speed);
     }
-    if (const auto path = behind("file:", link)) {
+    if (const auto path = base::behind("file:", link)) {
         if (path->empty()) throw wrong(link, "the path is missing");
         refuseRailwayOptions(options, true);
-        return std::make_unique<signalling::FileLink>(*path, options.speed);
+        return std::make_unique<signalling::FileLink>(std::string(*path), options.speed);
     }
-    if (const auto address = behind("tcp://", link)) {
+    if (const auto address = base::behind("tcp://", link)) {
         refuseRailwayOptions(options, false);
         return std::make_unique<signalling::TcpLink>(addressIn(*address, link));
     }
-    if (const auto file = behind("sim:", link)) {
+    if (const auto file = base::behind("sim:", link)) {
         if (file->empty()) throw wrong(link, "the network file is missing");
         simulator::SimulationOptions simulation = options.simulation;
         simulation.networkFile = *file;

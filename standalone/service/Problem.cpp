@@ -12,7 +12,6 @@ const char* reasonOf(int status) {
         case 403: return "Forbidden";
         case 404: return "Not Found";
         case 405: return "Method Not Allowed";
-        case 408: return "Request Timeout";
         case 410: return "Gone";
         case 413: return "Content Too Large";
         case 421: return "Misdirected Request";

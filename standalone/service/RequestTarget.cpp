@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
-#include <charconv>
 #include <set>
-#include <system_error>
 
+#include "base/Numbers.h"
 #include "base/Output.h"
 #include "service/Problem.h"
 
@@ -49,16 +48,14 @@ std::optional<int> RequestTarget::number(const char* name, int lowest, int highe
 }
 
 int wholeNumber(const std::string& text, const char* parameter, int lowest, int highest) {
-    int number = 0;
-    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = code == std::errc() && end == text.data() + text.size();
-    if (!whole || number < lowest || number > highest) {
+    const auto number = base::numberIn<int>(text);
+    if (!number || *number < lowest || *number > highest) {
         throw Problem{400,
                       "Must be a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest) +
                           ", not " + base::quoted(text) + ".",
                       parameter};
     }
-    return number;
+    return *number;
 }
 
 }  // namespace pis::service

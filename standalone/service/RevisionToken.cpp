@@ -2,7 +2,8 @@
 
 #include <array>
 #include <charconv>
-#include <system_error>
+
+#include "base/Numbers.h"
 
 namespace pis::service {
 
@@ -19,10 +20,8 @@ RevisionTokens::Reading RevisionTokens::read(std::string_view token) const {
     if (hyphen == std::string_view::npos || hyphen == 0) return {};
     const std::string_view start = token.substr(0, hyphen);
     if (start.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz") != std::string_view::npos) return {};
-    const std::string_view digits = token.substr(hyphen + 1);
-    picture::Revision revision = 0;
-    const auto [end, code] = std::from_chars(digits.data(), digits.data() + digits.size(), revision);
-    if (code != std::errc() || end != digits.data() + digits.size()) return {};
+    const auto revision = base::numberIn<picture::Revision>(token.substr(hyphen + 1));
+    if (!revision) return {};
     if (start != _start) return {true, std::nullopt};
     return {true, revision};
 }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address_v6.hpp>
 #include <boost/asio/post.hpp>
@@ -11,7 +12,9 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "base/HostAndPort.h"
 #include "base/Output.h"
+#include "base/Text.h"
 #include "debug.h"
 #include "feeding/FeedingThread.h"
 #include "feeding/ServiceObserver.h"
@@ -27,60 +30,54 @@ namespace asio = boost::asio;
 
 namespace {
 
-struct ListenAddress {
-    std::string host;
-    unsigned short port;
-
-    /// As it stands in an address for a browser.
-    std::string inUrl() const { return host.find(':') == std::string::npos ? host : "[" + host + "]"; }
-};
-
-ListenAddress listenAddressOf(const std::string& text) {
-    const std::size_t colon = text.rfind(':');
-    const std::string fault =
-        "--listen: must be ADDRESS:PORT such as 127.0.0.1:8080 or [::1]:8080, not " + base::quoted(text);
-    if (colon == std::string::npos) throw std::runtime_error(fault);
-    std::string host = text.substr(0, colon);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-    const std::string port = text.substr(colon + 1);
-    constexpr unsigned long kHighestPort = 65535;
-    if (host.empty() || port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos ||
-        std::stoul(port) > kHighestPort) {
-        throw std::runtime_error(fault);
+base::HostAndPort listenAddressOf(const std::string& text) {
+    try {
+        base::HostAndPort address = base::hostAndPortIn(text);
+        if (address.host == "localhost") address.host = "127.0.0.1";
+        return address;
+    } catch (const std::invalid_argument& fault) {
+        throw std::runtime_error("--listen: must be ADDRESS:PORT such as 127.0.0.1:8080 or [::1]:8080, not " +
+                                 base::quoted(text) + ": " + fault.what());
     }
-    return {host == "localhost" ? "127.0.0.1" : host, static_cast<unsigned short>(std::stoul(port))};
 }
 
-/// Sees to it that every connection can have its descriptor, or that there are no more than descriptors.
+/// Sees to it that every connection can have its descriptor, or that no more of them are promised than there are.
 void provideDescriptors(HttpLimits& limits) {
-    constexpr rlim_t kOthers = 128;  // link, log, those that are being refused
-    const rlim_t wanted = limits.connections + kOthers;
+    constexpr rlim_t kOwn = 32;  // event loops, link, look-ups, log, what stands open anyway
+    constexpr rlim_t kFewest = 8;
+    const rlim_t wanted = limits.connections + limits.refusals + kOwn;
     rlimit allowed{};
     if (getrlimit(RLIMIT_NOFILE, &allowed) != 0 || allowed.rlim_cur >= wanted) return;
     rlimit raised = allowed;
-    raised.rlim_cur = allowed.rlim_max == RLIM_INFINITY ? wanted : std::min(wanted, allowed.rlim_max);
+    raised.rlim_cur = std::min(wanted, allowed.rlim_max);
     if (setrlimit(RLIMIT_NOFILE, &raised) != 0) raised = allowed;
     if (raised.rlim_cur >= wanted) return;
-    limits.connections = raised.rlim_cur > 2 * kOthers ? raised.rlim_cur - kOthers : kOthers;
+    if (raised.rlim_cur < kOwn + kFewest) {
+        throw std::runtime_error(
+            fmt::format("this system allows {} open files, the service needs {} at least: see "
+                        "ulimit -n",
+                        raised.rlim_cur, kOwn + kFewest));
+    }
+    const rlim_t left = raised.rlim_cur - kOwn;
+    limits.refusals = std::min(limits.refusals, left / 4);
+    limits.connections = std::min(limits.connections, left - limits.refusals);
     base::complain(fmt::format("this system allows {} open files: the service takes {} connections at most",
                                raised.rlim_cur, limits.connections));
 }
 
 /// A name or address as a `Host` bears it, without its port, in lower case.
-std::string asInHostHeader(std::string host) {
-    for (char& character : host) {
-        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
-    }
+std::string asInHostHeader(const std::string& given) {
+    const std::string host = base::lowered(given);
     if (host.find(':') == std::string::npos || (host.front() == '[' && host.back() == ']')) return host;
     boost::system::error_code notAnAddress;
     asio::ip::make_address_v6(host, notAnAddress);
     if (notAnAddress)
-        throw std::runtime_error("--allow-host: must be a name or address without port, not " + base::quoted(host));
-    return "[" + host + "]";
+        throw std::runtime_error("--allow-host: must be a name or address without port, not " + base::quoted(given));
+    return base::bracketed(host);
 }
 
-std::set<std::string> hostsOf(const ServeOptions& options, const ListenAddress& address) {
-    std::set<std::string> hosts{"localhost", "127.0.0.1", "[::1]", asInHostHeader(address.inUrl())};
+std::set<std::string> hostsOf(const ServeOptions& options, const base::HostAndPort& address) {
+    std::set<std::string> hosts{"localhost", "127.0.0.1", "[::1]", asInHostHeader(address.host)};
     for (const std::string& host : options.allowedHosts) hosts.insert(asInHostHeader(host));
     return hosts;
 }
@@ -101,14 +98,13 @@ public:
           _tokens(std::chrono::system_clock::now()),
           _report(_tokens, _clock, options.staleAfter),
           _feeding(gPassengerInformationServer, makeLink(linkOf(options)), _published, {options.maxElements}),
-          _api(
-              {_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); }, wallTime},
-              {hostsOf(options, _address), options.openMetrics}),
+          _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); },
+                [this] { return _feeding.counts(); }, wallTime},
+               {hostsOf(options, _address), options.openMetrics}),
           _changes(_tokens, [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
           _signals(_context, SIGINT, SIGTERM, SIGHUP) {
-        HttpLimits limits = options.limits;
-        provideDescriptors(limits);
-        _server.emplace(_context, limits, _api, _changes, _published, _metrics);
+        _server.emplace(_context, options.limits, _api, _changes, _published, _metrics,
+                        TrustedProxies(options.trustedProxies));
     }
 
     void run() {
@@ -149,7 +145,7 @@ private:
     }
 
     void sayWhere(unsigned short port) const {
-        const std::string root = fmt::format("http://{}:{}/", _address.inUrl(), port);
+        const std::string root = fmt::format("http://{}/", textOf(base::HostAndPort{_address.host, port}));
         base::remark(
             fmt::format("listening on {}\n  boards   {}\n  API      {}api/v1/status, described in "
                         "{}api/v1/openapi.json\n  changes  {}api/v1/changes\n  link     {}\n",
@@ -186,7 +182,7 @@ private:
         }
     }
 
-    const ListenAddress _address;
+    const base::HostAndPort _address;
     const picture::ServiceClock _clock;
     const RevisionTokens _tokens;
     const FeedReport _report;
@@ -207,7 +203,9 @@ base::ExitStatus serve(const ServeOptions& options) {
     std::signal(SIGPIPE, SIG_IGN);  // whoever reads the log may go; the service stays
     platform::HostLog::setLevel(options.debugLevel);
     if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);
-    LiveService(options).run();
+    ServeOptions possible = options;
+    provideDescriptors(possible.limits);
+    LiveService(possible).run();
     platform::HostLog::finish();
     return base::DONE;
 }

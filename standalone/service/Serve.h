@@ -21,6 +21,7 @@ struct ServeOptions {
     LinkOptions link;
     std::string listen = "127.0.0.1:8080";
     std::vector<std::string> allowedHosts;
+    std::vector<std::string> trustedProxies;  ///< Addresses, or ADDRESS/BITS.
     HttpLimits limits;
     bool openMetrics = false;
     picture::ClockOptions clock;

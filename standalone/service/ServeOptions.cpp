@@ -1,9 +1,8 @@
 // The command line of `pis serve`.
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <string>
-#include <system_error>
 
+#include "base/Numbers.h"
 #include "service/Serve.h"
 
 namespace pis::service {
@@ -12,10 +11,8 @@ namespace {
 
 /// What is wrong with a text as seconds of silence; empty when nothing is. "nan" would pass for a range.
 std::string faultOfSilence(const std::string& text) {
-    double seconds = 0;
-    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    const bool whole = code == std::errc() && end == text.data() + text.size();
-    return whole && seconds >= 0.1 && seconds <= 86400 ? "" : "must be a number from 0.1 to 86400, not " + text;
+    const auto seconds = base::numberIn<double>(text);
+    return seconds && *seconds >= 0.1 && *seconds <= 86400 ? "" : "must be a number from 0.1 to 86400, not " + text;
 }
 
 void addLinkOptions(CLI::App& command, ServeOptions& options) {
@@ -77,6 +74,12 @@ void addHttpOptions(CLI::App& command, ServeOptions& options) {
                     "A name that clients may reach the service by, besides its address")
         ->type_name("NAME")
         ->group("HTTP");
+    command
+        .add_option("--trusted-proxy", options.trustedProxies,
+                    "A proxy whose X-Forwarded-Host (or Forwarded) and X-Forwarded-For count: an address, or "
+                    "ADDRESS/BITS")
+        ->type_name("ADDRESS")
+        ->group("HTTP");
     command.add_option("--connections", options.limits.connections, "Connections in all")
         ->type_name("N")
         ->capture_default_str()
@@ -84,7 +87,7 @@ void addHttpOptions(CLI::App& command, ServeOptions& options) {
         ->group("HTTP");
     command
         .add_option("--connections-per-address", options.limits.connectionsPerAddress,
-                    "Connections from one address; readers behind one proxy share theirs")
+                    "Connections from one address; readers behind a proxy that is not trusted share its")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}).description(""))

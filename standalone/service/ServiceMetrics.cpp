@@ -95,6 +95,11 @@ void addFeed(Families& families, const ServiceMetrics::Sources& sources, base::W
     }
     families.gauge("signalling_server_online", "1 while the signalling server says that it is online.",
                    feed.serverOnline ? 1 : 0);
+    auto& server = families.begin("signalling_server_status", "1 for the state that the signalling server is in.",
+                                  MetricType::Gauge);
+    for (const char* state : {"online", "offline", "unknown"}) {
+        Families::addGauge(server, {{"state", state}}, std::string_view(state) == serverStatusName(feed) ? 1 : 0);
+    }
 }
 
 void addPicture(Families& families, const ServiceMetrics::Sources& sources) {

@@ -1,12 +1,16 @@
 #include "signalling/FileLink.h"
 
+#include <poll.h>
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "feed/ByteReader.h"
 #include "feed/Pace.h"
 #include "feed/RecordReader.h"
-#include "platform/HostLog.h"
 
 namespace pis::signalling {
 
@@ -24,6 +28,8 @@ void FileLink::run(Inbox& inbox) {
 
 /// How the feed ended.
 LinkChange FileLink::readAll(Inbox& inbox) {
+    awaitFile(inbox);
+    if (_stop.given()) return {feed::FeedStatus::ENDED, "stopped"};
     feed::ByteReader bytes(_path, &_stop);
     feed::RecordReader records(bytes);
     feed::Pace pace(_speed, _stop);
@@ -51,9 +57,24 @@ LinkChange FileLink::readAll(Inbox& inbox) {
     return {feed::FeedStatus::ENDED, "stopped"};
 }
 
+/// Waits until the file is there. A path with a slip looks just like a file that comes later: it is told of.
+void FileLink::awaitFile(Inbox& inbox) {
+    constexpr int kLookAgain = 250;  // milliseconds
+    const auto isMissing = [this] {
+        struct stat status {};
+        return _path != "-" && stat(_path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+    };
+    if (!isMissing()) return;
+    const std::string why = std::generic_category().message(errno);
+    if (!inbox.put(LinkChange{feed::FeedStatus::DOWN, "cannot open: " + why + ": waiting for it"})) return;
+    while (!_stop.given() && isMissing()) {
+        pollfd stopped{_stop.descriptor(), POLLIN, 0};
+        poll(&stopped, 1, kLookAgain);
+    }
+}
+
 bool FileLink::send(const platform::SendOperation& operation) {
-    platform::HostLog::say("operation " + std::to_string(operation.operation) + " is lost: " + name() +
-                           " takes no operations");
+    sayOperationLost(operation, name() + " takes no operations");
     return false;
 }
 

@@ -15,7 +15,8 @@ public:
     /// @param speed times the recorded pace; 0 for as fast as possible.
     FileLink(std::string path, double speed);
 
-    /// UP when the file is open, ENDED at its end, DOWN with the reason where it cannot be read.
+    /// UP when the file is open, ENDED at its end, DOWN with the reason where it cannot be read. A file that is not
+    /// there is waited for, DOWN meanwhile.
     void run(Inbox& inbox) override;
 
     /// Always false: nobody listens behind a file.
@@ -25,6 +26,7 @@ public:
 
 private:
     LinkChange readAll(Inbox& inbox);
+    void awaitFile(Inbox& inbox);
 
     std::string _path;
     double _speed;

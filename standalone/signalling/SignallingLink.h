@@ -30,6 +30,9 @@ public:
     virtual std::string name() const = 0;
 };
 
+/// Writes into the log that an operation reaches nobody, and why.
+void sayOperationLost(const platform::SendOperation& operation, const std::string& why);
+
 }  // namespace pis::signalling
 
 #endif

@@ -15,6 +15,7 @@
 #include <exception>
 #include <future>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -36,28 +37,18 @@ using Clock = std::chrono::steady_clock;
 using Endpoints = std::vector<tcp::endpoint>;
 
 /// What is found under a host's name.
-struct Resolved {
-    error_code error;
+struct Found {
+    std::string fault;
     Endpoints endpoints;
 };
 
-Resolved resolve(const TcpAddress& address) {
-    asio::io_context context;
-    tcp::resolver resolver(context);
-    Resolved resolved;
-    for (const auto& entry : resolver.resolve(address.host, address.port, resolved.error)) {
-        resolved.endpoints.push_back(entry.endpoint());
-    }
-    return resolved;
-}
-
 /// Looking up a name cannot be called off: a thread of its own does, and ends by itself where nobody waits
 /// for it any more.
-std::future<Resolved> startToResolve(const TcpAddress& address) {
-    std::packaged_task<Resolved()> task([address] { return resolve(address); });
-    std::future<Resolved> resolved = task.get_future();
+std::future<std::vector<std::string>> startToLookUp(const TcpLink::LookUp& lookUp, const std::string& host) {
+    std::packaged_task<std::vector<std::string>()> task([lookUp, host] { return lookUp(host); });
+    std::future<std::vector<std::string>> addresses = task.get_future();
     std::thread(std::move(task)).detach();
-    return resolved;
+    return addresses;
 }
 
 /// A connection on which nothing comes for long is looked after: a dead peer is noticed within a minute.
@@ -78,10 +69,10 @@ void keepAlive(tcp::socket& socket) {
 /// waits: for a connection, for bytes, for the end of a pause. Operations go out meanwhile.
 class TcpLink::Connection : private feed::ByteSource {
 public:
-    Connection(const TcpAddress& address, const TcpTiming& timing)
-        : _address(address),
-          _name((address.host.find(':') == std::string::npos ? address.host : "[" + address.host + "]") + ":" +
-                address.port),
+    Connection(base::HostAndPort address, const TcpTiming& timing, LookUp lookUp)
+        : _address(std::move(address)),
+          _name(textOf(_address)),
+          _lookUp(std::move(lookUp)),
           _timing(timing),
           _pause(timing.firstPause, timing.longestPause, timing.seed) {}
 
@@ -103,7 +94,6 @@ public:
     }
 
     bool send(const platform::SendOperation& operation) {
-        const std::string what = "operation " + std::to_string(operation.operation) + " is lost: ";
         {
             const std::lock_guard<std::mutex> guard(_mutex);
             if (_connected && _waiting.size() < kMostWaiting) {
@@ -112,12 +102,12 @@ public:
                 return true;
             }
             if (_connected) {
-                platform::HostLog::say(what + std::to_string(kMostWaiting) + " operations wait for " + _name +
-                                       " already");
+                sayOperationLost(operation,
+                                 std::to_string(kMostWaiting) + " operations wait for " + _name + " already");
                 return false;
             }
         }
-        platform::HostLog::say(what + "there is no connection to " + _name);
+        sayOperationLost(operation, "there is no connection to " + _name);
         return false;
     }
 
@@ -139,25 +129,35 @@ private:
     }
 
     /// Finds the addresses of the host. An address needs no looking up.
-    Resolved lookUp(Clock::time_point deadline) {
+    Found find(Clock::time_point deadline) {
+        Found found;
         error_code notNumeric;
         const asio::ip::address numeric = asio::ip::make_address(_address.host, notNumeric);
-        if (!notNumeric) return {{}, {tcp::endpoint(numeric, static_cast<std::uint16_t>(std::stoul(_address.port)))}};
+        if (!notNumeric) return {"", {tcp::endpoint(numeric, _address.port)}};
 
-        std::future<Resolved> resolving = startToResolve(_address);
+        std::future<std::vector<std::string>> addresses = startToLookUp(_lookUp, _address.host);
         constexpr std::chrono::milliseconds kNotice{20};  // until a stop is seen
-        while (resolving.wait_for(kNotice) != std::future_status::ready) {
-            if (_stopped || Clock::now() >= deadline) return {asio::error::timed_out, {}};
+        while (addresses.wait_for(kNotice) != std::future_status::ready) {
+            if (_stopped || Clock::now() >= deadline) {
+                return {"its address was not found within " + std::to_string(_timing.connectLimit.count()) + " ms", {}};
+            }
         }
-        return resolving.get();
+        try {
+            for (const std::string& address : addresses.get()) {
+                found.endpoints.emplace_back(asio::ip::make_address(address), _address.port);
+            }
+        } catch (const std::exception& error) {
+            found.fault = error.what();
+        }
+        return found;
     }
 
-    /// Empty when the connection stands, else why it does not.
+    /// Connects. Returns an empty text, or why it failed.
     std::string connect() {
         const Clock::time_point deadline = Clock::now() + _timing.connectLimit;
         const std::string failed = "cannot connect to " + _name + ": ";
-        const Resolved resolved = lookUp(deadline);
-        if (resolved.error) return failed + resolved.error.message();
+        const Found found = find(deadline);
+        if (!found.fault.empty()) return failed + found.fault;
 
         bool isOver = false;
         bool timeIsUp = false;
@@ -171,8 +171,7 @@ private:
             _socket.close(ignored);
         });
         asio::async_connect(
-            _socket, resolved.endpoints,
-            [&](const error_code&, const tcp::endpoint&) { return !timeIsUp && !_stopped; },
+            _socket, found.endpoints, [&](const error_code&, const tcp::endpoint&) { return !timeIsUp && !_stopped; },
             [&](const error_code& error, const tcp::endpoint&) {
                 result = error;
                 isOver = true;
@@ -297,8 +296,9 @@ private:
         });
     }
 
-    const TcpAddress _address;
+    const base::HostAndPort _address;
     const std::string _name;
+    const LookUp _lookUp;
     const TcpTiming _timing;
     ReconnectPause _pause;
     std::atomic<bool> _stopped{false};
@@ -317,8 +317,20 @@ private:
     bool _connected = false;           // guarded by _mutex
 };
 
-TcpLink::TcpLink(const TcpAddress& address, const TcpTiming& timing)
-    : _connection(std::make_unique<Connection>(address, timing)) {}
+std::vector<std::string> addressesOf(const std::string& host) {
+    asio::io_context context;
+    tcp::resolver resolver(context);
+    error_code error;
+    std::vector<std::string> addresses;
+    for (const auto& entry : resolver.resolve(host, "", error)) {
+        addresses.push_back(entry.endpoint().address().to_string());
+    }
+    if (error) throw std::runtime_error(error.message());
+    return addresses;
+}
+
+TcpLink::TcpLink(const base::HostAndPort& address, const TcpTiming& timing, LookUp lookUp)
+    : _connection(std::make_unique<Connection>(address, timing, std::move(lookUp))) {}
 
 TcpLink::~TcpLink() = default;
 

@@ -5,19 +5,17 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "base/HostAndPort.h"
 #include "signalling/SignallingLink.h"
 
 namespace pis::signalling {
 
-/// Where to connect, and how patiently.
-struct TcpAddress {
-    std::string host;  ///< Name or address, without brackets.
-    std::string port;
-};
-
+/// How patiently to connect.
 struct TcpTiming {
     std::chrono::milliseconds connectLimit{5000};  ///< For one attempt, finding the address included.
     std::chrono::milliseconds firstPause{500};     ///< Between two attempts; see ReconnectPause.
@@ -25,11 +23,17 @@ struct TcpTiming {
     std::uint32_t seed = 1;  ///< Of the pauses' jitter.
 };
 
+/// The addresses of a host, asked of the system. @throws std::exception that says why there are none.
+std::vector<std::string> addressesOf(const std::string& host);
+
 class TcpLink : public SignallingLink {
 public:
+    using LookUp = std::function<std::vector<std::string>(const std::string& host)>;
+
     static constexpr std::size_t kMostWaiting = 1024;  ///< Operations that wait to go out.
 
-    explicit TcpLink(const TcpAddress& address, const TcpTiming& timing = {});
+    /// @param lookUp finds the addresses of a name; it is left alone where it takes longer than the limit.
+    explicit TcpLink(const base::HostAndPort& address, const TcpTiming& timing = {}, LookUp lookUp = addressesOf);
     ~TcpLink() override;
 
     void run(Inbox& inbox) override;

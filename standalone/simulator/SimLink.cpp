@@ -65,8 +65,7 @@ void SimLink::run(signalling::Inbox& inbox) {
 
 bool SimLink::send(const platform::SendOperation& operation) {
     if (!_connected) {
-        platform::HostLog::say("operation " + std::to_string(operation.operation) + " is lost: " + name() +
-                               " is cut off");
+        signalling::sayOperationLost(operation, name() + " is cut off");
         return false;
     }
     _side.take(operation.operation, operation.text);

@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -25,6 +26,7 @@ namespace pis::service {
 /// One answer. Names of headers are in lower case.
 struct Answer {
     int status = 0;
+    std::string phrase;
     std::map<std::string, std::string> headers;
     std::string body;
 
@@ -137,6 +139,7 @@ public:
         if (!takeLine(line)) return answer;
         if (line.rfind("HTTP/1.1 ", 0) != 0) throw std::runtime_error("no answer: " + line);
         answer.status = std::stoi(line.substr(9));
+        answer.phrase = line.substr(std::min<std::size_t>(13, line.size()));
         while (takeLine(line) && !line.empty()) {
             const std::size_t colon = line.find(": ");
             if (colon == std::string::npos) throw std::runtime_error("no header: " + line);

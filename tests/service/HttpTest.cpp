@@ -1,4 +1,6 @@
 // How the service speaks HTTP: tags, compression, methods, parameters, who may ask.
+#include <ctime>
+
 #include "ServiceTest.h"
 
 namespace pis::service {
@@ -158,6 +160,73 @@ TEST_F(Http, OriginMustBeOurs) {
     }
 }
 
+TEST_F(Http, ABrowserThatSaysWhoAsksIsBelieved) {
+    serve("");
+    const auto statusFrom = [this](const std::string& site, const std::string& origin) {
+        return get("/healthz", {{"Origin", origin}, {"Sec-Fetch-Site", site}}).status;
+    };
+    EXPECT_EQ(200, statusFrom("same-origin", "http://localhost"));
+    EXPECT_EQ(200, statusFrom("same-origin", "https://boards.example"));
+    EXPECT_EQ(403, statusFrom("same-site", "http://localhost"));
+    EXPECT_EQ(403, statusFrom("cross-site", "http://localhost"));
+    EXPECT_EQ(403, statusFrom("cross-site", "http://example.org"));
+    EXPECT_EQ(403, statusFrom("", "http://example.org"));
+    EXPECT_EQ(200, get("/", {{"Sec-Fetch-Site", "cross-site"}}).status) << "a link may lead here";
+}
+
+TEST_F(Http, OldProbesNeedNotNameAHost) {
+    serve();
+    const auto answerTo = [this](const std::string& target, const std::string& rest) {
+        Connection connection(service->port());
+        connection.send("GET " + target + " HTTP/" + rest + "\r\n\r\n");
+        Answer answer = connection.readAnswer();
+        EXPECT_TRUE(connection.isClosed() || rest.substr(0, 3) == "1.1");
+        return answer.status;
+    };
+    EXPECT_EQ(200, answerTo("/healthz", "1.0"));
+    EXPECT_EQ(200, answerTo("/readyz", "1.0"));
+    EXPECT_EQ(400, answerTo("/api/v1/lines", "1.0"));
+    EXPECT_EQ(400, answerTo("/", "1.0"));
+    EXPECT_EQ(400, answerTo("/healthz", "1.1\r\nConnection: close"));
+    EXPECT_EQ(400, answerTo("/healthz", "1.0\r\nHost: localhost\r\nHost: example.org"));
+    EXPECT_EQ(400, answerTo("/healthz", "1.0\r\nHost:"));
+    EXPECT_EQ(421, answerTo("/healthz", "1.0\r\nHost: example.org"));
+}
+
+TEST_F(Http, AnswersBearStatusDateAndTitle) {
+    serve("", {"--connections-per-address", "2"});
+    const auto expect = [](int status, const std::string& phrase, const Answer& answer) {
+        EXPECT_EQ(status, answer.status);
+        EXPECT_EQ(phrase, answer.phrase);
+        if (status >= 400) {
+            EXPECT_EQ(phrase, valueAt(answer.body, "/title"));
+        }
+    };
+    const std::time_t before = std::time(nullptr);
+    const Answer alive = get("/healthz");
+    expect(200, "OK", alive);
+    std::tm date{};
+    const char* const end = strptime(alive.header("date").c_str(), "%a, %d %b %Y %H:%M:%S GMT", &date);
+    ASSERT_TRUE(end != nullptr && *end == '\0') << alive.header("date");
+    const int weekday = date.tm_wday;
+    const std::time_t said = timegm(&date);
+    EXPECT_EQ(weekday, date.tm_wday);
+    EXPECT_GE(said, before);
+    EXPECT_LE(said, std::time(nullptr));
+    EXPECT_EQ(std::string("Sat, 21 Nov 2026 22:00:00 GMT").size(), alive.header("date").size());
+
+    expect(304, "Not Modified", get("/", {{"If-None-Match", get("/").header("etag")}}));
+    expect(400, "Bad Request", get("/healthz?x"));
+    expect(403, "Forbidden", get("/", {{"Origin", "null"}}));
+    expect(404, "Not Found", get("/nowhere"));
+    expect(405, "Method Not Allowed", ask("POST", "/", {{"Content-Length", "0"}}));
+    expect(413, "Content Too Large", ask("POST", "/", {{"Content-Length", "99999"}}));
+    expect(421, "Misdirected Request", get("/", {{"Host", "example.org"}}));
+    expect(431, "Request Header Fields Too Large", get("/" + std::string(9000, 'x')));
+    expect(503, "Service Unavailable", get("/api/v1/lines"));
+    EXPECT_EQ("Service Unavailable", get("/readyz").phrase);
+}
+
 TEST_F(Http, EveryAnswerBearsTheSecurityHeaders) {
     serve();
     const std::string tag = get("/api/v1/lines").header("etag");
@@ -174,6 +243,7 @@ TEST_F(Http, EveryAnswerBearsTheSecurityHeaders) {
     answers.push_back(garbage.readAnswer());
     EventStream stream(service->port());
     answers.push_back(stream.head());
+    EXPECT_EQ("no", stream.head().header("x-accel-buffering")) << "a proxy must not hold events back";
     for (const Answer& answer : answers) {
         SCOPED_TRACE(answer.status);
         EXPECT_EQ("nosniff", answer.header("x-content-type-options"));

@@ -70,13 +70,18 @@ TEST(MakeLink, SaysWhatIsWrongAndWhichFormsThereAre) {
     EXPECT_EQ(nameOf("file:"), "link \"file:\": the path is missing" + forms);
     EXPECT_EQ(nameOf("sim:"), "link \"sim:\": the network file is missing" + forms);
     EXPECT_EQ(nameOf("tcp://a"), "link \"tcp://a\": the port is missing" + forms);
-    for (const std::string port : {"", "0", "65536", "x", "1x", "-1", "+1", " 1", "99999999999999999999"}) {
+    EXPECT_EQ(nameOf("tcp://a:"), "link \"tcp://a:\": the port is missing" + forms);
+    EXPECT_EQ(nameOf("tcp://a:0"), "link \"tcp://a:0\": there is no port 0 to connect to" + forms);
+    for (const std::string port : {"65536", "99999", "99999999999999999999"}) {
         EXPECT_EQ(nameOf("tcp://a:" + port),
-                  "link \"tcp://a:" + port + "\": the port is no number from 1 to 65535" + forms);
+                  "link \"tcp://a:" + port + "\": the port is no number up to 65535" + forms);
+    }
+    for (const std::string port : {"x", "1x", "-1", "+1", " 1"}) {
+        EXPECT_EQ(nameOf("tcp://a:" + port), "link \"tcp://a:" + port + "\": that is no HOST:PORT" + forms);
     }
     EXPECT_EQ(nameOf("tcp://:1"), "link \"tcp://:1\": the host is missing" + forms);
     for (const std::string host : {"::1", "[::1", "::1]", "[]", "a/b", "a b", "user@a"}) {
-        EXPECT_EQ(nameOf("tcp://" + host + ":1"), "link \"tcp://" + host + ":1\": the host is none" + forms);
+        EXPECT_EQ(nameOf("tcp://" + host + ":1"), "link \"tcp://" + host + ":1\": that is no HOST:PORT" + forms);
     }
 }
 

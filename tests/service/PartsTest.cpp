@@ -1,6 +1,8 @@
 // The parts of the service that need no socket: targets, revisions, bodies that are kept, changes of pictures.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "PictureTest.h"
 #include "service/Api.h"
 #include "service/BodyCache.h"
@@ -102,24 +104,126 @@ TEST(BodyCache, TagsByTheContentsWhereNoneIsGiven) {
     EXPECT_EQ("cbf29ce484222325", contentHash(""));
 }
 
-TEST(BodyCache, StartsOverWhenItIsFull) {
-    BodyCache cache(10000);
-    int made = 0;
-    const auto make = [&made] { return std::string(static_cast<std::size_t>(++made) * 0 + 3000, 'x'); };
-    for (int i = 0; i < 10; ++i) cache.get("/" + std::to_string(i), 1, "tag", make);
-    cache.get("/9", 1, "tag", make);
-    EXPECT_EQ(10, made);
-    cache.get("/0", 1, "tag", make);
-    EXPECT_EQ(11, made);
+/// Bytes that gzip makes no fewer of.
+std::string noise(std::size_t size) {
+    std::string bytes(size, '\0');
+    std::uint32_t state = 1;
+    for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525U + 1013904223U) >> 24U);
+    return bytes;
 }
 
-TEST(BodyCache, CountsWhatIsAskedForAsWell) {
-    BodyCache cache(10000);
+class FullBodyCache : public ::testing::Test {
+protected:
+    std::shared_ptr<AnswerBody> get(const std::string& request, std::uint64_t validity = 1, std::size_t size = 3000) {
+        return cache.get(request, validity, "tag", [&] {
+            ++made;
+            return noise(size);
+        });
+    }
+
+    /// Whether asking again takes no making.
+    bool keeps(const std::string& request) {
+        const int before = made;
+        get(request);
+        return made == before;
+    }
+
+    BodyCache cache{10000};
     int made = 0;
-    const auto make = [&made] { return std::to_string(++made); };
-    for (int i = 0; i < 10; ++i) cache.get(std::string(3000, '0') + std::to_string(i), 1, "tag", make);
-    cache.get(std::string(3000, '0') + "0", 1, "tag", make);
-    EXPECT_EQ(11, made);
+};
+
+TEST_F(FullBodyCache, LosesWhatWasAskedForLongestAgo) {
+    for (const char* request : {"/a", "/b", "/c", "/a", "/d"}) get(request);
+    EXPECT_LE(cache.bytes(), 10000U);
+    EXPECT_TRUE(keeps("/a"));
+    EXPECT_TRUE(keeps("/c"));
+    EXPECT_TRUE(keeps("/d"));
+    EXPECT_FALSE(keeps("/b"));
+}
+
+TEST_F(FullBodyCache, WhatIsReplacedGivesItsRoomBack) {
+    get("/a");
+    const auto held = get("/b", 1);
+    cache.compressed(*held);
+    const std::size_t bytes = cache.bytes();
+    for (std::uint64_t validity = 2; validity < 100; ++validity) {
+        const auto replaced = get("/b", validity);
+        EXPECT_NE(held, replaced);
+        cache.compressed(*replaced);
+        cache.compressed(*replaced);
+        EXPECT_EQ(bytes, cache.bytes());
+    }
+    EXPECT_TRUE(keeps("/a"));
+    EXPECT_TRUE(cache.compressed(*held)) << "a reader may still have it";
+    EXPECT_EQ(bytes, cache.bytes());
+}
+
+TEST_F(FullBodyCache, PassingAnswersTakeNoRoom) {
+    get("/a");
+    const std::size_t bytes = cache.bytes();
+    for (int i = 0; i < 200; ++i) {
+        AnswerBody passing{std::make_shared<const std::string>(noise(3000)), "tag"};
+        EXPECT_GT(cache.compressed(passing)->size(), 2900U);
+    }
+    EXPECT_EQ(bytes, cache.bytes());
+    EXPECT_TRUE(keeps("/a"));
+}
+
+TEST_F(FullBodyCache, CompressedBodiesTakeTheirRoom) {
+    get("/a");
+    get("/b");
+    const auto third = get("/c");
+    const std::size_t bytes = cache.bytes();
+    EXPECT_EQ(cache.compressed(*third), cache.compressed(*third)) << "made once";
+    EXPECT_LE(cache.bytes(), 10000U);
+    EXPECT_LE(bytes, cache.bytes() + 300U) << "the room of one body went to the compressed one";
+    EXPECT_TRUE(keeps("/c"));
+    EXPECT_FALSE(keeps("/a"));
+}
+
+TEST_F(FullBodyCache, RequestsTakeRoomAsWell) {
+    for (char digit = '0'; digit <= '9'; ++digit) get(std::string(3000, digit), 1, 1);
+    EXPECT_LE(cache.bytes(), 10000U);
+    EXPECT_TRUE(keeps(std::string(3000, '9')));
+    EXPECT_FALSE(keeps(std::string(3000, '0')));
+}
+
+TEST_F(FullBodyCache, WhatIsTooLargeDrivesNobodyOut) {
+    get("/a");
+    EXPECT_EQ(20000U, get("/b", 1, 20000)->plain->size());
+    const auto half = get("/c", 1, 6000);
+    EXPECT_GT(cache.compressed(*half)->size(), 5900U) << "no room for both forms";
+    EXPECT_TRUE(keeps("/a"));
+    EXPECT_TRUE(keeps("/c"));
+    EXPECT_FALSE(keeps("/b"));
+}
+
+TEST(BodyCache, AnEmptyRoomIsNoHindrance) {
+    BodyCache cache(0);
+    EXPECT_EQ("body", *cache.get("/a", 1, "tag", [] { return std::string("body"); })->plain);
+    EXPECT_EQ(0U, cache.bytes());
+}
+
+// --- Statuses ---
+
+TEST(Problem, EveryStatusHasItsPhrase) {
+    const std::map<int, std::string> phrases{{200, "OK"},
+                                             {304, "Not Modified"},
+                                             {400, "Bad Request"},
+                                             {403, "Forbidden"},
+                                             {404, "Not Found"},
+                                             {405, "Method Not Allowed"},
+                                             {410, "Gone"},
+                                             {413, "Content Too Large"},
+                                             {421, "Misdirected Request"},
+                                             {429, "Too Many Requests"},
+                                             {431, "Request Header Fields Too Large"},
+                                             {500, "Internal Server Error"},
+                                             {503, "Service Unavailable"}};
+    for (const auto& [status, phrase] : phrases) {
+        EXPECT_EQ(phrase, reasonOf(status));
+        EXPECT_NE(std::string::npos, answerOf({status, "", ""}).body->find("\"title\":\"" + phrase + "\"")) << status;
+    }
 }
 
 // --- Changes ---
@@ -201,7 +305,8 @@ protected:
     picture::ServiceClock clock{picture::ClockOptions{}};
     RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     FeedReport report{tokens, clock, 90};
-    Api api{{published, clock, report, tokens, [] { return std::string("metrics"); }, [] { return base::WallTime(); }},
+    Api api{{published, clock, report, tokens, [] { return std::string("metrics"); },
+             [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
 };
 
@@ -223,7 +328,7 @@ TEST_F(ApiTest, ARevisionThatIsTooLongAgoIsGone) {
 
 TEST_F(ApiTest, WhatFailsInsideIsAProblemToo) {
     Api failing({published, clock, report, tokens, []() -> std::string { throw std::runtime_error("broken"); },
-                 [] { return base::WallTime(); }},
+                 [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
                 {{"localhost"}, true});
     HttpRequest request;
     request.method = "GET";

@@ -13,7 +13,7 @@ namespace patience {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLimit{20};
+constexpr std::chrono::seconds kLimit{60};
 
 /// What a test waited for did not come. Fails the test with its text.
 struct Exhausted : std::runtime_error {

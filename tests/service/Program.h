@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,7 +32,8 @@ constexpr bool kUnderSanitizer = false;
 class Program {
 public:
     /// Starts `pis ARGUMENTS`.
-    explicit Program(const std::vector<std::string>& arguments) {
+    /// @param mostFiles that it may have open; 0 for as many as this process.
+    explicit Program(const std::vector<std::string>& arguments, rlim_t mostFiles = 0) {
         std::signal(SIGPIPE, SIG_IGN);
         int input[2];
         if (pipe2(input, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
@@ -47,6 +49,8 @@ public:
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
             const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
+            const rlimit files{mostFiles, mostFiles};
+            if (mostFiles != 0 && setrlimit(RLIMIT_NOFILE, &files) != 0) _exit(124);
             if (getppid() != parent || out < 0 || err < 0) _exit(125);
             dup2(input[0], STDIN_FILENO);
             dup2(out, STDOUT_FILENO);
@@ -59,9 +63,14 @@ public:
         if (_pid < 0) throw std::runtime_error("no process");
     }
 
+    /// Ends it as an operator does, so that leak checks and coverage see what it was.
     ~Program() {
         endInput();
-        if (!_ended) {
+        try {
+            if (isRunning()) signal(SIGTERM);
+            status();
+        } catch (const std::exception& fault) {
+            ADD_FAILURE() << fault.what() << ": " << err();
             kill(_pid, SIGKILL);
             waitpid(_pid, nullptr, 0);
         }
@@ -148,7 +157,8 @@ inline std::string outputOf(const std::vector<std::string>& arguments, const std
 /// `pis serve` on a free port of the loopback interface, its records from standard input unless a --link is given.
 class ServiceProcess : public Program {
 public:
-    explicit ServiceProcess(std::vector<std::string> options = {}) : Program(withDefaults(std::move(options))) {
+    explicit ServiceProcess(std::vector<std::string> options = {}, rlim_t mostFiles = 0)
+        : Program(withDefaults(std::move(options)), mostFiles) {
         const std::string front = "listening on http://";
         awaitErr("\n  link");
         const std::string said = err();
@@ -156,6 +166,18 @@ public:
         const std::string authority = said.substr(begin, said.find('/', begin) - begin);
         _port = static_cast<unsigned short>(std::stoul(authority.substr(authority.rfind(':') + 1)));
     }
+
+    ~ServiceProcess() {
+        if (!isRunning()) return;
+        signal(SIGTERM);
+        try {
+            EXPECT_EQ(0, status()) << err();
+        } catch (const patience::Exhausted& fault) {
+            ADD_FAILURE() << fault.what();
+        }
+    }
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
 
     unsigned short port() const { return _port; }
 

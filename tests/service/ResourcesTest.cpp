@@ -256,6 +256,29 @@ TEST_F(Resources, StatusTellsOfClockLinkAndTables) {
     EXPECT_EQ("departures", value("/api/v1/stations/1/departures", "/status"));
 }
 
+TEST_F(Resources, TheSignallingServerIsOnlineOfflineOrUnknown) {
+    serve(feed::line(1, "Coast Line") + feed::update(98, 2, {"", "", "1"}) + feed::update(98, 1, {"", ""}));
+    const auto expectServer = [this](const std::string& wanted) {
+        EXPECT_EQ(wanted, value("/api/v1/status", "/server_status"));
+        for (const char* state : {"online", "offline", "unknown"}) {
+            EXPECT_EQ(state == wanted ? 1 : 0,
+                      metric("pis_signalling_server_status{state=\"" + std::string(state) + "\"}"));
+        }
+        EXPECT_EQ(wanted == "online" ? "true" : "false", value("/api/v1/status", "/server_online"));
+    };
+    expectServer("unknown");
+    EventStream stream(service->port());
+    EXPECT_EQ("unknown", valueAt(stream.nextRevision().data, "/server_status"));
+    service->feed(feed::update(98, 1, {"", "", "0"}));
+    patience::await("readers' hearing of it",
+                    [&] { return valueAt(stream.nextRevision().data, "/server_status") == "offline"; });
+    expectServer("offline");
+    EXPECT_EQ("false", value("/api/v1/status", "/stale")) << "it is not silent";
+    EXPECT_EQ(200, get("/readyz").status);
+    feedWhole(feed::update(98, 1, {"", "", "1"}));
+    expectServer("online");
+}
+
 TEST_F(Resources, SilenceMakesThePictureStale) {
     serve(feed::railway(), {"--stale-after", "0.1"});
     patience::await("staleness", [this] { return value("/api/v1/status", "/stale") == "true"; });
@@ -320,6 +343,27 @@ TEST_F(Resources, WhatIsNotTakenIsCounted) {
     EXPECT_EQ(1, metric(R"(pis_records_total{type="line",outcome="ignored"})"));
     EXPECT_EQ(1, metric(R"(pis_records_total{type="line",outcome="refused"})"));
     EXPECT_EQ(404, get("/api/v1/lines/9").status);
+}
+
+TEST_F(Resources, StatusTellsWhyWhatWasNotDelivered) {
+    serve();
+    EXPECT_EQ("[]", value("/api/v1/status", "/intake")) << "what is delivered needs no reason";
+    feedWhole("nonsense\nmore of it\n{\"update\":5,\"id\":1}\n" + feed::update(77, 1, {}));
+    const std::string status = get("/api/v1/status").body;
+    const auto expectEntry = [&status](const std::string& place, const std::string& type, const std::string& outcome,
+                                       const std::string& count, const std::string& reason) {
+        EXPECT_EQ(type, valueAt(status, place + "/type")) << status;
+        EXPECT_EQ(outcome, valueAt(status, place + "/outcome"));
+        EXPECT_EQ(count, valueAt(status, place + "/count"));
+        EXPECT_NE(std::string::npos, valueAt(status, place + "/last_reason").find(reason)) << status;
+        EXPECT_EQ(std::string("2026-11-20T13:25:08.123Z").size(), valueAt(status, place + "/last_at").size());
+        EXPECT_GT(valueAt(status, place + "/last_at"), "2020") << "it is the moment when it happened";
+    };
+    expectEntry("/intake/0", "platform", "malformed", "1", "\"fields\" is missing");
+    expectEntry("/intake/1", "unknown", "ignored", "1", "77");
+    expectEntry("/intake/2", "unknown", "malformed", "2", ": not JSON");
+    EXPECT_EQ("none", valueAt(status, "/intake/3/type"));
+    EXPECT_EQ(valueAt(status, "/intake"), value("/readyz", "/intake"));
 }
 
 TEST_F(Resources, MetricsAreForThisMachineAlone) {

@@ -1,6 +1,6 @@
 // The stream of changes: what a reader gets first, then, after a break, and when it is slow.
 #include <atomic>
-#include <thread>
+#include <future>
 
 #include "ServiceTest.h"
 
@@ -8,7 +8,14 @@ namespace pis::service {
 
 namespace {
 
-using Stream = ServiceTest;
+class Stream : public ServiceTest {
+protected:
+    /// Waits until a line that was fed is seen: so a flood is no faster than what it floods.
+    void awaitLine(long id) const {
+        patience::await("a line of the flood",
+                        [&] { return get("/api/v1/lines/" + std::to_string(id)).status == 200; });
+    }
+};
 
 TEST_F(Stream, BeginsWithTheWholePicture) {
     serve();
@@ -137,7 +144,7 @@ TEST_F(Stream, OneBeforeTheFirstRecordIsGivenWhatComes) {
 
 // --- Slow readers ---
 
-TEST_F(Stream, AReaderThatFallsBehindEndsWithThePicture) {
+TEST_F(Stream, AReaderThatFallsBehindTakesNoMemory) {
     serve();
     EventStream slow(service->port(), "", "", 4096);
     slow.nextRevision();
@@ -151,14 +158,6 @@ TEST_F(Stream, AReaderThatFallsBehindEndsWithThePicture) {
         if (round == 4) memory = service->memory();
     }
     expectMemoryBelow(memory + 32768);
-    EventStream fast(service->port());
-    fast.nextRevision();
-    service->feed(feed::line(99999, "the last"));
-    slow.awaitRow("lines", 99999);
-    fast.awaitRow("lines", 99999);
-    EXPECT_EQ("", differenceOf(tables(), slow.rows()));
-    EXPECT_EQ("", differenceOf(tables(), fast.rows()));
-    EXPECT_GT(metric("pis_changes_coalesced_total"), 0);
 }
 
 TEST_F(Stream, ReadersThatComeAndGoDuringAFloodEndWithThePicture) {
@@ -167,13 +166,13 @@ TEST_F(Stream, ReadersThatComeAndGoDuringAFloodEndWithThePicture) {
         records += feed::line(1000 + i, std::string(1000, 'x'));  // a reset takes its time
     serve(records);
     std::atomic<bool> flooding{true};
-    std::thread flood([&] {
+    std::future<void> flood = std::async(std::launch::async, [&] {
         // Every line once: nothing that comes later makes up for a change that a reader lost.
         for (int i = 0; flooding; ++i) {
             std::string more;
             for (int j = 0; j < 5; ++j) more += feed::line(100000 + i * 5 + j, "new");
             service->feed(more);
-            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            awaitLine(100004 + i * 5);
         }
         service->feed(feed::line(99999, "the last"));
     });
@@ -191,11 +190,10 @@ TEST_F(Stream, ReadersThatComeAndGoDuringAFloodEndWithThePicture) {
         }
     } catch (...) {
         flooding = false;
-        flood.join();
         throw;
     }
     flooding = false;
-    flood.join();
+    flood.get();
     for (const auto& reader : readers) reader->awaitRow("lines", 99999);
     const Rows wanted = tables();
     for (const auto& reader : readers) {
@@ -207,26 +205,31 @@ TEST_F(Stream, ReadersThatComeAndGoDuringAFloodEndWithThePicture) {
 TEST_F(Stream, AReaderThatResumesAgainAndAgainLosesNothing) {
     serve();
     std::atomic<bool> flooding{true};
-    std::thread flood([&] {
+    std::future<void> flood = std::async(std::launch::async, [&] {
         for (int i = 0; flooding; ++i) {
             service->feed(feed::line(100000 + i, "new") + (i % 13 == 12 ? feed::removal(2, 100000 + i / 2) : ""));
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            awaitLine(100000 + i);
         }
         service->feed(feed::line(99999, "the last"));
     });
     Rows rows;
     std::string known;
     int resets = 0;
-    for (int i = 0; i < (kUnderSanitizer ? 10 : 60); ++i) {
-        EventStream stream(service->port(), "", known, 0);
-        stream.follow(rows);
-        const std::string before = known;
-        while (known == before) known = stream.nextRevision().id;
-        rows = stream.rows();
-        resets += stream.resets();
+    try {
+        for (int i = 0; i < (kUnderSanitizer ? 10 : 60); ++i) {
+            EventStream stream(service->port(), "", known, 0);
+            stream.follow(rows);
+            const std::string before = known;
+            while (known == before) known = stream.nextRevision().id;
+            rows = stream.rows();
+            resets += stream.resets();
+        }
+    } catch (...) {
+        flooding = false;
+        throw;
     }
     flooding = false;
-    flood.join();
+    flood.get();
     EventStream last(service->port(), "", known);
     last.follow(rows);
     last.awaitRow("lines", 99999);

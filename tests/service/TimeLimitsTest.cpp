@@ -17,14 +17,29 @@ class TimeLimits : public picture::PictureTest {
 protected:
     ~TimeLimits() override {
         if (!thread.joinable()) return;
-        boost::asio::post(context, [this] { server->stop(); });
+        stop();
         thread.join();
+    }
+
+    void stop() {
+        boost::asio::post(context, [this] { server->stop(); });
+    }
+
+    /// Asks for the lines and reads nothing of them: the first piece stands half way.
+    EventStream stalledReader() {
+        EventStream stalled(port, "?tables=lines", "", 4096);
+        EXPECT_EQ(200, stalled.head().status);
+        patience::await("its piece", [this] {
+            return service::get(port, "/metrics").body.find("\npis_changes_readers 1\n") != std::string::npos;
+        });
+        return stalled;
     }
 
     /// Limits that no test waits for, but for those that it sets.
     static HttpLimits patient() {
         HttpLimits limits;
-        limits.request = limits.idle = limits.progress = limits.comment = limits.tick = std::chrono::seconds(600);
+        limits.request = limits.idle = limits.progress = limits.comment = limits.tick = limits.hearOut =
+            limits.lastWords = std::chrono::seconds(600);
         return limits;
     }
 
@@ -45,7 +60,7 @@ protected:
              [this] {
                  return metrics.text({feeding, observer, published, report}, base::WallTime());
              },
-             [] { return base::WallTime(); }},
+             [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
     ChangeStream changes{tokens, [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); }};
     feeding::FeedingThread feeding{gPassengerInformationServer, makeLink({"file:/dev/null", 0, {}}),
@@ -146,6 +161,113 @@ TEST_F(TimeLimits, AStreamTellsAtOnceThatTheLinkFell) {
     EXPECT_EQ("revision", tick.kind);
     EXPECT_EQ(known, tick.id);
     EXPECT_EQ("down", valueAt(tick.data, "/link/state"));
+}
+
+TEST_F(TimeLimits, AReaderThatFallsBehindEndsWithThePicture) {
+    HttpLimits limits = patient();
+    limits.sendBufferBytes = 8192;
+    const std::string padding(250000, 'x');
+    for (const int id : {1, 2, 3}) line(id, padding);
+    serve(limits);
+    EventStream slow = stalledReader();
+    for (int round = 0; round < 3; ++round) {  // as many changes as the picture's log holds
+        for (const int id : {1, 2}) line(id, std::to_string(round) + padding);
+        builder.publish();
+    }
+    deleteLine(3);
+    line(99, "the last");
+    builder.publish();
+    slow.awaitRow("lines", 99);
+    Rows rows;
+    addRowsAt(rows, service::get(port, "/api/v1/lines").body, "/items");
+    EXPECT_EQ("", differenceOf(rows, slow.rows()));
+    EXPECT_EQ(1, slow.resets());
+    EXPECT_EQ(std::string::npos, service::get(port, "/metrics").body.find("\npis_changes_coalesced_total 0\n"));
+}
+
+// --- Refusals and the end ---
+
+TEST_F(TimeLimits, ThoseThatAreRefusedTakeNobodysRoom) {
+    HttpLimits limits = patient();
+    limits.connectionsPerAddress = 2;
+    serve(limits);
+    std::vector<Connection> held;
+    for (int i = 0; i < 2; ++i) {
+        held.emplace_back(port);
+        EXPECT_EQ(200, held.back().ask("GET", "/healthz").status);
+    }
+    std::vector<Connection> refused;
+    for (int i = 0; i < 5; ++i) {
+        refused.emplace_back(port);
+        EXPECT_EQ(429, refused.back().readAnswer().status);
+    }
+    held.pop_back();
+    patience::await("room, while the refused are still heard out",
+                    [this] { return service::get(port, "/healthz").status == 200; });
+}
+
+TEST_F(TimeLimits, NoMoreThanSomeAreToldWhyThereIsNoRoom) {
+    HttpLimits limits = patient();
+    limits.connectionsPerAddress = 1;
+    limits.refusals = 2;
+    serve(limits);
+    Connection held(port);
+    EXPECT_EQ(200, held.ask("GET", "/healthz").status);
+    std::vector<Connection> refused;
+    for (int i = 0; i < 2; ++i) {
+        refused.emplace_back(port);
+        EXPECT_EQ(429, refused.back().readAnswer().status);
+    }
+    EXPECT_TRUE(Connection(port).isClosed());
+}
+
+TEST_F(TimeLimits, ARequestThatIsHalfReadAtTheEndIsAnswered) {
+    serve(patient());
+    Connection halfway(port);
+    halfway.send("GET /healthz HTTP/1.1\r\nHo");
+    EventStream stream(port);
+    stream.nextRevision();
+    // Its bytes lie before the server by now; that they are read is not told to anybody.
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(200, service::get(port, "/healthz").status);
+    stop();
+    Event event = stream.next();
+    while (event.kind == "revision") event = stream.next();
+    EXPECT_EQ("end", event.kind);
+    halfway.send("st: localhost\r\n\r\n");
+    const Answer answer = halfway.readAnswer();
+    EXPECT_EQ(200, answer.status);
+    EXPECT_EQ("close", answer.header("connection"));
+    EXPECT_TRUE(halfway.isClosed());
+}
+
+TEST_F(TimeLimits, AChunkThatIsHalfWayAtTheEndComesWhole) {
+    HttpLimits limits = patient();
+    limits.sendBufferBytes = 8192;
+    for (int i = 1; i <= 50; ++i) line(i, std::string(100000, 'x'));
+    serve(limits);
+    EventStream stalled = stalledReader();
+    EventStream other(port, "?tables=stations");
+    other.nextRevision();
+    stop();
+    EXPECT_EQ("end", other.next().kind);
+    stalled.nextRevision();
+    EXPECT_EQ(50U, idsOf(stalled.rows(), "lines").size());
+    EXPECT_EQ("end", stalled.next().kind);
+}
+
+TEST_F(TimeLimits, WhoStandsStillAtTheEndIsCutOff) {
+    HttpLimits limits = patient();
+    limits.sendBufferBytes = 8192;
+    limits.lastWords = std::chrono::seconds(1);
+    for (int i = 1; i <= 50; ++i) line(i, std::string(100000, 'x'));
+    serve(limits);
+    EventStream stalled = stalledReader();
+    Connection halfway(port);
+    halfway.send("GET / HT");
+    stop();
+    thread.join();
+    EXPECT_EQ("cut", stalled.next().kind);
+    EXPECT_TRUE(halfway.isClosed());
 }
 
 TEST_F(TimeLimits, AReaderIsNeverGivenARevisionItDoesNotKnow) {

@@ -99,8 +99,38 @@ TEST_F(FileLinkTest, ReadsStandardInput) {
     EXPECT_EQ(transcriptOf("-"), transcript);
 }
 
-TEST_F(FileLinkTest, AFileThatIsNotThereIsDown) {
-    EXPECT_EQ(transcriptOf(folder.path("none")), "link down: cannot open: No such file or directory\n");
+TEST_F(FileLinkTest, AFileThatIsNotThereIsReadWhenItComes) {
+    FileLink link(folder.path("later"), 0);
+    Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link down: cannot open: No such file or directory: waiting for it");
+    std::filesystem::rename(folder.write("now", feed), folder.path("later"));
+    std::string rest;
+    while (rest.find("link ended") == std::string::npos && rest.find("nothing") == std::string::npos) {
+        rest += next(inbox) + "\n";
+    }
+    EXPECT_EQ(rest, transcript);
+}
+
+TEST_F(FileLinkTest, AFileWhoseFolderIsNotThereIsReadWhenItComes) {
+    FileLink link(folder.path("later/feed"), 0);
+    Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link down: cannot open: No such file or directory: waiting for it");
+    std::filesystem::create_directory(folder.path("now"));
+    folder.write("now/feed", feed);
+    std::filesystem::rename(folder.path("now"), folder.path("later"));
+    EXPECT_EQ(next(inbox), "link up");
+}
+
+TEST_F(FileLinkTest, StopsWhileItWaitsForAFile) {
+    FileLink link(folder.path("none"), 0);
+    Inbox inbox;
+    EXPECT_TRUE(endsWhenStopped(link, inbox, [&] { EXPECT_EQ(next(inbox).rfind("link down", 0), 0U); }));
+    EXPECT_EQ(inbox.size(), 0U) << "a stop is no end";
+}
+
+TEST_F(FileLinkTest, AFolderIsNoFeed) {
     EXPECT_EQ(transcriptOf(folder.path()), "link down: is a directory, not a feed\n");
 }
 

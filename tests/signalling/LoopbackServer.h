@@ -15,7 +15,7 @@
 
 namespace pis::signalling {
 
-/// One connection. Waits no longer than 30 s for anything.
+/// One connection. Waits no longer than 60 s for anything.
 class Peer {
 public:
     explicit Peer(int socket) : _socket(socket) {}
@@ -25,7 +25,7 @@ public:
 
     void send(const std::string& bytes) {
         for (std::size_t sent = 0; sent < bytes.size();) {
-            const std::size_t more = sendSome(bytes, sent, 30000);
+            const std::size_t more = sendSome(bytes, sent, 60000);
             if (more == 0) throw std::runtime_error("the other side does not read");
             sent += more;
         }
@@ -43,7 +43,7 @@ public:
     std::string line() {
         while (_read.find('\n') == std::string::npos) {
             char bytes[4096];
-            const ssize_t got = ready(POLLIN, 30000) ? recv(_socket, bytes, sizeof bytes, 0) : -1;
+            const ssize_t got = ready(POLLIN, 60000) ? recv(_socket, bytes, sizeof bytes, 0) : -1;
             if (got <= 0) return "closed";
             _read.append(bytes, static_cast<std::size_t>(got));
         }
@@ -102,11 +102,11 @@ public:
     /// False where the machine has no such address.
     bool works() const { return _works; }
 
-    std::string port() const { return std::to_string(_port); }
+    std::uint16_t port() const { return _port; }
 
     Peer accept() const {
         pollfd watched{_socket, POLLIN, 0};
-        if (poll(&watched, 1, 30000) != 1) throw std::runtime_error("nobody connects");
+        if (poll(&watched, 1, 60000) != 1) throw std::runtime_error("nobody connects");
         return Peer(::accept(_socket, nullptr, nullptr));
     }
 

@@ -18,7 +18,7 @@
 namespace pis::signalling {
 
 /// Far longer than anything takes, on any machine.
-constexpr std::chrono::seconds kGenerous{30};
+constexpr std::chrono::seconds kGenerous{60};
 
 /// Waits until something holds; false when it never does.
 inline bool eventually(const std::function<bool()>& holds) {

@@ -61,8 +61,8 @@ TEST_F(TcpLinkTest, PutsRecordsIntoTheInbox) {
 }
 
 TEST_F(TcpLinkTest, FindsHostsByNameAndByBothKindsOfAddress) {
-    EXPECT_EQ(TcpLink({"box.example", "4711"}).name(), "tcp://box.example:4711");
-    EXPECT_EQ(TcpLink({"::1", "4711"}).name(), "tcp://[::1]:4711");
+    EXPECT_EQ(TcpLink({"box.example", 4711}).name(), "tcp://box.example:4711");
+    EXPECT_EQ(TcpLink({"::1", 4711}).name(), "tcp://[::1]:4711");
 
     const LoopbackServer server6(16, AF_INET6);
     for (const std::string& host : {std::string("localhost"), std::string("::1")}) {
@@ -134,7 +134,7 @@ TEST_F(TcpLinkTest, ConnectsAgainWhenTheConnectionFalls) {
     TcpLink link = linkToServer();
     Inbox inbox;
     RunningLink running(link, inbox);
-    const std::string name = "127.0.0.1:" + server.port();
+    const std::string name = base::textOf({"127.0.0.1", server.port()});
     for (int round = 0; round < 5; ++round) {
         Peer peer = server.accept();
         EXPECT_EQ(next(inbox), "link up");
@@ -169,7 +169,7 @@ TEST_F(TcpLinkTest, ALineThatIsCutOffWithTheConnectionIsMalformed) {
 }
 
 TEST_F(TcpLinkTest, SaysOnceThatNobodyIsThereAndGoesOnTrying) {
-    std::string port;
+    std::uint16_t port = 0;
     {
         const LoopbackServer gone;
         port = gone.port();
@@ -177,7 +177,7 @@ TEST_F(TcpLinkTest, SaysOnceThatNobodyIsThereAndGoesOnTrying) {
     TcpLink link({"127.0.0.1", port}, quick());
     Inbox inbox;
     RunningLink running(link, inbox);
-    EXPECT_EQ(next(inbox), "link down: cannot connect to 127.0.0.1:" + port + ": Connection refused");
+    EXPECT_EQ(next(inbox), "link down: cannot connect to 127.0.0.1:" + std::to_string(port) + ": Connection refused");
     EXPECT_FALSE(inbox.pop(std::chrono::steady_clock::now() + milliseconds(50))) << "the same fault again";
 }
 
@@ -189,20 +189,104 @@ TEST_F(TcpLinkTest, AnAttemptToConnectHasALimit) {
     TcpLink link({"127.0.0.1", silent.port()}, timing);
     Inbox inbox;
     RunningLink running(link, inbox);
-    EXPECT_EQ(next(inbox), "link down: cannot connect to 127.0.0.1:" + silent.port() + ": no answer within 50 ms");
+    EXPECT_EQ(next(inbox), "link down: cannot connect to " + base::textOf({"127.0.0.1", silent.port()}) +
+                               ": no answer within 50 ms");
+}
+
+/// A look-up that takes as long as the test likes; it ends with the test.
+class HangingLookUp {
+public:
+    ~HangingLookUp() { _end.set_value(); }
+
+    TcpLink::LookUp lookUp() {
+        return [this, end = _end.get_future().share()](const std::string& host) -> std::vector<std::string> {
+            {
+                const std::lock_guard<std::mutex> guard(_mutex);
+                _asked = host;
+            }
+            end.wait();  // from here on this is gone
+            return {};
+        };
+    }
+
+    std::string asked() {
+        const std::lock_guard<std::mutex> guard(_mutex);
+        return _asked;
+    }
+
+private:
+    std::promise<void> _end;
+    std::mutex _mutex;
+    std::string _asked;  // guarded by _mutex
+};
+
+TEST_F(TcpLinkTest, ALookUpThatHangsEndsWithTheLimit) {
+    HangingLookUp hanging;
+    TcpTiming timing;
+    timing.connectLimit = milliseconds(50);
+    timing.firstPause = timing.longestPause = milliseconds(600000);
+    TcpLink link({"box.example", 4711}, timing, hanging.lookUp());
+    Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link down: cannot connect to box.example:4711: its address was not found within 50 ms");
+    EXPECT_TRUE(eventually([&] { return hanging.asked() == "box.example"; }));
+}
+
+TEST_F(TcpLinkTest, ALookUpThatHangsEndsWithAStop) {
+    HangingLookUp hanging;
+    TcpTiming timing;
+    timing.connectLimit = milliseconds(600000);
+    TcpLink link({"box.example", 4711}, timing, hanging.lookUp());
+    Inbox inbox;
+    std::future<void> run = std::async(std::launch::async, [&] { link.run(inbox); });
+    EXPECT_TRUE(eventually([&] { return hanging.asked() == "box.example"; }));
+    link.stop();
+    EXPECT_EQ(run.wait_for(kGenerous), std::future_status::ready);
+    EXPECT_EQ(inbox.size(), 0U) << "a stop is no fault";
+}
+
+TEST_F(TcpLinkTest, TriesEveryAddressOfAName) {
+    std::string asked;
+    TcpLink link({"box.example", server.port()}, quick(), [&asked](const std::string& host) {
+        asked = host;
+        return std::vector<std::string>{"127.0.0.2", "127.0.0.1"};
+    });
+    Inbox inbox;
+    RunningLink running(link, inbox);
+    Peer peer = server.accept();
+    EXPECT_EQ(next(inbox), "link up");
+    EXPECT_EQ(asked, "box.example");
+}
+
+TEST_F(TcpLinkTest, ANameThatIsNotFoundIsSaid) {
+    TcpLink link({"box.example", 4711}, quick(),
+                 [](const std::string&) -> std::vector<std::string> { throw std::runtime_error("no such host"); });
+    Inbox inbox;
+    RunningLink running(link, inbox);
+    EXPECT_EQ(next(inbox), "link down: cannot connect to box.example:4711: no such host");
+}
+
+TEST_F(TcpLinkTest, TheSystemFindsAddresses) {
+    EXPECT_EQ(addressesOf("127.0.0.1"), std::vector<std::string>{"127.0.0.1"});
+    try {
+        addressesOf(std::string(300, 'x'));
+        ADD_FAILURE() << "that is no name";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(std::string(error.what()).find('['), std::string::npos) << error.what();
+    }
 }
 
 TEST_F(TcpLinkTest, StopsWhateverItWaitsFor) {
     const LoopbackServer silent(0);
     const Peer filling[] = {silent.fill(), silent.fill(), silent.fill(), silent.fill()};
-    std::string refusing;
+    std::uint16_t refusing = 0;
     {
         const LoopbackServer gone;
         refusing = gone.port();
     }
     TcpTiming timing;
     timing.connectLimit = timing.firstPause = timing.longestPause = milliseconds(600000);
-    const auto endsWhenStopped = [&](const std::string& port, const std::function<void(Inbox&)>& meanwhile) {
+    const auto endsWhenStopped = [&](std::uint16_t port, const std::function<void(Inbox&)>& meanwhile) {
         TcpLink link({"127.0.0.1", port}, timing);
         Inbox inbox;
         std::future<void> run = std::async(std::launch::async, [&] { link.run(inbox); });
@@ -250,7 +334,8 @@ TEST_F(TcpLinkTest, OperationsGoOutAsLinesInTheirOrder) {
 TEST_F(TcpLinkTest, OperationsAreRefusedWithoutAConnection) {
     TcpLink link = linkToServer();
     EXPECT_FALSE(link.send({21, "3,North,N"}));
-    EXPECT_TRUE(logged("operation 21 is lost: there is no connection to 127.0.0.1:" + server.port()));
+    EXPECT_TRUE(
+        logged("operation 21 is lost: there is no connection to " + base::textOf({"127.0.0.1", server.port()})));
     Inbox inbox;
     RunningLink running(link, inbox);
     Peer peer = server.accept();
