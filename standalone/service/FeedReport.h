@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "feed/IntakeCounts.h"
+#include "feed/Outcomes.h"
 #include "picture/Picture.h"
 #include "picture/ServiceClock.h"
 #include "service/RevisionToken.h"

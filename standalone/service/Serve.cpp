@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address_v6.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
@@ -13,6 +15,7 @@
 #include <stdexcept>
 
 #include "base/HostAndPort.h"
+#include "base/Interrupt.h"
 #include "base/Output.h"
 #include "base/Text.h"
 #include "debug.h"
@@ -102,14 +105,16 @@ public:
                 [this] { return _feeding.counts(); }, wallTime},
                {hostsOf(options, _address), options.openMetrics}),
           _changes(_tokens, [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
-          _signals(_context, SIGINT, SIGTERM, SIGHUP) {
+          _stop(_context, dup(base::Interrupt::stopSignal().descriptor())),
+          _hangUps(_context, SIGHUP) {
         _server.emplace(_context, options.limits, _api, _changes, _published, _metrics,
                         TrustedProxies(options.trustedProxies));
     }
 
     void run() {
         const unsigned short port = _server->listen(_address.host, _address.port);
-        awaitSignal();
+        awaitStop();
+        awaitHangUp();
         _published.setListener([this] { announce(); });
         platform::LockWatch::switchOn();
         gPassengerInformationServer.registerObserver(&observer());
@@ -161,15 +166,20 @@ private:
         });
     }
 
-    void awaitSignal() {
-        _signals.async_wait([this](boost::system::error_code error, int signal) {
+    void awaitStop() {
+        _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](boost::system::error_code error) {
             if (error) return;
-            if (signal == SIGHUP) {
-                reopenLog();
-                return awaitSignal();
-            }
+            _hangUps.cancel();
             _feeding.stop();
             _server->stop();
+        });
+    }
+
+    void awaitHangUp() {
+        _hangUps.async_wait([this](boost::system::error_code error, int) {
+            if (error) return;
+            reopenLog();
+            awaitHangUp();
         });
     }
 
@@ -193,13 +203,15 @@ private:
     feeding::FeedingThread _feeding;
     Api _api;
     ChangeStream _changes;
-    asio::signal_set _signals;
+    asio::posix::stream_descriptor _stop;
+    asio::signal_set _hangUps;
     std::optional<HttpServer> _server;
 };
 
 }  // namespace
 
 base::ExitStatus serve(const ServeOptions& options) {
+    base::Interrupt::watch();
     std::signal(SIGPIPE, SIG_IGN);  // whoever reads the log may go; the service stays
     platform::HostLog::setLevel(options.debugLevel);
     if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);

@@ -14,12 +14,12 @@
 #include <deque>
 #include <exception>
 #include <future>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "base/Mutex.h"
 #include "feed/ByteSource.h"
 #include "feed/RecordReader.h"
 #include "platform/HostLog.h"
@@ -95,7 +95,7 @@ public:
 
     bool send(const platform::SendOperation& operation) {
         {
-            const std::lock_guard<std::mutex> guard(_mutex);
+            const base::MutexLock lock(_mutex);
             if (_connected && _waiting.size() < kMostWaiting) {
                 _waiting.push_back(toJsonLine(operation) + "\n");
                 if (_waiting.size() == 1) asio::post(_context, [this] { write(); });
@@ -231,7 +231,7 @@ private:
     void setConnected(bool connected) {
         std::size_t lost = 0;
         {
-            const std::lock_guard<std::mutex> guard(_mutex);
+            const base::MutexLock lock(_mutex);
             _connected = connected;
             lost = _waiting.size();
             _waiting.clear();
@@ -275,7 +275,7 @@ private:
     void write() {
         if (_isWriting) return;
         {
-            const std::lock_guard<std::mutex> guard(_mutex);
+            const base::MutexLock lock(_mutex);
             if (_waiting.empty()) return;
             _line = _waiting.front();
         }
@@ -289,7 +289,7 @@ private:
                 return;
             }
             {
-                const std::lock_guard<std::mutex> guard(_mutex);
+                const base::MutexLock lock(_mutex);
                 if (!_waiting.empty()) _waiting.pop_front();
             }
             write();
@@ -312,9 +312,9 @@ private:
     std::string _line;  // that is being written
     bool _isWriting = false;
 
-    std::mutex _mutex;
-    std::deque<std::string> _waiting;  // lines to be written; guarded by _mutex
-    bool _connected = false;           // guarded by _mutex
+    base::Mutex _mutex;
+    std::deque<std::string> _waiting PIS_GUARDED_BY(_mutex);  // lines to be written
+    bool _connected PIS_GUARDED_BY(_mutex) = false;
 };
 
 std::vector<std::string> addressesOf(const std::string& host) {
