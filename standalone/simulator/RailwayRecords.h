@@ -34,9 +34,6 @@ feed::FeedRecord vehicleStateRecord(const Vehicle& vehicle);
 /// @param id 0 for every element of the type.
 feed::FeedRecord deletionRecord(SignallingCodes::Element type, int id);
 
-/// Name of a service state, as it goes with its number.
-const char* nameOf(Service::State state);
-
 /// A record or two of every element, between the marks of a snapshot.
 void snapshot(const Railway& railway, const std::function<void(feed::FeedRecord)>& report);
 

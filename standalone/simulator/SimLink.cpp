@@ -69,7 +69,7 @@ bool SimLink::send(const platform::SendOperation& operation) {
                                " is cut off");
         return false;
     }
-    _side.take(operation.operation, operation.text);
+    _side.answer(operation.operation, operation.text);
     return true;
 }
 

@@ -39,7 +39,7 @@ public:
         if (_connection != nullptr) remarkFaults(receiver);
     }
 
-    void take(int operation, std::string text) {
+    void answer(int operation, std::string text) {
         {
             const std::lock_guard<std::mutex> guard(_mutex);
             _operations.push_back({operation, std::move(text)});
@@ -92,7 +92,7 @@ private:
             operations.swap(_operations);
         }
         for (const Operation& operation : operations) {
-            receiver.onRemark(_railway.take(operation.code, operation.text, now).text);
+            receiver.onRemark(_railway.answer(operation.code, operation.text, now).text);
         }
     }
 
@@ -126,8 +126,8 @@ void SimulatedSide::run(SignallingLines& receiver) {
     _run->run(receiver);
 }
 
-void SimulatedSide::take(int operation, std::string text) {
-    _run->take(operation, std::move(text));
+void SimulatedSide::answer(int operation, std::string text) {
+    _run->answer(operation, std::move(text));
 }
 
 void SimulatedSide::stop() {

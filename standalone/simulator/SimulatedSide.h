@@ -40,7 +40,7 @@ public:
     void run(SignallingLines& receiver);
 
     /// Hands over an operation; it is answered from run(). Thread-safe.
-    void take(int operation, std::string text);
+    void answer(int operation, std::string text);
 
     /// Ends run() within 50 ms, unless the receiver blocks; a run() that comes later returns at once.
     /// Thread-safe.

@@ -42,7 +42,7 @@ void Traffic::bringOut(int serviceId) {
     }
     service.progress = Service::UNDER_WAY;
     here.vehicle.running = serviceId;
-    here.vehicle.state = Vehicle::IN_SERVICE;
+    here.vehicle.state = ::Vehicle::IN_SERVICE;
     here.vehicle.currentService = serviceId;
     here.vehicle.ascending = _railway.trips.at(service.trip).ascending;
     _report(vehicleStateRecord(here.vehicle));
@@ -58,12 +58,12 @@ void Traffic::approach(int serviceId) {
     }
     enter(here);
     if (!here.stopsHere()) {
-        show(here.platform, Platform::VEHICLE_DOES_NOT_STOP);
+        show(here.platform, PlatformInfo::VEHICLE_DOES_NOT_STOP);
         return after(kApproach, &Traffic::pass, serviceId);
     }
-    showDoors(here.vehicle, here.platform.doors, NONE);
-    show(here.service, Service::APPROACHING_STATION);
-    show(here.platform, Platform::VEHICLE_APPROACHING);
+    showDoors(here.vehicle, here.platform.doors, ::Vehicle::NONE);
+    show(here.service, ::Service::APPROACHING_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_APPROACHING);
     after(kApproach, &Traffic::arrive, serviceId);
 }
 
@@ -75,8 +75,8 @@ void Traffic::arrive(int serviceId) {
     here.stop.departureDelay = std::max(delay, 0);
     here.vehicle.location = here.platform.location;
     _report(vehicleStateRecord(here.vehicle));
-    show(here.service, Service::IN_STATION);
-    show(here.platform, Platform::VEHICLE_ON_PLATFORM);
+    show(here.service, ::Service::IN_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_ON_PLATFORM);
     _report(serviceStopRecord(here.stop));
     after(kDoors, here.isLast() ? &Traffic::terminate : &Traffic::board, serviceId);
 }
@@ -88,8 +88,8 @@ void Traffic::board(int serviceId) {
         here.service.loading = true;
         _report(serviceRecord(here.service));
     }
-    show(here.service, Service::BOARDING);
-    show(here.platform, Platform::VEHICLE_BOARDING);
+    show(here.service, ::Service::BOARDING);
+    show(here.platform, PlatformInfo::VEHICLE_BOARDING);
 
     const bool doorTrouble = _network.doorTrouble > 0 && _random() % static_cast<unsigned>(_network.doorTrouble) == 0;
     const int ready = _agenda.now() + kShortestDwell + (doorTrouble ? seconds(60, 280) : 0);
@@ -99,9 +99,9 @@ void Traffic::board(int serviceId) {
 void Traffic::depart(int serviceId) {
     const Visit here = visit(serviceId);
     here.stop.departureDelay = _agenda.now() - (here.service.start + here.plan.departure);
-    showDoors(here.vehicle, NONE, NONE);
-    show(here.service, Service::DEPARTING_STATION);
-    show(here.platform, Platform::VEHICLE_DEPARTING);
+    showDoors(here.vehicle, ::Vehicle::NONE, ::Vehicle::NONE);
+    show(here.service, ::Service::DEPARTING_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_DEPARTING);
     _report(serviceStopRecord(here.stop));
     headForNext(here);
     after(kLeaving, &Traffic::leave, serviceId);
@@ -110,10 +110,10 @@ void Traffic::depart(int serviceId) {
 void Traffic::leave(int serviceId) {
     const Visit here = visit(serviceId);
     checkOff(here);
-    show(here.service, Service::DEPARTED_STATION);
-    show(here.platform, Platform::VEHICLE_DEPARTED);
+    show(here.service, ::Service::DEPARTED_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_DEPARTED);
     _agenda.at(_agenda.now() + kClearing, serviceId, [this, &service = here.service, platform = here.platform.id] {
-        show(service, Service::RUNNING);
+        show(service, ::Service::RUNNING);
         clear(platform, service.id);
     });
 }
@@ -126,8 +126,8 @@ void Traffic::pass(int serviceId) {
     _report(serviceStopRecord(here.stop));
     headForNext(here);
     checkOff(here);
-    show(here.service, Service::RUNNING);
-    show(here.platform, Platform::VEHICLE_DOES_NOT_STOP);
+    show(here.service, ::Service::RUNNING);
+    show(here.platform, PlatformInfo::VEHICLE_DOES_NOT_STOP);
     _agenda.at(_agenda.now() + kClearing, serviceId,
                [this, platform = here.platform.id, serviceId] { clear(platform, serviceId); });
 }
@@ -139,14 +139,14 @@ void Traffic::terminate(int serviceId) {
     _report(serviceRecord(here.service));
     checkOff(here);
     here.service.progress = Service::ENDED;
-    show(here.service, Service::TERMINATED);
-    show(here.platform, Platform::VEHICLE_TERMINATED);
+    show(here.service, ::Service::TERMINATED);
+    show(here.platform, PlatformInfo::VEHICLE_TERMINATED);
     after(kEmptying, &Traffic::stable, serviceId);
 }
 
 void Traffic::stable(int serviceId) {
     const Visit here = visit(serviceId);
-    showDoors(here.vehicle, NONE, NONE);
+    showDoors(here.vehicle, ::Vehicle::NONE, ::Vehicle::NONE);
     here.vehicle.location = depotAt(_network.stations[static_cast<std::size_t>(here.platform.station) - 1]);
     here.vehicle.running = 0;
     layOver(here.vehicle);
@@ -189,7 +189,7 @@ void Traffic::clear(int platformId, int serviceId) {
     Platform& platform = _railway.platforms.at(platformId);
     if (platform.occupiedBy != serviceId) return;
     platform.occupiedBy = 0;
-    show(platform, Platform::NO_VEHICLE_SCHEDULED);
+    show(platform, PlatformInfo::NO_VEHICLE_SCHEDULED);
 }
 
 /// From a departure to the next platform. Late trains make up time, early ones lose some.
@@ -227,22 +227,22 @@ void Traffic::layOver(Vehicle& vehicle) {
         if (next == 0 && stillAhead(id)) next = id;
     }
     const bool soon = next != 0 && _railway.services.at(next).start - _agenda.now() <= kLayover;
-    vehicle.state = soon ? Vehicle::SWITCHING_SERVICE : Vehicle::OUT_OF_SERVICE;
+    vehicle.state = soon ? ::Vehicle::SWITCHING_SERVICE : ::Vehicle::OUT_OF_SERVICE;
     vehicle.currentService = soon ? next : 0;
     _report(vehicleStateRecord(vehicle));
 }
 
-void Traffic::show(Platform& platform, Platform::State state) {
+void Traffic::show(Platform& platform, PlatformInfo::State state) {
     platform.state = state;
     _report(platformStateRecord(platform));
 }
 
-void Traffic::show(Service& service, Service::State state) {
+void Traffic::show(Service& service, ::Service::State state) {
     service.state = state;
     _report(serviceStateRecord(service));
 }
 
-void Traffic::showDoors(Vehicle& vehicle, DoorSide opening, DoorSide opened) {
+void Traffic::showDoors(Vehicle& vehicle, ::Vehicle::DoorSide opening, ::Vehicle::DoorSide opened) {
     vehicle.openingDoors = opening;
     vehicle.openedDoors = opened;
     _report(vehicleStateRecord(vehicle));

@@ -107,9 +107,9 @@ private:
     void expectLateness(const railway::Service& service, std::size_t from, int late);
     void layOver(railway::Vehicle& vehicle);
     railway::Platform& platformOf(const railway::ServiceStop& stop);
-    void show(railway::Platform& platform, railway::Platform::State state);
-    void show(railway::Service& service, railway::Service::State state);
-    void showDoors(railway::Vehicle& vehicle, railway::DoorSide opening, railway::DoorSide opened);
+    void show(railway::Platform& platform, PlatformInfo::State state);
+    void show(railway::Service& service, ::Service::State state);
+    void showDoors(railway::Vehicle& vehicle, ::Vehicle::DoorSide opening, ::Vehicle::DoorSide opened);
     int seconds(int lowest, int highest);
 
     // Services come and go.

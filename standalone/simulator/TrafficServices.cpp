@@ -51,7 +51,7 @@ void Traffic::announce(PlannedService& planned) {
     service.lastTrain = planned.lastTrain;
     const bool cancelled = planned.cancelled || !vehicleThere;
     if (cancelled) {
-        service.state = Service::CANCELLED;
+        service.state = ::Service::CANCELLED;
         service.progress = Service::ENDED;
     }
     makeKnown(std::move(service), planned.firstStop);
@@ -137,7 +137,7 @@ void Traffic::takeOffTheTrack(Service& service) {
     Vehicle& vehicle = found->second;
     if (vehicle.running == service.id) {
         vehicle.running = 0;
-        vehicle.openingDoors = vehicle.openedDoors = NONE;
+        vehicle.openingDoors = vehicle.openedDoors = ::Vehicle::NONE;
         layOver(vehicle);
     } else if (vehicle.running == 0 && vehicle.currentService == service.id) {
         layOver(vehicle);
@@ -149,7 +149,7 @@ void Traffic::cancel(int serviceId) {
     takeOffTheTrack(service);
     service.loading = false;
     _report(serviceRecord(service));
-    show(service, Service::CANCELLED);
+    show(service, ::Service::CANCELLED);
     at(std::max(_agenda.now(), service.start) + kServiceKept, &Traffic::forget, serviceId);
 }
 

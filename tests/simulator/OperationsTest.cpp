@@ -24,16 +24,16 @@ protected:
 
     /// The report of an operation that must be taken; its records stand in `lines`.
     std::string taken(int operation, const std::string& text) {
-        const OperationReport report = simulation.take(operation, text, take);
-        EXPECT_TRUE(report.taken) << report.text;
+        const OperationReport report = simulation.answer(operation, text, take);
+        EXPECT_TRUE(report.accepted) << report.text;
         return report.text;
     }
 
     /// The reason of an operation that must be refused and change nothing.
     std::string refused(int operation, const std::string& text) {
         lines.taken();
-        const OperationReport report = simulation.take(operation, text, take);
-        EXPECT_FALSE(report.taken) << report.text;
+        const OperationReport report = simulation.answer(operation, text, take);
+        EXPECT_FALSE(report.accepted) << report.text;
         EXPECT_TRUE(lines.taken().empty());
         const std::string front = "operation " + std::to_string(operation) + ": refused: ";
         EXPECT_EQ(report.text.substr(0, front.size()), front);
@@ -170,7 +170,7 @@ TEST(DeletedServices, LeaveARailwayThatRunsOn) {
         const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
         simulation.reportWholeState(take);
         simulation.advanceTo(time, take);
-        ASSERT_TRUE(simulation.take(64, "1", take).taken) << time;
+        ASSERT_TRUE(simulation.answer(64, "1", take).accepted) << time;
         const RecordMirror::Elements before = mirror.elements();
         simulation.reportWholeState(take);
         ASSERT_TRUE(before == mirror.elements()) << time;
@@ -193,7 +193,7 @@ TEST(DeletedServices, LeaveTheBusyRailwaySoundAtAnyTime) {
         const std::vector<int> services = mirror.idsOfType(8);
         const std::string chosen = std::to_string(services[static_cast<std::size_t>(time) % services.size()]);
         const int operation = time % 2 == 0 ? 64 : 65;
-        ASSERT_TRUE(simulation.take(operation, operation == 64 ? chosen : chosen + ",8", take).taken);
+        ASSERT_TRUE(simulation.answer(operation, operation == 64 ? chosen : chosen + ",8", take).accepted);
         const RecordMirror::Elements before = mirror.elements();
         simulation.reportWholeState(take);
         ASSERT_TRUE(before == mirror.elements()) << time;
@@ -407,7 +407,7 @@ TEST(AnyOperations, LeaveARailwayThatIsTold) {
                 case 9: operation = {43, all ? "*" : text(idOf(4))}; break;
                 default: operation = {41, text(below(16)) + ",Station,S,1"}; break;
             }
-            taken += simulation.take(operation.first, operation.second, take).taken ? 1 : 0;
+            taken += simulation.answer(operation.first, operation.second, take).accepted ? 1 : 0;
             const RecordMirror::Elements before = mirror.elements();
             simulation.reportWholeState(take);
             ASSERT_TRUE(before == mirror.elements()) << seed << ": " << operation.first << " " << operation.second;
@@ -445,7 +445,7 @@ protected:
             std::size_t end = 0;
             const int operation = std::stoi(line.substr(10), &end);
             const std::string text = line.size() > 10 + end ? line.substr(10 + end + 1) : "";
-            reports.push_back(simulation.take(operation, text, deliver).text);
+            reports.push_back(simulation.answer(operation, text, deliver).text);
         }
         return reports;
     }

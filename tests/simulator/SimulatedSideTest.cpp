@@ -100,9 +100,9 @@ TEST(SimulatedSide, TellsWhatHappensAsTimePasses) {
 TEST(SimulatedSide, AnswersOperationsInTheirOrderWhileItWaits) {
     Running running(harbour());  // in real time: little happens by itself
     ASSERT_TRUE(running.receiver.waitFor(R"("snapshot":"end")"));
-    running.side.take(21, "3,North,N");
-    running.side.take(99, "");
-    running.side.take(22, "3");
+    running.side.answer(21, "3,North,N");
+    running.side.answer(99, "");
+    running.side.answer(22, "3");
     ASSERT_TRUE(running.receiver.waitFor("remark: operation 22: line 3 deleted"));
     ASSERT_TRUE(running.receiver.waitFor(R"("update":2,"id":3,"fields":["North","N"]})"));
     std::vector<std::string> remarks;
@@ -142,7 +142,7 @@ TEST(SimulatedSide, StandsStillAtTheEndAndStillAnswers) {
     options.speed = 600;
     Running running(options);
     ASSERT_TRUE(running.receiver.waitFor(R"({"at":28860,"snapshot":"end"})"));
-    running.side.take(12, "");
+    running.side.answer(12, "");
     EXPECT_TRUE(running.receiver.waitFor("remark: operation 12: automatic messages off"));
 }
 

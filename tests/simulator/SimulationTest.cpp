@@ -165,7 +165,7 @@ TEST(Simulation, KeepsSilentWhileItsLinkIsLostAndTellsEverythingAfterwards) {
     simulation.advanceTo(5 * 3600 + 59, nobody);
     simulation.advanceTo(5 * 3600 + 60 + 299, lines.taker());
     EXPECT_EQ(lines.taken(), std::vector<std::string>{R"({"at":18060,"update":98,"id":1,"fields":["Box","A","0"]})"});
-    EXPECT_FALSE(simulation.take(12, "", nobody).taken);
+    EXPECT_FALSE(simulation.answer(12, "", nobody).accepted);
     simulation.advanceTo(5 * 3600 + 60 + 300, lines.taker());
     EXPECT_EQ(lines.all().front(), R"({"at":18360,"update":98,"id":1,"fields":["Box","A","1"]})");
     EXPECT_NE(std::find(lines.all().begin(), lines.all().end(), R"({"at":18360,"snapshot":"end"})"), lines.all().end());
