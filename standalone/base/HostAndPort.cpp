@@ -1,7 +1,10 @@
 #include "base/HostAndPort.h"
 
 #include <boost/url/parse.hpp>
+#include <optional>
 #include <stdexcept>
+
+#include "base/Numbers.h"
 
 namespace pis::base {
 
@@ -18,10 +21,11 @@ HostAndPort hostAndPortIn(std::string_view text) {
     if (authority.has_error() || authority->has_userinfo()) throw std::invalid_argument("that is no HOST:PORT");
     if (authority->encoded_host().empty()) throw std::invalid_argument("the host is missing");
     if (authority->port().empty()) throw std::invalid_argument("the port is missing");
-    if (authority->port_number() == 0 && authority->port().find_first_not_of('0') != boost::urls::string_view::npos) {
-        throw std::invalid_argument("the port is no number up to 65535");
-    }
-    return {authority->host_address(), authority->port_number()};
+    // Boost's own number of a port that is too high is another port for some: 34463 for 99999.
+    const std::optional<std::uint16_t> port =
+        numberIn<std::uint16_t>({authority->port().data(), authority->port().size()});
+    if (!port) throw std::invalid_argument("the port is no number up to 65535");
+    return {authority->host_address(), *port};
 }
 
 }  // namespace pis::base

@@ -37,6 +37,7 @@ TEST(HostAndPort, WhatIsMissingOrWrongIsSaid) {
     EXPECT_EQ(faultIn("[::1]"), "the port is missing");
     EXPECT_EQ(faultIn(""), "the host is missing");
     EXPECT_EQ(faultIn(":80"), "the host is missing");
+    EXPECT_EQ(faultIn("box:99999"), "the port is no number up to 65535");
     EXPECT_EQ(faultIn("box:65536"), "the port is no number up to 65535");
     EXPECT_EQ(faultIn("box:99999999999999999999"), "the port is no number up to 65535");
     for (const char* none :
