@@ -198,7 +198,7 @@ private:
     std::string removeServiceStop(const Fields& fields) {
         const Service& service = known(_railway.services, fields.id(0), "service");
         const int id = fields.idOrAll(1);
-        if (service.progress == Service::UNDER_WAY) throw Refusal(numbered("service", service.id) + " is under way");
+        if (_traffic.hasTrainOut(service)) throw Refusal(numbered("service", service.id) + " is under way");
         if (id != 0 && std::find(service.stops.begin(), service.stops.end(), id) == service.stops.end()) {
             throw Refusal(numbered("service", service.id) + " has no " + numbered("service stop", id));
         }

@@ -284,6 +284,36 @@ TEST_F(OperationsTest, AServiceThatKeepsItsPassingStopAloneStopsThere) {
     expectWholeStateIsKnown();
 }
 
+TEST_F(OperationsTest, AServiceKeepsItsStopsUntilItsTrainHasLeftTheLastPlatform) {
+    advance(5, 6);
+    ASSERT_EQ(mirror.field(12, 1, 2), "TERMINATED");
+    ASSERT_EQ(mirror.field(11, 4, 1), "VEHICLE_TERMINATED");
+    EXPECT_EQ(refused(63, "1,*"), "service 1 is under way");
+    EXPECT_EQ(refused(63, "1,3"), "service 1 is under way");
+    advance(5, 8);
+    EXPECT_EQ(mirror.field(11, 4, 1), "NO_VEHICLE_SCHEDULED");
+    taken(63, "1,*");
+    expectWholeStateIsKnown();
+    advance(6, 8);
+    EXPECT_EQ(mirror.field(12, 3, 2), "TERMINATED") << "the next train comes to that platform";
+}
+
+TEST_F(OperationsTest, AVehicleWhoseServiceIsCancelledGoesToTheNearestDepot) {
+    const auto placeOfOneCancelledAt = [](int seconds) {
+        Simulation railway(shuttle(), 1);
+        RecordMirror seen;
+        const auto see = [&seen](const feed::FeedRecord& record) { seen.take(record); };
+        railway.reportWholeState(see);
+        railway.advanceTo(5 * 3600 + seconds, see);
+        EXPECT_TRUE(railway.answer(65, "1,8", see).accepted);
+        return seen.field(10, 1, 1);
+    };
+    EXPECT_EQ(placeOfOneCancelledAt(-60), "W/DEPOT");  // boarding at West
+    EXPECT_EQ(placeOfOneCancelledAt(20), "W/DEPOT");   // on its way to Mid
+    EXPECT_EQ(placeOfOneCancelledAt(140), "M/DEPOT");  // at Mid
+    EXPECT_EQ(placeOfOneCancelledAt(200), "M/DEPOT");  // on its way to East
+}
+
 TEST_F(OperationsTest, AServiceStateIsToldWithItsName) {
     EXPECT_EQ(taken(65, "2,1"), "operation 65: service 2 is RUNNING");
     EXPECT_EQ(lines.taken(), Texts{R"({"at":17940,"update":12,"id":2,"fields":["4!5!6","1","RUNNING"]})"});

@@ -186,6 +186,45 @@ TEST(Simulation, CancelsARunThereAndBackWhenAVehicleFails) {
     EXPECT_EQ(mirror.field(10, 1, 4), "7");
 }
 
+TEST(Simulation, KeepsACancelledServiceAsLongAsOneThatRan) {
+    Simulation simulation(shuttle(), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+    simulation.reportWholeState(take);
+    ASSERT_TRUE(simulation.answer(65, "1,8", take).accepted);  // 05:00 to 05:05:30
+    simulation.advanceTo(5 * 3600 + 330 + 20 * 60 - 1, take);
+    EXPECT_TRUE(mirror.has(8, 1));
+    simulation.advanceTo(5 * 3600 + 330 + 20 * 60, take);
+    EXPECT_FALSE(mirror.has(8, 1));
+}
+
+TEST(Simulation, KeepsAServiceThatWasMadeKnownAsCancelledAsLong) {
+    const std::string text = replaced(shuttleText(), R"("vehicles":)",
+                                      R"("incidents": [{"at": "04:10", "vehicle_leaves": "1"}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "leaves.json"), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+    simulation.advanceTo(5 * 3600, take);
+    EXPECT_EQ(mirror.field(12, 3, 2), "CANCELLED");  // 06:00 to 06:05:30
+    simulation.advanceTo(6 * 3600 + 330 + 20 * 60 - 1, take);
+    EXPECT_TRUE(mirror.has(8, 3));
+    simulation.advanceTo(6 * 3600 + 330 + 20 * 60, take);
+    EXPECT_FALSE(mirror.has(8, 3));
+}
+
+TEST(Simulation, TellsWhereAVehicleIsOnItsWay) {
+    Simulation simulation(shuttle(), 1);
+    std::vector<std::string> places;
+    simulation.advanceTo(5 * 3600 + 40 * 60, [&places](const feed::FeedRecord& record) {
+        if (record.kind != feed::FeedRecord::UPDATE || record.type != 10) return;
+        const std::string place = RecordMirror::fieldsOf(record)[1];
+        if (places.empty() || places.back() != place) places.push_back(place);
+    });
+    EXPECT_EQ(places,
+              (std::vector<std::string>{"W/DEPOT", "S/W/1", "S/W/1-S/M/1", "S/M/1", "S/M/1-S/E/1", "S/E/1", "E/DEPOT",
+                                        "S/E/2", "S/E/2-S/M/1", "S/M/1", "S/M/1-S/W/2", "S/W/2", "W/DEPOT"}));
+}
+
 TEST(Simulation, AddsAStopWhereThePatternPassed) {
     const std::string text = replaced(
         shuttleText(), R"("vehicles":)",
