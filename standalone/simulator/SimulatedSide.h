@@ -42,7 +42,7 @@ public:
     /// Hands over an operation; it is answered from run(). Thread-safe.
     void answer(int operation, std::string text);
 
-    /// Ends run() within 50 ms, unless the receiver blocks; a run() that comes later returns at once.
+    /// Ends run() as soon as the receiver returns; a run() that comes later returns at once.
     /// Thread-safe.
     void stop();
 

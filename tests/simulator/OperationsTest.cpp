@@ -218,6 +218,35 @@ TEST_F(OperationsTest, AllServicesDeletedStayAwayForTheDay) {
     EXPECT_FALSE(mirror.idsOfType(8).empty());
 }
 
+// Trains in all their steps: none stays at a platform, none comes back, and the next day has all of them.
+TEST(AllServicesDeleted, LeaveAnEmptyRailwayAtAnyTime) {
+    for (int time = 7 * 3600; time < 7 * 3600 + 600; time += 65) {
+        Simulation simulation(harbourNetwork(), 3);
+        RecordMirror mirror;
+        const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+        simulation.reportWholeState(take);
+        simulation.advanceTo(time, take);
+        ASSERT_TRUE(simulation.answer(64, "0", take).accepted);
+        const RecordMirror::Elements before = mirror.elements();
+        simulation.reportWholeState(take);
+        ASSERT_TRUE(before == mirror.elements()) << time;
+        EXPECT_TRUE(mirror.idsOfType(8).empty());
+        EXPECT_TRUE(mirror.idsOfType(9).empty());
+        for (const int platform : mirror.idsOfType(5)) {
+            EXPECT_EQ(mirror.field(11, platform, 0), "0") << time;
+            EXPECT_EQ(mirror.field(11, platform, 2), "") << time;
+        }
+        for (const int vehicle : mirror.idsOfType(3)) {
+            EXPECT_EQ(mirror.field(3, vehicle, 3), "") << time;
+            EXPECT_EQ(mirror.field(10, vehicle, 3), "OUT_OF_SERVICE") << time;
+            EXPECT_EQ(mirror.field(10, vehicle, 6), "NONE") << time;
+            EXPECT_NE(mirror.field(10, vehicle, 1).find("/DEPOT"), std::string::npos) << time;
+        }
+        simulation.advanceTo(time + 4 * 3600, take);
+        EXPECT_TRUE(mirror.idsOfType(8).empty());
+    }
+}
+
 TEST_F(OperationsTest, AnAddedServiceRuns) {
     EXPECT_EQ(taken(61, "77,1,18600,1,0,3,1,"), "operation 61: service 77 added");
     EXPECT_EQ(mirror.elements().at({8, 77}), (RecordMirror::Fields{"1", "18600", "1", "1!2!3", "0", "3", "1", "1"}));

@@ -2,12 +2,14 @@
 #include "simulator/Simulation.h"
 
 #include <algorithm>
+#include <set>
 
 #include "RecordMirror.h"
 #include "SimulationTestSupport.h"
 #include "StoreTest.h"
 #include "feed/FeedDelivery.h"
 #include "records/TableDump.h"
+#include "simulator/Traffic.h"
 
 namespace pis::simulator {
 
@@ -223,6 +225,70 @@ TEST(Simulation, TellsWhereAVehicleIsOnItsWay) {
     EXPECT_EQ(places,
               (std::vector<std::string>{"W/DEPOT", "S/W/1", "S/W/1-S/M/1", "S/M/1", "S/M/1-S/E/1", "S/E/1", "E/DEPOT",
                                         "S/E/2", "S/E/2-S/M/1", "S/M/1", "S/M/1-S/W/2", "S/W/2", "W/DEPOT"}));
+}
+
+TEST(Simulation, SparesLastTrainsWhereVehiclesFailByChance) {
+    const std::string text =
+        replaced(shuttleText(), R"("turnaround": 300,)", R"("turnaround": 300, "cancellations": 2,)");
+    for (const std::uint32_t seed : {1U, 2U, 3U}) {
+        Simulation simulation(parseNetwork(text, "failing.json"), seed);
+        std::set<int> cancelled;
+        std::set<int> run;
+        simulation.advanceTo(28 * 3600 - 1, [&](const feed::FeedRecord& record) {
+            if (record.kind != feed::FeedRecord::UPDATE || record.type != 12) return;
+            const std::string state = RecordMirror::fieldsOf(record)[2];
+            if (state == "CANCELLED") cancelled.insert(record.id);
+            if (state == "TERMINATED") run.insert(record.id);
+        });
+        EXPECT_GT(cancelled.size(), 6U);
+        EXPECT_EQ(cancelled.size() + run.size(), 38U);
+        EXPECT_EQ(run.count(37) + run.count(38), 2U);
+    }
+}
+
+TEST(Simulation, CancelsLastTrainsWhereTheFileSaysThatAVehicleFails) {
+    const std::string text = replaced(shuttleText(), R"("vehicles":)",
+                                      R"("incidents": [{"at": "22:50", "vehicle_fails": "1"}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "fails.json"), 1);
+    RecordMirror mirror;
+    simulation.advanceTo(22 * 3600 + 50 * 60, [&mirror](const feed::FeedRecord& record) { mirror.take(record); });
+    EXPECT_EQ(mirror.field(12, 36, 2), "TERMINATED");
+    EXPECT_EQ(mirror.field(12, 37, 2), "CANCELLED");
+    EXPECT_EQ(mirror.field(12, 38, 2), "CANCELLED");
+}
+
+TEST(Simulation, AVehicleThatHasLeftDoesNotFail) {
+    const std::string text = replaced(
+        shuttleText(), R"("vehicles":)",
+        R"("incidents": [{"at": "04:10", "vehicle_leaves": "1"}, {"at": "04:20", "vehicle_fails": "1"}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "leaves.json"), 1);
+    Lines lines;
+    simulation.advanceTo(4 * 3600 + 20 * 60 - 1, nobody);
+    simulation.advanceTo(4 * 3600 + 20 * 60, lines.taker());
+    EXPECT_EQ(lines.all(), std::vector<std::string>{R"({"at":15600,"update":98,"id":1,"fields":["Box","A","1"]})"});
+}
+
+// Every departure is held by a door for one to five minutes.
+TEST(Simulation, CarriesADelayToTheStopsAheadAndIntoTheNextServiceOfTheVehicle) {
+    std::string text = replaced(shuttleText(), R"("turnaround": 300,)", R"("turnaround": 60, "door_trouble": 1,)");
+    text = replaced(text, R"("from": "05:30", "until": "23:30")", R"("from": "05:07", "until": "23:07")");
+    Simulation simulation(parseNetwork(text, "doors.json"), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+    simulation.reportWholeState(take);
+    while (mirror.field(12, 1, 0) != "3") simulation.advanceTo(simulation.nextAt(), take);
+    const int delay = mirror.number(9, 2, 4);
+    EXPECT_GT(delay, Traffic::kTellingDelay);
+    EXPECT_EQ(mirror.number(9, 3, 3), delay);
+    EXPECT_EQ(mirror.number(9, 3, 4), delay);
+
+    // The vehicle comes to East too late for 05:07.
+    while (mirror.field(12, 1, 2) != "TERMINATED") simulation.advanceTo(simulation.nextAt(), take);
+    ASSERT_GT(simulation.now(), 5 * 3600 + 7 * 60) << "the seed makes it late";
+    EXPECT_GE(mirror.number(9, 4, 4), simulation.now() - (5 * 3600 + 7 * 60));
+    EXPECT_EQ(mirror.number(9, 4, 4), mirror.number(9, 5, 3));
+    EXPECT_EQ(mirror.field(12, 2, 2), "NOT_STARTED");
+    while (mirror.field(12, 2, 2) != "TERMINATED") simulation.advanceTo(simulation.nextAt(), take);
 }
 
 TEST(Simulation, AddsAStopWhereThePatternPassed) {
