@@ -17,39 +17,45 @@ using namespace SignallingCodes;
 
 namespace {
 
-/// A main line from A to B and a branch to N, which meet at J; trains turn back at A, B and N. Doors and vehicles
-/// fail often.
+/// A main line from A by J and B to C and a branch from J to N, one platform each; trains turn back at A, C and N.
+/// Doors and vehicles fail often.
 std::string branchText() {
-    const auto station = [](const std::string& letter) {
-        return R"({"name": ")" + letter + R"(", "abbreviation": ")" + letter + R"(", "platforms": [{"name": ")" +
-               letter + R"( 1", "abbreviation": ")" + letter + R"(1", "location": "X/)" + letter +
-               R"(/1", "doors": "side 1"}]})";
+    const auto quoted = [](const std::string& text) { return '"' + text + '"'; };
+    const auto station = [&](const std::string& letter) {
+        return R"({"name": )" + quoted(letter) + R"(, "abbreviation": )" + quoted(letter) +
+               R"(, "platforms": [{"name": "One", "abbreviation": )" + quoted(letter + "1") + R"(, "location": )" +
+               quoted("X/" + letter + "/1") + R"(, "doors": "side 1"}]})";
     };
-    const auto pattern = [](const std::string& from, const std::string& call, const std::string& to,
-                            const std::string& start) {
-        return R"({"name": ")" + from + to + R"(", "line": "X", "direction": "ascending", "priority": "all stops",
- "calls": [{"platform": ")" +
-               from + R"(1"}, {"platform": "J1", "running": 60, )" + call + R"(}, {"platform": ")" + to +
+    /// Of "J1 dwell 60" and the like between the first platform and the last.
+    const auto pattern = [&](const std::string& name, const std::string& start, const std::string& callsBetween) {
+        return R"({"name": )" + quoted(name) + R"(, "line": "X", "direction": "ascending", "priority": "all stops",
+"calls": [{"platform": ")" +
+               name.substr(0, 1) + R"(1"}, )" + callsBetween + R"( {"platform": ")" + name.substr(1) +
                R"(1", "running": 90}],
- "headways": [{"from": "05:)" +
+"headways": [{"from": "05:)" +
                start + R"(", "until": "22:)" + start + R"(", "every": 15}]})";
-    };
-    const auto vehicle = [](const std::string& number, const std::string& depot) {
-        return R"({"name": "V)" + number + R"(", "abbreviation": ")" + number + R"(", "cars": 1, "depot": ")" + depot +
-               "\"}";
     };
     std::string vehicles;
     for (int i = 0; i < 12; ++i) {
-        vehicles += (i == 0 ? "" : ", ") + vehicle(std::to_string(i), std::string(1, "ABN"[i % 3]));
+        const std::string number = quoted(std::to_string(i));
+        vehicles += (i == 0 ? "" : ", ") + (R"({"name": )" + number) + R"(, "abbreviation": )" + number +
+                    R"(, "cars": 1, "depot": )" + quoted(std::string(1, "ACN"[i % 3])) + "}";
     }
     return R"({"name": "Branch", "signal_box": "Box", "day_begins": "04:00", "announced": 60, "turnaround": 60,
 "door_trouble": 6, "cancellations": 12,
 "lines": [{"name": "Branch Line", "abbreviation": "X"}],
 "stations": [)" +
-           station("A") + "," + station("J") + "," + station("B") + "," + station("N") + R"(],
+           station("A") + "," + station("J") + "," + station("B") + "," + station("C") + "," + station("N") + R"(],
 "patterns": [)" +
-           pattern("A", R"("dwell": 60)", "B", "00") + "," + pattern("B", R"("dwell": 30)", "A", "00") + "," +
-           pattern("A", R"("stopping": false)", "N", "06") + "," + pattern("N", R"("dwell": 20)", "A", "06") + R"(],
+           pattern(
+               "AC", "00",
+               R"({"platform": "J1", "running": 60, "dwell": 60}, {"platform": "B1", "running": 80, "dwell": 55},)") +
+           "," +
+           pattern(
+               "CA", "00",
+               R"({"platform": "B1", "running": 90, "dwell": 30}, {"platform": "J1", "running": 80, "dwell": 70},)") +
+           "," + pattern("AN", "06", R"({"platform": "J1", "running": 60, "stopping": false},)") + "," +
+           pattern("NA", "06", R"({"platform": "J1", "running": 90, "dwell": 20},)") + R"(],
 "vehicles": [)" +
            vehicles + "]}";
 }
@@ -70,6 +76,7 @@ public:
         }
         if (record.kind == feed::FeedRecord::DELETION && record.type == SERVICE) seeDeletion(record.id);
         _mirror.take(record);
+        if (record.kind == feed::FeedRecord::SNAPSHOT_END) _underWay.clear();  // much may have gone unseen
         if (record.kind == feed::FeedRecord::UPDATE && record.type == VEHICLE_STATE && !_mirror.inSnapshot()) {
             lookAtPlaceOf(record.id);
         }
@@ -119,9 +126,28 @@ private:
             const int end = _mirror.number(SERVICE, service, 1) + _mirror.number(TRIP_STOP, tripStops.back(), 3);
             _goneAt[service] = std::max(end, _now) + Traffic::kServiceKept;
         }
+        if (_mirror.has(SERVICE_STATE, service)) {
+            seeCourse(service, _mirror.list(SERVICE_STATE, service, 0), RecordMirror::idsOf(fields[0]));
+        }
         if (!_mirror.has(SERVICE_STATE, service) || state == ::Service::CANCELLED) return;
         EXPECT_TRUE(kCourse.count({stateOf(service), state}))
             << "service " << service << ": " << stateOf(service) << " to " << state << " at " << _now;
+    }
+
+    /// Trains come to a platform in the order in which they left the one before.
+    void seeCourse(int service, const std::vector<int>& ahead, const std::vector<int>& aheadNow) {
+        if (aheadNow.size() == ahead.size()) return;
+        for (auto& [between, services] : _underWay) {
+            const auto found = std::find(services.begin(), services.end(), service);
+            if (found == services.end()) continue;
+            if (!_goneAt.count(service)) {
+                EXPECT_EQ(services.front(), service) << "overtaken on the way to " << between.second << " at " << _now;
+            }
+            services.erase(found);
+        }
+        if (!aheadNow.empty()) {
+            _underWay[{platformOf(ahead.front()), platformOf(aheadNow.front())}].push_back(service);
+        }
     }
 
     /// What has not run is there for as long as what has.
@@ -215,7 +241,8 @@ private:
 
     RecordMirror _mirror;
     std::set<int> _ended;
-    std::map<int, int> _goneAt;  // by cancelled service
+    std::map<int, int> _goneAt;                                 // by cancelled service
+    std::map<std::pair<int, int>, std::vector<int>> _underWay;  // between two platforms: services
     std::size_t _looks = 0;
     int _now = 0;
     int _every, _nextLook = 0;
