@@ -9,9 +9,7 @@
 
 #include "SignallingController.h"
 
-namespace pis::simulator {
-
-namespace railway {
+namespace pis::simulator::railway {
 
 using Ids = std::vector<int>;
 
@@ -101,8 +99,6 @@ struct Railway {
     std::map<int, Vehicle> vehicles;
 };
 
-}  // namespace railway
-
-}  // namespace pis::simulator
+}  // namespace pis::simulator::railway
 
 #endif

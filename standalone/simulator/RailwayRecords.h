@@ -10,9 +10,7 @@
 #include "feed/FeedRecord.h"
 #include "simulator/Railway.h"
 
-namespace pis::simulator {
-
-namespace railway {
+namespace pis::simulator::railway {
 
 /// A platform's record names so many of its passers.
 constexpr std::size_t kPassersTold = 4;
@@ -37,8 +35,6 @@ feed::FeedRecord deletionRecord(SignallingCodes::Element type, int id);
 /// A record or two of every element, between the marks of a snapshot.
 void snapshot(const Railway& railway, const std::function<void(feed::FeedRecord)>& report);
 
-}  // namespace railway
-
-}  // namespace pis::simulator
+}  // namespace pis::simulator::railway
 
 #endif

@@ -54,6 +54,7 @@ TEST(NetworkFile, IsReadWithItsReferences) {
     EXPECT_EQ(westward.priority, ::Trip::EXPRESS);
     EXPECT_EQ(westward.priorityText, "Fast");
     EXPECT_EQ(network.patterns[0].priorityText, "ALL_STOPS");
+    EXPECT_EQ(harbourNetwork().patterns[1].priorityText, "LIMITED_STOPS");
     ASSERT_EQ(westward.calls.size(), 3U);
     EXPECT_EQ(westward.calls[1].running, 170);
     EXPECT_FALSE(westward.calls[1].stopping);

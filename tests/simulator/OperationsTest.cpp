@@ -353,6 +353,15 @@ TEST_F(OperationsTest, AServiceStateIsToldWithItsName) {
     expectWholeStateIsKnown();
 }
 
+TEST_F(OperationsTest, AServiceThatIsCancelledBehindItsPlannedEndStaysForAWhile) {
+    taken(61, "77,1,16000,1,0,3,0,");  // it was to end long ago
+    taken(65, "77,8");
+    simulation.advanceTo(5 * 3600 - 60 + 20 * 60 - 1, take);
+    EXPECT_TRUE(mirror.has(8, 77));
+    simulation.advanceTo(5 * 3600 - 60 + 20 * 60, take);
+    EXPECT_FALSE(mirror.has(8, 77));
+}
+
 TEST_F(OperationsTest, ACancelledServiceDoesNotRun) {
     EXPECT_EQ(taken(65, "1,8"), "operation 65: service 1 is CANCELLED");
     EXPECT_EQ(mirror.field(11, 1, 1), "NO_VEHICLE_SCHEDULED");

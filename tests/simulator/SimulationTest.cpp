@@ -266,6 +266,11 @@ TEST(Simulation, AVehicleThatHasLeftDoesNotFail) {
     simulation.advanceTo(4 * 3600 + 20 * 60 - 1, nobody);
     simulation.advanceTo(4 * 3600 + 20 * 60, lines.taker());
     EXPECT_EQ(lines.all(), std::vector<std::string>{R"({"at":15600,"update":98,"id":1,"fields":["Box","A","1"]})"});
+    // Another one in its place runs what comes.
+    ASSERT_TRUE(simulation.answer(31, "1,0,0", nobody).accepted);
+    RecordMirror mirror;
+    simulation.advanceTo(4 * 3600 + 30 * 60, [&mirror](const feed::FeedRecord& record) { mirror.take(record); });
+    EXPECT_EQ(mirror.field(12, 2, 2), "NOT_STARTED");
 }
 
 // Every departure is held by a door for one to five minutes.
@@ -289,6 +294,63 @@ TEST(Simulation, CarriesADelayToTheStopsAheadAndIntoTheNextServiceOfTheVehicle) 
     EXPECT_EQ(mirror.number(9, 4, 4), mirror.number(9, 5, 3));
     EXPECT_EQ(mirror.field(12, 2, 2), "NOT_STARTED");
     while (mirror.field(12, 2, 2) != "TERMINATED") simulation.advanceTo(simulation.nextAt(), take);
+}
+
+TEST(Simulation, MakesServicesKnownAsCancelledWhoseVehicleFailedBefore) {
+    std::string text = replaced(shuttleText(), R"("announced": 60,)", R"("announced": 20,)");
+    text = replaced(text, R"("vehicles":)", R"("incidents": [{"at": "06:20", "vehicle_fails": "1"}], "vehicles":)");
+    Simulation simulation(parseNetwork(text, "fails.json"), 1);
+    RecordMirror mirror;
+    simulation.advanceTo(7 * 3600 + 10 * 60, [&mirror](const feed::FeedRecord& record) { mirror.take(record); });
+    EXPECT_EQ(mirror.field(12, 5, 2), "CANCELLED");    // 07:00, known since 06:40
+    EXPECT_EQ(mirror.field(12, 6, 2), "NOT_STARTED");  // 07:30, from where the vehicle stands
+}
+
+TEST(Simulation, LateTrainsMakeUpTime) {
+    Simulation simulation(harbourNetwork(), 1);
+    RecordMirror mirror;  // of the stops that are gone, too
+    int most = 0;
+    const auto take = [&](const feed::FeedRecord& record) {
+        if (record.kind != feed::FeedRecord::DELETION || record.type != 9) return mirror.take(record);
+        const int stop = record.id;
+        if (!mirror.has(9, stop - 1) || mirror.field(9, stop - 1, 0) != mirror.field(9, stop, 0)) return;
+        most = std::max(most, mirror.number(9, stop - 1, 4) - mirror.number(9, stop, 3));
+    };
+    simulation.reportWholeState(take);
+    simulation.advanceTo(28 * 3600 - 1, take);
+    EXPECT_EQ(most, 35);
+}
+
+TEST(Simulation, TellsDoorsAndWhetherAServiceIsLoading) {
+    Simulation simulation(shuttle(), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+    simulation.reportWholeState(take);
+    const auto doorsIn = [&](const std::string& state) {
+        while (mirror.field(12, 1, 2) != state) simulation.advanceTo(simulation.nextAt(), take);
+        return mirror.field(10, 1, 6) + " " + mirror.field(10, 1, 8) + " " + mirror.field(8, 1, 4);
+    };
+    EXPECT_EQ(doorsIn("APPROACHING_STATION"), "SIDE_1 NONE 0");
+    EXPECT_EQ(doorsIn("BOARDING"), "SIDE_1 SIDE_1 1");
+    EXPECT_EQ(doorsIn("DEPARTING_STATION"), "NONE NONE 1");
+    EXPECT_EQ(doorsIn("TERMINATED"), "NONE NONE 0");  // East 1 has no doors
+}
+
+TEST(Simulation, AnAddedStopChangesWhoComesFirst) {
+    std::string text = replaced(shuttleText(), R"("until": "23:00")", R"("until": "05:00")");
+    text = replaced(text, R"("from": "05:30", "until": "23:30")", R"("from": "05:00", "until": "05:00")");
+    text = replaced(text, R"({"platform": "W2", "running": 120})", R"({"platform": "E1", "running": 120})");
+    text = replaced(
+        text, R"("vehicles": [)",
+        R"("incidents": [{"at": "04:30", "stop_added": {"pattern": "Westward", "platform": "M1", "dwell": 60}}],
+        "vehicles": [{"name": "Tern", "abbreviation": "2", "cars": 2, "depot": "E"}, )");
+    Simulation simulation(parseNetwork(text, "added.json"), 1);
+    RecordMirror mirror;
+    const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+    simulation.reportWholeState(take);
+    EXPECT_EQ(mirror.field(11, 4, 2), "6!3");  // 05:04:50 and 05:05:30
+    simulation.advanceTo(4 * 3600 + 30 * 60, take);
+    EXPECT_EQ(mirror.field(11, 4, 2), "3!6");  // 05:05:50 now
 }
 
 TEST(Simulation, AddsAStopWhereThePatternPassed) {
