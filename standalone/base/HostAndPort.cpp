@@ -1,6 +1,7 @@
 #include "base/HostAndPort.h"
 
 #include <boost/url/parse.hpp>
+#include <optional>
 #include <stdexcept>
 
 #include "base/Numbers.h"

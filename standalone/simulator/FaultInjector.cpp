@@ -1,11 +1,13 @@
 #include "simulator/FaultInjector.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <set>
 #include <stdexcept>
+
+#include "base/Numbers.h"
+#include "base/Output.h"
 
 namespace pis::simulator {
 
@@ -30,17 +32,14 @@ const Kind& kindNamed(std::string_view name) {
     for (const Kind& kind : kKinds) {
         if (kind.name == name) return kind;
     }
-    throw std::invalid_argument("\"" + std::string(name) +
-                                "\" is no fault, expected drop, duplicate, garble, stall or disconnect");
+    throw std::invalid_argument(base::quoted(name) +
+                                " is no fault, expected drop, duplicate, garble, stall or disconnect");
 }
 
 double valueOf(const Kind& kind, std::string_view text) {
-    double value = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool isNumber = fault == std::errc() && end == text.data() + text.size() && std::isfinite(value);
-    const bool fits = kind.isShare ? value >= 0 && value <= 1 : value > 0 && value <= kLongest;
-    if (isNumber && fits) return value;
-    throw std::invalid_argument(std::string(kind.name) + " is \"" + std::string(text) + "\", expected " +
+    const double value = base::numberIn<double>(text).value_or(-1);
+    if (kind.isShare ? value >= 0 && value <= 1 : value > 0 && value <= kLongest) return value;
+    throw std::invalid_argument(std::string(kind.name) + " is " + base::quoted(text) + ", expected " +
                                 (kind.isShare ? "a share of the lines from 0 to 1" : "seconds above 0, up to 86400"));
 }
 

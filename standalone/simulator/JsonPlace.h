@@ -31,11 +31,11 @@ public:
     bool flag() const;
     int integer(int lowest, int highest) const;
 
-    /// Calls `take` with each item of a list.
-    template <typename Take>
-    void forEach(const Take& take) const {
+    /// Calls `visit` with each item of a list.
+    template <typename Visit>
+    void forEach(const Visit& visit) const {
         const std::size_t items = size();
-        for (std::size_t i = 0; i < items; ++i) take((*this)[i]);
+        for (std::size_t i = 0; i < items; ++i) visit((*this)[i]);
     }
 
     [[noreturn]] void fail(const std::string& what) const;

@@ -23,7 +23,7 @@ struct Network {
 
     struct Platform {
         std::string name, abbreviation, location;
-        railway::DoorSide doors = railway::NONE;
+        ::Vehicle::DoorSide doors = ::Vehicle::NONE;
         std::size_t station = 0;
     };
 
@@ -51,7 +51,7 @@ struct Network {
         std::string name;
         std::size_t line = 0;
         bool ascending = true;
-        railway::Priority priority = railway::ALL_STOPS;
+        ::Trip::Priority priority = ::Trip::ALL_STOPS;
         std::string priorityText;
         std::vector<Call> calls;
         std::vector<Headway> headways;

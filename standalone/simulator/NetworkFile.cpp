@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "records/TableDump.h"
 #include "simulator/JsonPlace.h"
 #include "simulator/Network.h"
 #include "simulator/Timetable.h"
@@ -123,23 +124,22 @@ private:
         place.expectObject({"name", "abbreviation", "location", "doors"});
         _platforms.add(place["abbreviation"]);
         _network.platforms.push_back({place["name"].text(), place["abbreviation"].text(), place["location"].text(),
-                                      static_cast<railway::DoorSide>(wordOf(place["doors"], kSides)),
+                                      static_cast<::Vehicle::DoorSide>(wordOf(place["doors"], kSides)),
                                       _network.stations.size()});
     }
 
     void readPattern(const JsonPlace& place) {
         static constexpr std::array<const char*, 2> kDirections{"ascending", "descending"};
         static constexpr std::array<const char*, 3> kPriorities{"all stops", "limited stops", "express"};
-        static constexpr std::array<const char*, 3> kPriorityTexts{"ALL_STOPS", "LIMITED_STOPS", "EXPRESS"};
         place.expectObject({"name", "line", "direction", "priority", "priority_text", "calls", "headways"});
         _patterns.add(place["name"]);
         Network::Pattern pattern;
         pattern.name = place["name"].text();
         pattern.line = _lines.of(place["line"]);
         pattern.ascending = wordOf(place["direction"], kDirections) == 0;
-        const std::size_t priority = wordOf(place["priority"], kPriorities);
-        pattern.priority = static_cast<railway::Priority>(priority);
-        pattern.priorityText = place.has("priority_text") ? place["priority_text"].text() : kPriorityTexts.at(priority);
+        pattern.priority = static_cast<::Trip::Priority>(wordOf(place["priority"], kPriorities));
+        pattern.priorityText =
+            place.has("priority_text") ? place["priority_text"].text() : records::enumeratorName(pattern.priority);
         readCalls(place["calls"], pattern);
         place["headways"].forEach([&](const JsonPlace& headway) { readHeadway(headway, pattern); });
         _network.patterns.push_back(std::move(pattern));

@@ -1,13 +1,15 @@
 #include "simulator/Operations.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
 #include "SignallingCodes.h"
+#include "base/Numbers.h"
 #include "base/Output.h"
+#include "records/TableDump.h"
 #include "simulator/RailwayRecords.h"
 #include "stringUtils.h"
 
@@ -45,13 +47,9 @@ public:
 
     int number(std::size_t position) const {
         const std::string& field = _fields[position];
-        int number = 0;
-        const auto [end, fault] = std::from_chars(field.data(), field.data() + field.size(), number);
-        if (fault != std::errc() || end != field.data() + field.size()) {
-            throw Refusal("field " + std::to_string(position + 1) + " is " + base::quoted(field) +
-                          ", not a number of 32 bits");
-        }
-        return number;
+        if (const std::optional<int> number = base::numberIn<int>(field)) return *number;
+        throw Refusal("field " + std::to_string(position + 1) + " is " + base::quoted(field) +
+                      ", not a number of 32 bits");
     }
 
     int id(std::size_t position) const {
@@ -105,7 +103,7 @@ public:
             case PLATFORM_INFORMATION: return "platform information noted: " + base::quoted(text);
             case TRAIN_STATE: return noteTrainState(Fields(text, 2));
             case ACTIVATE_POSITIONING: return activatePositioning(Fields(text, 2));
-            case POSITIONING_DATA: return takePositioning(text);
+            case POSITIONING_DATA: return acceptPositioning(text);
             default: throw Refusal("not known");
         }
     }
@@ -141,14 +139,14 @@ private:
         const int id = fields.id(0);
         const int state = fields.number(1);
         const int service = fields.number(2);
-        if (state < Vehicle::OUT_OF_SERVICE || state > Vehicle::SWITCHING_SERVICE) {
+        if (state < ::Vehicle::OUT_OF_SERVICE || state > ::Vehicle::SWITCHING_SERVICE) {
             throw Refusal("vehicle state " + std::to_string(state) + ", expected 0 to 2");
         }
         if (service != 0) known(_railway.services, service, "service");
         const std::string number = std::to_string(id);
         Vehicle& vehicle =
             _railway.vehicles.try_emplace(id, Vehicle{id, "Vehicle " + number, number, 1, "-"}).first->second;
-        vehicle.state = static_cast<Vehicle::State>(state);
+        vehicle.state = static_cast<::Vehicle::State>(state);
         vehicle.currentService = service;
         _traffic.report(vehicleRecord(vehicle));
         _traffic.report(vehicleStateRecord(vehicle));
@@ -200,7 +198,7 @@ private:
     std::string removeServiceStop(const Fields& fields) {
         const Service& service = known(_railway.services, fields.id(0), "service");
         const int id = fields.idOrAll(1);
-        if (service.progress == Service::UNDER_WAY) throw Refusal(numbered("service", service.id) + " is under way");
+        if (_traffic.hasTrainOut(service)) throw Refusal(numbered("service", service.id) + " is under way");
         if (id != 0 && std::find(service.stops.begin(), service.stops.end(), id) == service.stops.end()) {
             throw Refusal(numbered("service", service.id) + " has no " + numbered("service stop", id));
         }
@@ -251,16 +249,16 @@ private:
     std::string setServiceState(const Fields& fields) {
         Service& service = known(_railway.services, fields.id(0), "service");
         const int state = fields.number(1);
-        if (state < Service::NOT_STARTED || state > Service::CANCELLED) {
+        if (state < ::Service::NOT_STARTED || state > ::Service::CANCELLED) {
             throw Refusal("service state " + std::to_string(state) + ", expected 0 to 8");
         }
-        if (state == Service::CANCELLED && service.progress != Service::ENDED) {
+        if (state == ::Service::CANCELLED && service.progress != Service::ENDED) {
             _traffic.cancel(service.id);
         } else {
-            service.state = static_cast<Service::State>(state);
+            service.state = static_cast<::Service::State>(state);
             _traffic.report(serviceStateRecord(service));
         }
-        return numbered("service", service.id) + " is " + nameOf(service.state);
+        return numbered("service", service.id) + " is " + records::enumeratorName(service.state);
     }
 
     static std::string noteTrainState(const Fields& fields) {
@@ -276,9 +274,9 @@ private:
         return "positioning protocol " + std::to_string(protocol) + ", time-out " + std::to_string(timeOut) + " s";
     }
 
-    std::string takePositioning(const std::string& text) {
-        const PositioningReassembly::Result result = _controls.positioning.take(text);
-        if (!result.taken) throw Refusal(result.text);
+    std::string acceptPositioning(const std::string& text) {
+        const PositioningReassembly::Result result = _controls.positioning.accept(text);
+        if (!result.accepted) throw Refusal(result.text);
         return result.text;
     }
 

@@ -2,10 +2,13 @@
 
 #include <zlib.h>
 
-#include <charconv>
+#include <boost/archive/iterators/binary_from_base64.hpp>
+#include <boost/archive/iterators/transform_width.hpp>
 #include <memory>
 #include <optional>
-#include <string_view>
+
+#include "base/Numbers.h"
+#include "base/Text.h"
 
 namespace pis::simulator {
 
@@ -15,61 +18,38 @@ constexpr std::size_t kLongestText = 262'144;  // bytes, the terminating zero in
 constexpr std::size_t kLongestPiece = 1200;    // base64 characters
 constexpr std::size_t kMostPieces = 300;       // more than text of that length can need
 
-std::optional<std::size_t> countOf(std::string_view text) {
-    std::size_t number = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (fault != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
-}
-
-bool startsWith(std::string_view text, std::string_view front) {
-    return text.substr(0, front.size()) == front;
-}
-
-/// The six bits of a base64 character; nothing for any other.
-std::optional<unsigned> bitsOf(char character) {
-    if (character >= 'A' && character <= 'Z') return static_cast<unsigned>(character - 'A');
-    if (character >= 'a' && character <= 'z') return static_cast<unsigned>(character - 'a') + 26;
-    if (character >= '0' && character <= '9') return static_cast<unsigned>(character - '0') + 52;
-    if (character == '+') return 62;
-    if (character == '/') return 63;
-    return std::nullopt;
-}
-
-/// The bytes of padded base64; nothing when it is none.
+/// The bytes of padded base64; nothing when it is none. With Boost's headers, since a build for 32 bits has no OpenSSL.
 std::optional<std::string> decoded(std::string_view encoded) {
+    using namespace boost::archive::iterators;
+    using Bytes = transform_width<binary_from_base64<const char*>, 8, 6>;
     if (encoded.size() % 4 != 0) return std::nullopt;
     for (int padding = 0; padding < 2 && !encoded.empty() && encoded.back() == '='; ++padding) encoded.remove_suffix(1);
+    if (encoded.find('=') != std::string_view::npos) return std::nullopt;  // which Boost reads as zero bits
     std::string bytes;
-    unsigned pending = 0;
-    int bits = 0;
-    for (const char character : encoded) {
-        const std::optional<unsigned> six = bitsOf(character);
-        if (!six) return std::nullopt;
-        pending = (pending << 6U | *six) & 0xfffU;
-        bits += 6;
-        if (bits < 8) continue;
-        bits -= 8;
-        bytes += static_cast<char>(pending >> static_cast<unsigned>(bits) & 0xffU);
+    try {
+        Bytes next(encoded.data());
+        for (std::size_t left = encoded.size() * 6 / 8; left > 0; --left) bytes += static_cast<char>(*next++);
+    } catch (const dataflow_exception&) {
+        return std::nullopt;
     }
     return bytes;
 }
 
 std::string pieces(std::size_t number) {
-    return std::to_string(number) + (number == 1 ? " piece" : " pieces");
+    return base::counted(number, "piece");
 }
 
 }  // namespace
 
-PositioningReassembly::Result PositioningReassembly::take(const std::string& text) {
-    if (startsWith(text, "START,")) return start(text.substr(6));
-    if (startsWith(text, "DATA,")) return data(text.substr(5));
+PositioningReassembly::Result PositioningReassembly::accept(const std::string& text) {
+    if (const auto count = base::behind("START,", text)) return start(*count);
+    if (const auto piece = base::behind("DATA,", text)) return data(*piece);
     if (text == "END") return end();
     return {false, "neither START,COUNT nor DATA,NUMBER/COUNT,TEXT nor END"};
 }
 
-PositioningReassembly::Result PositioningReassembly::start(const std::string& count) {
-    const std::optional<std::size_t> expected = countOf(count);
+PositioningReassembly::Result PositioningReassembly::start(std::string_view count) {
+    const std::optional<std::size_t> expected = base::numberIn<std::size_t>(count);
     if (!expected || *expected > kMostPieces) {
         return {false, "START needs a number of pieces from 0 to " + std::to_string(kMostPieces)};
     }
@@ -82,16 +62,15 @@ PositioningReassembly::Result PositioningReassembly::start(const std::string& co
     return {true, "positioning update of " + pieces(_expected) + " begins" + lost};
 }
 
-PositioningReassembly::Result PositioningReassembly::data(const std::string& piece) {
+PositioningReassembly::Result PositioningReassembly::data(std::string_view piece) {
     if (!_begun) return {false, "a piece without START"};
     const std::size_t comma = piece.find(',');
     const std::size_t slash = piece.find('/');
-    if (comma == std::string::npos || slash == std::string::npos || slash > comma) {
+    if (comma == std::string_view::npos || slash == std::string_view::npos || slash > comma) {
         return {false, "DATA needs NUMBER/COUNT,TEXT"};
     }
-    const std::string_view view = piece;
-    const std::optional<std::size_t> number = countOf(view.substr(0, slash));
-    const std::optional<std::size_t> count = countOf(view.substr(slash + 1, comma - slash - 1));
+    const std::optional<std::size_t> number = base::numberIn<std::size_t>(piece.substr(0, slash));
+    const std::optional<std::size_t> count = base::numberIn<std::size_t>(piece.substr(slash + 1, comma - slash - 1));
     if (!number || !count || *number == 0) return {false, "DATA needs NUMBER/COUNT,TEXT"};
     if (*count != _expected) return {false, "a piece of " + pieces(*count) + ", START said " + pieces(_expected)};
     if (*number > _expected) return {false, "piece " + std::to_string(*number) + " of " + pieces(_expected)};
@@ -103,7 +82,7 @@ PositioningReassembly::Result PositioningReassembly::data(const std::string& pie
         return {false, "piece " + std::to_string(*number) + " is longer than " + std::to_string(kLongestPiece) +
                            " characters"};
     }
-    _pieces.push_back(piece.substr(comma + 1));
+    _pieces.emplace_back(piece.substr(comma + 1));
     return {true, "piece " + std::to_string(*number) + " of " + std::to_string(_expected)};
 }
 

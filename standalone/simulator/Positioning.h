@@ -3,6 +3,7 @@
 #define PIS_SIMULATOR_POSITIONING_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace pis::simulator {
@@ -12,17 +13,17 @@ class PositioningReassembly {
 public:
     /// What came of a piece.
     struct Result {
-        bool taken = false;
+        bool accepted = false;
         std::string text;  ///< What was understood, or why the piece is refused.
     };
 
-    /// Takes one operation's text. A refused piece changes nothing, but a refused END ends the update, and a
+    /// Adds one operation's text. A refused piece changes nothing, but a refused END ends the update, and a
     /// START begins the next whatever came of the one before.
-    Result take(const std::string& text);
+    Result accept(const std::string& text);
 
 private:
-    Result start(const std::string& count);
-    Result data(const std::string& piece);
+    Result start(std::string_view count);
+    Result data(std::string_view piece);
     Result end();
 
     bool _begun = false;

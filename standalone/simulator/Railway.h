@@ -7,12 +7,9 @@
 #include <string>
 #include <vector>
 
-namespace pis::simulator {
+#include "SignallingController.h"
 
-namespace railway {
-
-enum Priority { ALL_STOPS, LIMITED_STOPS, EXPRESS };
-enum DoorSide { NONE, SIDE_1, SIDE_2, BOTH };
+namespace pis::simulator::railway {
 
 using Ids = std::vector<int>;
 
@@ -29,22 +26,11 @@ struct Station {
 };
 
 struct Platform {
-    enum State {
-        NO_VEHICLE_SCHEDULED,
-        VEHICLE_APPROACHING,
-        VEHICLE_ON_PLATFORM,
-        VEHICLE_DOES_NOT_STOP,
-        VEHICLE_TERMINATED,
-        VEHICLE_BOARDING,
-        VEHICLE_DEPARTING,
-        VEHICLE_DEPARTED
-    };
-
     int id;
     int station;
     std::string abbreviation, name, location;
-    DoorSide doors;
-    State state = NO_VEHICLE_SCHEDULED;
+    ::Vehicle::DoorSide doors;
+    PlatformInfo::State state = PlatformInfo::NO_VEHICLE_SCHEDULED;
     Ids passers = {};    ///< Service stops still to come, the next one first.
     int occupiedBy = 0;  ///< Service that has the track to itself, 0 for none.
 };
@@ -54,7 +40,7 @@ struct Trip {
     std::string name;
     int line;
     bool ascending;
-    Priority priority;
+    ::Trip::Priority priority;
     std::string priorityText;
     Ids stops = {};
 };
@@ -67,20 +53,7 @@ struct TripStop {
 };
 
 struct Service {
-    /// As it is told to receivers.
-    enum State {
-        NOT_STARTED,
-        RUNNING,
-        APPROACHING_STATION,
-        IN_STATION,
-        BOARDING,
-        DEPARTING_STATION,
-        DEPARTED_STATION,
-        TERMINATED,
-        CANCELLED
-    };
-
-    /// As it is: what receivers are told can be set from outside, this cannot.
+    /// What the service does indeed: the state that receivers are told can be set from outside, this cannot.
     enum Progress { AHEAD, UNDER_WAY, ENDED };
 
     int id;
@@ -88,7 +61,7 @@ struct Service {
     Ids tripStops;
     bool lastTrain = false;
     bool loading = false;
-    State state = NOT_STARTED;
+    ::Service::State state = ::Service::NOT_STARTED;
     Progress progress = AHEAD;
     Ids stops = {};
     std::size_t ahead = 0;  ///< Position of the next stop.
@@ -102,17 +75,15 @@ struct ServiceStop {
 };
 
 struct Vehicle {
-    enum State { OUT_OF_SERVICE, IN_SERVICE, SWITCHING_SERVICE };
-
     int id;
     std::string name, abbreviation;
     int cars;
     std::string location;
     Ids services = {};
     bool ascending = true;
-    State state = OUT_OF_SERVICE;
+    ::Vehicle::State state = ::Vehicle::OUT_OF_SERVICE;
     int currentService = 0;
-    DoorSide openingDoors = NONE, openedDoors = NONE;
+    ::Vehicle::DoorSide openingDoors = ::Vehicle::NONE, openedDoors = ::Vehicle::NONE;
     int running = 0;  ///< Service that it runs indeed, 0 for none.
 };
 
@@ -128,8 +99,6 @@ struct Railway {
     std::map<int, Vehicle> vehicles;
 };
 
-}  // namespace railway
-
-}  // namespace pis::simulator
+}  // namespace pis::simulator::railway
 
 #endif

@@ -3,23 +3,16 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "records/TableDump.h"
+
 namespace pis::simulator {
 
 using namespace SignallingCodes;
+using records::enumeratorName;
 
 namespace railway {
 
 namespace {
-
-// The states' names, in the order of their codes.
-constexpr const char* kDoorSides[] = {"NONE", "SIDE_1", "SIDE_2", "BOTH"};
-constexpr const char* kVehicleStates[] = {"OUT_OF_SERVICE", "IN_SERVICE", "SWITCHING_SERVICE"};
-constexpr const char* kPlatformStates[] = {"NO_VEHICLE_SCHEDULED",  "VEHICLE_APPROACHING", "VEHICLE_ON_PLATFORM",
-                                           "VEHICLE_DOES_NOT_STOP", "VEHICLE_TERMINATED",  "VEHICLE_BOARDING",
-                                           "VEHICLE_DEPARTING",     "VEHICLE_DEPARTED"};
-constexpr const char* kServiceStates[] = {"NOT_STARTED",      "RUNNING",    "APPROACHING_STATION",
-                                          "IN_STATION",       "BOARDING",   "DEPARTING_STATION",
-                                          "DEPARTED_STATION", "TERMINATED", "CANCELLED"};
 
 feed::FeedRecord update(int type, int id, std::initializer_list<std::string> fields) {
     feed::FeedRecord record;
@@ -78,7 +71,7 @@ feed::FeedRecord platformStateRecord(const Platform& platform) {
     const auto told = static_cast<std::ptrdiff_t>(std::min(passers.size(), kPassersTold));
     return update(
         PLATFORM_STATE, platform.id,
-        {text(platform.state), kPlatformStates[platform.state], list(passers.begin(), passers.begin() + told)});
+        {text(platform.state), enumeratorName(platform.state), list(passers.begin(), passers.begin() + told)});
 }
 
 feed::FeedRecord tripRecord(const Trip& trip) {
@@ -103,7 +96,7 @@ feed::FeedRecord serviceRecord(const Service& service) {
 feed::FeedRecord serviceStateRecord(const Service& service) {
     const auto next = service.stops.begin() + static_cast<std::ptrdiff_t>(service.ahead);
     return update(SERVICE_STATE, service.id,
-                  {list(next, service.stops.end()), text(service.state), nameOf(service.state)});
+                  {list(next, service.stops.end()), text(service.state), enumeratorName(service.state)});
 }
 
 feed::FeedRecord serviceStopRecord(const ServiceStop& stop) {
@@ -119,13 +112,9 @@ feed::FeedRecord vehicleRecord(const Vehicle& vehicle) {
 
 feed::FeedRecord vehicleStateRecord(const Vehicle& vehicle) {
     return update(VEHICLE_STATE, vehicle.id,
-                  {vehicle.ascending ? "Y" : "N", vehicle.location, text(vehicle.state), kVehicleStates[vehicle.state],
-                   text(vehicle.currentService), text(vehicle.openingDoors), kDoorSides[vehicle.openingDoors],
-                   text(vehicle.openedDoors), kDoorSides[vehicle.openedDoors]});
-}
-
-const char* nameOf(Service::State state) {
-    return kServiceStates[state];
+                  {vehicle.ascending ? "Y" : "N", vehicle.location, text(vehicle.state), enumeratorName(vehicle.state),
+                   text(vehicle.currentService), text(vehicle.openingDoors), enumeratorName(vehicle.openingDoors),
+                   text(vehicle.openedDoors), enumeratorName(vehicle.openedDoors)});
 }
 
 feed::FeedRecord deletionRecord(Element type, int id) {

@@ -10,9 +10,7 @@
 #include "feed/FeedRecord.h"
 #include "simulator/Railway.h"
 
-namespace pis::simulator {
-
-namespace railway {
+namespace pis::simulator::railway {
 
 /// A platform's record names so many of its passers.
 constexpr std::size_t kPassersTold = 4;
@@ -34,14 +32,9 @@ feed::FeedRecord vehicleStateRecord(const Vehicle& vehicle);
 /// @param id 0 for every element of the type.
 feed::FeedRecord deletionRecord(SignallingCodes::Element type, int id);
 
-/// Name of a service state, as it goes with its number.
-const char* nameOf(Service::State state);
-
 /// A record or two of every element, between the marks of a snapshot.
 void snapshot(const Railway& railway, const std::function<void(feed::FeedRecord)>& report);
 
-}  // namespace railway
-
-}  // namespace pis::simulator
+}  // namespace pis::simulator::railway
 
 #endif

@@ -106,8 +106,8 @@ RunningRailway::Clock::time_point RunningRailway::nextDue(Clock::time_point now)
     return due;
 }
 
-OperationReport RunningRailway::take(int operation, const std::string& text, Clock::time_point now) {
-    return _simulation->take(operation, text, toAll(now));
+OperationReport RunningRailway::answer(int operation, const std::string& text, Clock::time_point now) {
+    return _simulation->answer(operation, text, toAll(now));
 }
 
 std::int64_t RunningRailway::nextSecond() const {

@@ -62,7 +62,7 @@ public:
     void start(Clock::time_point now);
 
     /// A receiver comes: it gets the whole state at once, then what happens.
-    /// @param output takes lines without their end. What it throws passes through.
+    /// @param output gets lines without their end. What it throws passes through.
     Connection& connect(FaultInjector::Output output, Clock::time_point now);
     void disconnect(Connection& connection);
 
@@ -77,7 +77,7 @@ public:
     bool ended() const { return _ended; }
 
     /// Answers an operation to all connections.
-    OperationReport take(int operation, const std::string& text, Clock::time_point now);
+    OperationReport answer(int operation, const std::string& text, Clock::time_point now);
 
 private:
     static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();

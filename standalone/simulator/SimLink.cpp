@@ -68,7 +68,7 @@ bool SimLink::send(const platform::SendOperation& operation) {
         signalling::sayOperationLost(operation, name() + " is cut off");
         return false;
     }
-    _side.take(operation.operation, operation.text);
+    _side.answer(operation.operation, operation.text);
     return true;
 }
 

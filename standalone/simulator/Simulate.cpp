@@ -1,12 +1,9 @@
 #include "simulator/Simulate.h"
 
 #include <CLI/CLI.hpp>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <stdexcept>
 #include <string_view>
-#include <thread>
 
 #include "base/Interrupt.h"
 #include "base/Output.h"
@@ -34,34 +31,11 @@ private:
     SimulatedSide& _side;
 };
 
-/// Stops a railway when the program is interrupted, as long as it lives.
-class InterruptWatch {
-public:
-    explicit InterruptWatch(SimulatedSide& side) : _thread([this, &side] { watch(side); }) {}
-    ~InterruptWatch() {
-        _over = true;
-        _thread.join();
-    }
-    InterruptWatch(const InterruptWatch&) = delete;
-    InterruptWatch& operator=(const InterruptWatch&) = delete;
-
-private:
-    void watch(SimulatedSide& side) const {
-        constexpr std::chrono::milliseconds kNotice{20};
-        while (!_over && base::Interrupt::requested() == 0) std::this_thread::sleep_for(kNotice);
-        if (!_over) side.stop();
-    }
-
-    std::atomic<bool> _over{false};
-    std::thread _thread;
-};
-
 base::ExitStatus writeOut(const SimulationOptions& options) {
-    SimulatedSide side(options, RunningRailway::Use::RECORDING);
+    base::Interrupt::watch();
+    SimulatedSide side(options, RunningRailway::Use::RECORDING, &base::Interrupt::stopSignal());
     // Paced lines are read as they come.
     if (options.speed) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    base::Interrupt::watch();
-    const InterruptWatch watch(side);
     LinesToOutput output(side);
     side.run(output);
     const int signal = base::Interrupt::requested();
@@ -70,7 +44,8 @@ base::ExitStatus writeOut(const SimulationOptions& options) {
 
 base::ExitStatus serve(const SimulateOptions& options) {
     SimulatedPort port(options.simulation, options.listen, base::complain);
-    port.endOnSignals();
+    base::Interrupt::watch();
+    port.endOn(base::Interrupt::stopSignal());
     base::remark("listening on " + port.address() + "\n");
     port.run();
     return base::DONE;

@@ -1,21 +1,21 @@
 #include "simulator/SimulatedPort.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/read_until.hpp>
-#include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
-#include <charconv>
-#include <csignal>
-#include <cstdint>
 #include <list>
 #include <stdexcept>
 #include <utility>
 
+#include "base/HostAndPort.h"
 #include "simulator/OperationLine.h"
 #include "simulator/RunningRailway.h"
 
@@ -32,26 +32,8 @@ constexpr int kStepsAtOnce = 100;  // seconds of railway time between two looks 
 constexpr std::chrono::hours kLongestWait{1};
 constexpr std::chrono::milliseconds kBeforeAcceptingAgain{100};
 
-struct HostAndPort {
-    std::string host, port;
-};
-
-HostAndPort split(const std::string& address) {
-    const std::size_t colon = address.rfind(':');
-    const std::string port = colon == std::string::npos ? "" : address.substr(colon + 1);
-    std::uint16_t number = 0;
-    const auto [end, fault] = std::from_chars(port.data(), port.data() + port.size(), number);
-    if (colon == 0 || fault != std::errc() || end != port.data() + port.size()) {
-        throw std::runtime_error("cannot listen on " + address + ": expected HOST:PORT, the port from 0 to 65535");
-    }
-    std::string host = address.substr(0, colon);
-    if (host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-    return {host, port};
-}
-
 std::string textOf(const tcp::endpoint& endpoint) {
-    const std::string host = endpoint.address().to_string();
-    return (endpoint.address().is_v6() ? "[" + host + "]" : host) + ":" + std::to_string(endpoint.port());
+    return base::textOf({endpoint.address().to_string(), endpoint.port()});
 }
 
 /// One connection. Lines wait here until the receiver takes them; operations are handed on line by line.
@@ -138,10 +120,9 @@ public:
 
     std::string address() const { return textOf(_acceptor.local_endpoint()); }
 
-    void endOnSignals() {
-        _signals.add(SIGINT);
-        _signals.add(SIGTERM);
-        _signals.async_wait([this](Error error, int) {
+    void endOn(const base::StopSignal& stop) {
+        _stop.assign(dup(stop.descriptor()));
+        _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](Error error) {
             if (!error) end();
         });
     }
@@ -164,14 +145,17 @@ private:
     };
 
     void listen(const std::string& address) {
-        const HostAndPort where = split(address);
         try {
-            const auto found = tcp::resolver(_context).resolve(where.host, where.port, tcp::resolver::passive);
+            const base::HostAndPort where = base::hostAndPortIn(address);
+            const auto found =
+                tcp::resolver(_context).resolve(where.host, std::to_string(where.port), tcp::resolver::passive);
             const tcp::endpoint endpoint = found.begin()->endpoint();
             _acceptor.open(endpoint.protocol());
             _acceptor.set_option(tcp::acceptor::reuse_address(true));
             _acceptor.bind(endpoint);
             _acceptor.listen();
+        } catch (const std::invalid_argument& error) {
+            throw std::runtime_error("cannot listen on " + address + ": " + error.what());
         } catch (const boost::system::system_error& error) {
             throw std::runtime_error("cannot listen on " + address + ": " + error.code().message());
         }
@@ -181,10 +165,10 @@ private:
         _acceptor.async_accept([this](Error error, tcp::socket socket) {
             if (_ended) return;
             if (!error) {
-                take(std::move(socket));
+                welcome(std::move(socket));
                 return accept();
             }
-            _remark("a connection could not be taken: " + error.message());
+            _remark("a connection could not be accepted: " + error.message());
             _acceptAgain.expires_after(kBeforeAcceptingAgain);
             _acceptAgain.async_wait([this](Error cancelled) {
                 if (!cancelled) accept();
@@ -192,7 +176,7 @@ private:
         });
     }
 
-    void take(tcp::socket socket) {
+    void welcome(tcp::socket socket) {
         const auto session = std::make_shared<Session>(
             std::move(socket), [this](const Session& from, std::string_view line) { answer(from, line); },
             [this] { asio::post(_context, [this] { sweep(Clock::now()); }); });
@@ -207,7 +191,7 @@ private:
     void answer(const Session& from, std::string_view line) {
         try {
             const OperationLine operation = parseOperationLine(line);
-            _remark(from.name() + ": " + _railway.take(operation.operation, operation.text, Clock::now()).text);
+            _remark(from.name() + ": " + _railway.answer(operation.operation, operation.text, Clock::now()).text);
         } catch (const std::invalid_argument& error) {
             _remark(from.name() + ": a line is no operation, refused: it " + error.what());
         }
@@ -251,7 +235,7 @@ private:
         _acceptor.close(error);
         _acceptAgain.cancel();
         _timer.cancel();
-        _signals.cancel(error);
+        _stop.close(error);
         for (const Receiver& receiver : _receivers) receiver.session->end("the simulation ends");
         sweep(Clock::now());
     }
@@ -259,7 +243,7 @@ private:
     Remark _remark;
     asio::io_context _context{1};
     tcp::acceptor _acceptor{_context};
-    asio::signal_set _signals{_context};
+    asio::posix::stream_descriptor _stop{_context};
     asio::steady_timer _timer{_context};
     asio::steady_timer _acceptAgain{_context};
     RunningRailway _railway;
@@ -275,8 +259,8 @@ std::string SimulatedPort::address() const {
     return _server->address();
 }
 
-void SimulatedPort::endOnSignals() {
-    _server->endOnSignals();
+void SimulatedPort::endOn(const base::StopSignal& stop) {
+    _server->endOn(stop);
 }
 
 void SimulatedPort::run() {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "base/StopSignal.h"
 #include "simulator/SimulationOptions.h"
 
 namespace pis::simulator {
@@ -31,8 +32,8 @@ public:
     /// HOST:PORT as it listens.
     std::string address() const;
 
-    /// SIGINT and SIGTERM end run(), too.
-    void endOnSignals();
+    /// Ends run() once the signal is given, too. It must outlive this.
+    void endOn(const base::StopSignal& stop);
 
     /// Runs the railway and serves connections until stop().
     void run();

@@ -1,18 +1,46 @@
 #include "simulator/SimulatedSide.h"
 
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <system_error>
 #include <utility>
 #include <vector>
+
+#include "base/Mutex.h"
 
 namespace pis::simulator {
 
 namespace {
 
 constexpr std::chrono::milliseconds kBeforeReconnect{200};
-constexpr std::chrono::hours kLongestWait{1};  // clocks of condition variables do not reach the far future
+constexpr std::chrono::milliseconds kLongestWait{std::chrono::hours(1)};  // poll() does not reach the far future
+
+/// Polls readable from a ring to the answer.
+class Bell {
+public:
+    Bell() : _descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        if (_descriptor < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    ~Bell() { close(_descriptor); }
+    Bell(const Bell&) = delete;
+    Bell& operator=(const Bell&) = delete;
+
+    void ring() const { eventfd_write(_descriptor, 1); }
+    void answer() const {
+        eventfd_t rings = 0;
+        eventfd_read(_descriptor, &rings);
+    }
+    int descriptor() const { return _descriptor; }
+
+private:
+    int _descriptor;
+};
 
 }  // namespace
 
@@ -20,7 +48,8 @@ class SimulatedSide::Run {
 public:
     using Clock = RunningRailway::Clock;
 
-    Run(const SimulationOptions& options, RunningRailway::Use use) : _railway(options, use), _use(use) {}
+    Run(const SimulationOptions& options, RunningRailway::Use use, const base::StopSignal* program)
+        : _railway(options, use), _use(use), _program(program) {}
 
     void run(SignallingLines& receiver) {
         while (_railway.warmUp()) {
@@ -39,21 +68,15 @@ public:
         if (_connection != nullptr) remarkFaults(receiver);
     }
 
-    void take(int operation, std::string text) {
+    void answer(int operation, std::string text) {
         {
-            const std::lock_guard<std::mutex> guard(_mutex);
+            const base::MutexLock lock(_mutex);
             _operations.push_back({operation, std::move(text)});
         }
-        _something.notify_all();
+        _bell.ring();
     }
 
-    void stop() {
-        {
-            const std::lock_guard<std::mutex> guard(_mutex);
-            _stopped = true;
-        }
-        _something.notify_all();
-    }
+    void stop() { _stop.give(); }
 
 private:
     struct Operation {
@@ -61,10 +84,7 @@ private:
         std::string text;
     };
 
-    bool stopped() {
-        const std::lock_guard<std::mutex> guard(_mutex);
-        return _stopped;
-    }
+    bool stopped() const { return _stop.given() || (_program != nullptr && _program->given()); }
 
     /// Connects, and cuts the connection when its fault asks for that.
     void keepConnection(SignallingLines& receiver, Clock::time_point now) {
@@ -86,13 +106,14 @@ private:
     }
 
     void answerOperations(SignallingLines& receiver, Clock::time_point now) {
+        _bell.answer();
         std::vector<Operation> operations;
         {
-            const std::lock_guard<std::mutex> guard(_mutex);
+            const base::MutexLock lock(_mutex);
             operations.swap(_operations);
         }
         for (const Operation& operation : operations) {
-            receiver.onRemark(_railway.take(operation.code, operation.text, now).text);
+            receiver.onRemark(_railway.answer(operation.code, operation.text, now).text);
         }
     }
 
@@ -101,33 +122,38 @@ private:
         return _connection != nullptr && _connection->heldBytes() == 0;
     }
 
-    void waitUntil(Clock::time_point due) {
+    /// Waits for the time, for an operation, or for the end.
+    void waitUntil(Clock::time_point due) const {
         if (_connection == nullptr) due = std::min(due, _connectAt);
-        due = std::min(due, Clock::now() + kLongestWait);
-        std::unique_lock<std::mutex> lock(_mutex);
-        _something.wait_until(lock, due, [this] { return _stopped || !_operations.empty(); });
+        const Clock::time_point now = Clock::now();
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(std::clamp(due, now, now + kLongestWait) - now);
+        const int program = _program != nullptr ? _program->descriptor() : -1;
+        std::array<pollfd, 3> watched{
+            {{_bell.descriptor(), POLLIN, 0}, {_stop.descriptor(), POLLIN, 0}, {program, POLLIN, 0}}};
+        poll(watched.data(), watched.size(), static_cast<int>(wait.count()));
     }
 
     RunningRailway _railway;
     const RunningRailway::Use _use;
     RunningRailway::Connection* _connection = nullptr;
     Clock::time_point _connectAt{};
-    std::mutex _mutex;
-    std::condition_variable _something;
-    std::vector<Operation> _operations;  // guarded by _mutex
-    bool _stopped = false;               // guarded by _mutex
+    base::StopSignal _stop;
+    const base::StopSignal* _program;  // the program's own, which stops it as well; may be null
+    Bell _bell;                        // rings for operations
+    base::Mutex _mutex;
+    std::vector<Operation> _operations PIS_GUARDED_BY(_mutex);
 };
 
-SimulatedSide::SimulatedSide(const SimulationOptions& options, RunningRailway::Use use)
-    : _run(std::make_unique<Run>(options, use)) {}
+SimulatedSide::SimulatedSide(const SimulationOptions& options, RunningRailway::Use use, const base::StopSignal* program)
+    : _run(std::make_unique<Run>(options, use, program)) {}
 SimulatedSide::~SimulatedSide() = default;
 
 void SimulatedSide::run(SignallingLines& receiver) {
     _run->run(receiver);
 }
 
-void SimulatedSide::take(int operation, std::string text) {
-    _run->take(operation, std::move(text));
+void SimulatedSide::answer(int operation, std::string text) {
+    _run->answer(operation, std::move(text));
 }
 
 void SimulatedSide::stop() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/StopSignal.h"
 #include "simulator/RunningRailway.h"
 #include "simulator/SimulationOptions.h"
 
@@ -31,8 +32,10 @@ public:
 
 class SimulatedSide {
 public:
+    /// @param program ends run() as stop() does, once it is given; may be null.
     /// @throws std::runtime_error for a network file with faults, or times outside its operating day.
-    explicit SimulatedSide(const SimulationOptions& options, RunningRailway::Use use = RunningRailway::Use::LINK);
+    explicit SimulatedSide(const SimulationOptions& options, RunningRailway::Use use = RunningRailway::Use::LINK,
+                           const base::StopSignal* program = nullptr);
     ~SimulatedSide();
 
     /// Runs the railway until stop(), on the calling thread; a recording ends by itself. After a cut connection
@@ -40,9 +43,9 @@ public:
     void run(SignallingLines& receiver);
 
     /// Hands over an operation; it is answered from run(). Thread-safe.
-    void take(int operation, std::string text);
+    void answer(int operation, std::string text);
 
-    /// Ends run() within 50 ms, unless the receiver blocks; a run() that comes later returns at once.
+    /// Ends run() as soon as the receiver returns; a run() that comes later returns at once.
     /// Thread-safe.
     void stop();
 

@@ -54,12 +54,12 @@ public:
         _inWholeState = false;
     }
 
-    OperationReport take(int operation, const std::string& text, const Emit& emit) {
+    OperationReport answer(int operation, const std::string& text, const Emit& emit) {
         const Out out(*this, emit);
         if (!_linked) return {false, "operation " + std::to_string(operation) + ": refused: the link is lost"};
-        return answer(operation, text,
-                      {*_traffic, _positioning, _agenda.now(), _network.dayEnds(),
-                       [this](bool enabled) { enableMessages(enabled); }});
+        return simulator::answer(operation, text,
+                                 {*_traffic, _positioning, _agenda.now(), _network.dayEnds(),
+                                  [this](bool enabled) { enableMessages(enabled); }});
     }
 
 private:
@@ -186,8 +186,8 @@ bool Simulation::inWholeState() const {
     return _side->inWholeState();
 }
 
-OperationReport Simulation::take(int operation, const std::string& text, const Emit& emit) {
-    return _side->take(operation, text, emit);
+OperationReport Simulation::answer(int operation, const std::string& text, const Emit& emit) {
+    return _side->answer(operation, text, emit);
 }
 
 }  // namespace pis::simulator

@@ -15,7 +15,7 @@ namespace pis::simulator {
 
 /// What became of an operation.
 struct OperationReport {
-    bool taken = false;
+    bool accepted = false;
     std::string text;  ///< For the log: "operation 21: line 3 added", or why it was refused.
 };
 
@@ -53,7 +53,7 @@ public:
     bool inWholeState() const;
 
     /// Answers an operation as a signalling server does. One that cannot be understood changes nothing.
-    OperationReport take(int operation, const std::string& text, const Emit& emit);
+    OperationReport answer(int operation, const std::string& text, const Emit& emit);
 
 private:
     class Side;

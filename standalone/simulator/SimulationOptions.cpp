@@ -1,11 +1,10 @@
 #include "simulator/SimulationOptions.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
-#include <cmath>
 #include <limits>
 #include <stdexcept>
 
+#include "base/Numbers.h"
 #include "simulator/Network.h"
 
 namespace pis::simulator {
@@ -14,17 +13,14 @@ namespace {
 
 /// Reads a whole number; what is none, or out of range, is a wrong call.
 std::uint32_t wholeNumber(const std::string& text, const char* option, std::uint32_t highest) {
-    std::uint32_t number = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (fault == std::errc() && end == text.data() + text.size() && number <= highest) return number;
+    const auto number = base::numberIn<std::uint32_t>(text);
+    if (number && *number <= highest) return *number;
     throw CLI::ValidationError(option, "must be a whole number from 0 to " + std::to_string(highest) + ", not " + text);
 }
 
 double speedOf(const std::string& text) {
-    double speed = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), speed);
-    const bool whole = fault == std::errc() && end == text.data() + text.size();
-    if (whole && speed > 0 && std::isfinite(speed)) return speed;
+    const auto speed = base::numberIn<double>(text);
+    if (speed && *speed > 0) return *speed;
     throw CLI::ValidationError("--speed", "must be a number above 0, not " + text);
 }
 
@@ -45,8 +41,8 @@ FaultPlan faultsOf(const std::string& text) {
 }  // namespace
 
 void addSimulationOptions(CLI::App& command, SimulationOptions& options) {
-    const auto add = [&command](const char* name, const char* type, const char* about, auto take) {
-        command.add_option_function<std::string>(name, take, about)->type_name(type)->group("Railway");
+    const auto add = [&command](const char* name, const char* type, const char* about, auto read) {
+        command.add_option_function<std::string>(name, read, about)->type_name(type)->group("Railway");
     };
     add("--speed", "X", "Times real time, or a recorded feed's own pace",
         [&](const std::string& text) { options.speed = speedOf(text); });

@@ -20,8 +20,7 @@ constexpr int kLeaving = 10;
 constexpr int kClearing = 15;
 constexpr int kEmptying = 75;
 constexpr int kHeldAtSignal = 15;
-constexpr int kLayover = 30 * 60;     // before a longer one a vehicle goes out of service
-constexpr int kTellingLateness = 45;  // smaller changes are not told to the stops ahead
+constexpr int kLayover = 30 * 60;  // before a longer one a vehicle goes out of service
 
 }  // namespace
 
@@ -37,12 +36,12 @@ void Traffic::bringOut(int serviceId) {
     const Visit here = visit(serviceId);
     if (here.vehicle.running != 0) {
         // A vehicle that comes late from its last service starts late into this one.
-        expectLateness(service, 0, _agenda.now() + kApproach + kDoors + kShortestDwell - service.start);
+        expectDelays(service, 0, _agenda.now() + kApproach + kDoors + kShortestDwell - service.start);
         return after(kHeldAtSignal, &Traffic::bringOut, serviceId);
     }
     service.progress = Service::UNDER_WAY;
     here.vehicle.running = serviceId;
-    here.vehicle.state = Vehicle::IN_SERVICE;
+    here.vehicle.state = ::Vehicle::IN_SERVICE;
     here.vehicle.currentService = serviceId;
     here.vehicle.ascending = _railway.trips.at(service.trip).ascending;
     _report(vehicleStateRecord(here.vehicle));
@@ -52,18 +51,18 @@ void Traffic::bringOut(int serviceId) {
 void Traffic::approach(int serviceId) {
     const Visit here = visit(serviceId);
     if (!mayEnter(here)) {
-        expectLateness(here.service, here.service.ahead,
-                       _agenda.now() + kApproach - here.service.start - here.plan.arrival);
+        const int soonest = _agenda.now() + kApproach + (here.isFirst() ? kDoors + kShortestDwell : 0);
+        expectDelays(here.service, here.service.ahead, soonest - here.service.start - here.plan.arrival);
         return after(kHeldAtSignal, &Traffic::approach, serviceId);
     }
     enter(here);
     if (!here.stopsHere()) {
-        show(here.platform, Platform::VEHICLE_DOES_NOT_STOP);
+        show(here.platform, PlatformInfo::VEHICLE_DOES_NOT_STOP);
         return after(kApproach, &Traffic::pass, serviceId);
     }
-    showDoors(here.vehicle, here.platform.doors, NONE);
-    show(here.service, Service::APPROACHING_STATION);
-    show(here.platform, Platform::VEHICLE_APPROACHING);
+    showDoors(here.vehicle, here.platform.doors, ::Vehicle::NONE);
+    show(here.service, ::Service::APPROACHING_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_APPROACHING);
     after(kApproach, &Traffic::arrive, serviceId);
 }
 
@@ -72,12 +71,14 @@ void Traffic::arrive(int serviceId) {
     const int delay = _agenda.now() - (here.service.start + here.plan.arrival);
     // Before its first departure a train waits for its time: it is never early there.
     here.stop.arrivalDelay = here.isFirst() ? std::max(delay, 0) : delay;
-    here.stop.departureDelay = std::max(delay, 0);
+    const int ready = here.isLast() ? _agenda.now() : _agenda.now() + kDoors + kShortestDwell;
+    here.stop.departureDelay = std::max(ready - (here.service.start + here.plan.departure), 0);
     here.vehicle.location = here.platform.location;
     _report(vehicleStateRecord(here.vehicle));
-    show(here.service, Service::IN_STATION);
-    show(here.platform, Platform::VEHICLE_ON_PLATFORM);
+    show(here.service, ::Service::IN_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_ON_PLATFORM);
     _report(serviceStopRecord(here.stop));
+    expectDelays(here.service, here.service.ahead + 1, here.stop.departureDelay);
     after(kDoors, here.isLast() ? &Traffic::terminate : &Traffic::board, serviceId);
 }
 
@@ -88,8 +89,8 @@ void Traffic::board(int serviceId) {
         here.service.loading = true;
         _report(serviceRecord(here.service));
     }
-    show(here.service, Service::BOARDING);
-    show(here.platform, Platform::VEHICLE_BOARDING);
+    show(here.service, ::Service::BOARDING);
+    show(here.platform, PlatformInfo::VEHICLE_BOARDING);
 
     const bool doorTrouble = _network.doorTrouble > 0 && _random() % static_cast<unsigned>(_network.doorTrouble) == 0;
     const int ready = _agenda.now() + kShortestDwell + (doorTrouble ? seconds(60, 280) : 0);
@@ -99,9 +100,9 @@ void Traffic::board(int serviceId) {
 void Traffic::depart(int serviceId) {
     const Visit here = visit(serviceId);
     here.stop.departureDelay = _agenda.now() - (here.service.start + here.plan.departure);
-    showDoors(here.vehicle, NONE, NONE);
-    show(here.service, Service::DEPARTING_STATION);
-    show(here.platform, Platform::VEHICLE_DEPARTING);
+    showDoors(here.vehicle, ::Vehicle::NONE, ::Vehicle::NONE);
+    show(here.service, ::Service::DEPARTING_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_DEPARTING);
     _report(serviceStopRecord(here.stop));
     headForNext(here);
     after(kLeaving, &Traffic::leave, serviceId);
@@ -109,11 +110,13 @@ void Traffic::depart(int serviceId) {
 
 void Traffic::leave(int serviceId) {
     const Visit here = visit(serviceId);
+    here.vehicle.location = sectionAfter(here);
+    _report(vehicleStateRecord(here.vehicle));
     checkOff(here);
-    show(here.service, Service::DEPARTED_STATION);
-    show(here.platform, Platform::VEHICLE_DEPARTED);
+    show(here.service, ::Service::DEPARTED_STATION);
+    show(here.platform, PlatformInfo::VEHICLE_DEPARTED);
     _agenda.at(_agenda.now() + kClearing, serviceId, [this, &service = here.service, platform = here.platform.id] {
-        show(service, Service::RUNNING);
+        show(service, ::Service::RUNNING);
         clear(platform, service.id);
     });
 }
@@ -125,11 +128,16 @@ void Traffic::pass(int serviceId) {
     _report(vehicleStateRecord(here.vehicle));
     _report(serviceStopRecord(here.stop));
     headForNext(here);
+    const std::string section = sectionAfter(here);
     checkOff(here);
-    show(here.service, Service::RUNNING);
-    show(here.platform, Platform::VEHICLE_DOES_NOT_STOP);
+    show(here.service, ::Service::RUNNING);
+    show(here.platform, PlatformInfo::VEHICLE_DOES_NOT_STOP);
     _agenda.at(_agenda.now() + kClearing, serviceId,
-               [this, platform = here.platform.id, serviceId] { clear(platform, serviceId); });
+               [this, section, &vehicle = here.vehicle, platform = here.platform.id, serviceId] {
+                   vehicle.location = section;
+                   _report(vehicleStateRecord(vehicle));
+                   clear(platform, serviceId);
+               });
 }
 
 void Traffic::terminate(int serviceId) {
@@ -139,15 +147,15 @@ void Traffic::terminate(int serviceId) {
     _report(serviceRecord(here.service));
     checkOff(here);
     here.service.progress = Service::ENDED;
-    show(here.service, Service::TERMINATED);
-    show(here.platform, Platform::VEHICLE_TERMINATED);
+    show(here.service, ::Service::TERMINATED);
+    show(here.platform, PlatformInfo::VEHICLE_TERMINATED);
     after(kEmptying, &Traffic::stable, serviceId);
 }
 
 void Traffic::stable(int serviceId) {
     const Visit here = visit(serviceId);
-    showDoors(here.vehicle, NONE, NONE);
-    here.vehicle.location = depotAt(_network.stations[static_cast<std::size_t>(here.platform.station) - 1]);
+    showDoors(here.vehicle, ::Vehicle::NONE, ::Vehicle::NONE);
+    here.vehicle.location = depotBy(here.platform);
     here.vehicle.running = 0;
     layOver(here.vehicle);
     clear(here.platform.id, serviceId);
@@ -183,35 +191,62 @@ bool Traffic::mayEnter(const Visit& here) {
 void Traffic::enter(const Visit& here) {
     here.platform.occupiedBy = here.service.id;
     if (!here.isFirst()) sectionBefore(here).pop_front();
+    // The train at the platform is the first passer, whatever times the others are expected at.
+    Ids& passers = here.platform.passers;
+    const auto position = std::find(passers.begin(), passers.end(), here.stop.id);
+    if (position != passers.end()) std::rotate(passers.begin(), position, position + 1);
 }
 
 void Traffic::clear(int platformId, int serviceId) {
     Platform& platform = _railway.platforms.at(platformId);
     if (platform.occupiedBy != serviceId) return;
     platform.occupiedBy = 0;
-    show(platform, Platform::NO_VEHICLE_SCHEDULED);
+    show(platform, PlatformInfo::NO_VEHICLE_SCHEDULED);
 }
 
 /// From a departure to the next platform. Late trains make up time, early ones lose some.
 void Traffic::headForNext(const Visit& here) {
     const int late = here.stop.departureDelay;
-    expectLateness(here.service, here.service.ahead + 1, late);
-    const ServiceStop& nextStop = _railway.serviceStops.at(here.service.stops.at(here.service.ahead + 1));
-    _sections[{here.platform.id, platformOf(nextStop).id}].push_back(here.service.id);
-    const int running = _railway.tripStops.at(nextStop.tripStop).arrival - here.plan.departure;
+    expectDelays(here.service, here.service.ahead + 1, late);
+    const ServiceStop& next = stopAfter(here);
+    _sections[{here.platform.id, platformOf(next).id}].push_back(here.service.id);
+    const int running = _railway.tripStops.at(next.tripStop).arrival - here.plan.departure;
     const int deviation = late > 20 ? seconds(-35, 5) : late < -20 ? seconds(0, 25) : seconds(-25, 25);
-    after(std::max(running + deviation - kApproach, kLeaving + kClearing), &Traffic::approach, here.service.id);
+    const int shortest = kLeaving + kClearing + 5;  // behind the platform's clearing
+    after(std::max(running + deviation - kApproach, shortest), &Traffic::approach, here.service.id);
 }
 
-/// Tells the stops from a position on how late the train is likely to be there.
-void Traffic::expectLateness(const Service& service, std::size_t from, int late) {
-    late = std::max(late, 0);
+/// Tells the stops from a position on what delays to expect, where the train comes to the first of them with this
+/// one: a stop that is planned longer than it needs brings it down, and no train leaves a stop early.
+void Traffic::expectDelays(const Service& service, std::size_t from, int delay) {
     for (std::size_t i = from; i < service.stops.size(); ++i) {
         ServiceStop& stop = _railway.serviceStops.at(service.stops[i]);
-        if (std::abs(stop.arrivalDelay - late) < kTellingLateness) return;
-        stop.arrivalDelay = stop.departureDelay = late;
+        const TripStop& plan = _railway.tripStops.at(stop.tripStop);
+        const int arrival = i == 0 ? std::max(delay, 0) : delay;
+        if (plan.stopping || i == 0 || i + 1 == service.stops.size()) {
+            const int spare = plan.departure - plan.arrival - kDoors - kShortestDwell;
+            delay = std::max(delay - std::max(spare, 0), 0);
+        }
+        const int change = std::max(std::abs(stop.arrivalDelay - arrival), std::abs(stop.departureDelay - delay));
+        if (change < kTellingDelay) continue;
+        stop.arrivalDelay = arrival;
+        stop.departureDelay = delay;
         _report(serviceStopRecord(stop));
+        movePasser(stop);
     }
+}
+
+const ServiceStop& Traffic::stopAfter(const Visit& here) const {
+    return _railway.serviceStops.at(here.service.stops.at(here.service.ahead + 1));
+}
+
+/// Where a vehicle is between this platform and the next.
+std::string Traffic::sectionAfter(const Visit& here) {
+    return here.platform.location + "-" + platformOf(stopAfter(here)).location;
+}
+
+std::string Traffic::depotBy(const Platform& platform) const {
+    return depotAt(_network.stations[static_cast<std::size_t>(platform.station) - 1]);
 }
 
 /// The stop lies behind the train. Both records that show it are the caller's to report.
@@ -227,22 +262,22 @@ void Traffic::layOver(Vehicle& vehicle) {
         if (next == 0 && stillAhead(id)) next = id;
     }
     const bool soon = next != 0 && _railway.services.at(next).start - _agenda.now() <= kLayover;
-    vehicle.state = soon ? Vehicle::SWITCHING_SERVICE : Vehicle::OUT_OF_SERVICE;
+    vehicle.state = soon ? ::Vehicle::SWITCHING_SERVICE : ::Vehicle::OUT_OF_SERVICE;
     vehicle.currentService = soon ? next : 0;
     _report(vehicleStateRecord(vehicle));
 }
 
-void Traffic::show(Platform& platform, Platform::State state) {
+void Traffic::show(Platform& platform, PlatformInfo::State state) {
     platform.state = state;
     _report(platformStateRecord(platform));
 }
 
-void Traffic::show(Service& service, Service::State state) {
+void Traffic::show(Service& service, ::Service::State state) {
     service.state = state;
     _report(serviceStateRecord(service));
 }
 
-void Traffic::showDoors(Vehicle& vehicle, DoorSide opening, DoorSide opened) {
+void Traffic::showDoors(Vehicle& vehicle, ::Vehicle::DoorSide opening, ::Vehicle::DoorSide opened) {
     vehicle.openingDoors = opening;
     vehicle.openedDoors = opened;
     _report(vehicleStateRecord(vehicle));

@@ -21,6 +21,7 @@ namespace pis::simulator {
 class Traffic {
 public:
     static constexpr int kServiceKept = 20 * 60;  ///< Seconds that a service stays known after its end.
+    static constexpr int kTellingDelay = 45;      ///< Smaller changes of an expected delay are not told.
 
     using Report = std::function<void(feed::FeedRecord)>;
 
@@ -65,6 +66,9 @@ public:
     /// Takes a stop from a service that has not started or has ended.
     void removeServiceStop(int stopId);
 
+    /// True from when its train is brought out until that is stabled, behind the service's end.
+    bool hasTrainOut(const railway::Service& service) const;
+
 private:
     using Step = void (Traffic::*)(int serviceId);
 
@@ -104,12 +108,16 @@ private:
     void clear(int platformId, int serviceId);
     void headForNext(const Visit& here);
     void checkOff(const Visit& here);
-    void expectLateness(const railway::Service& service, std::size_t from, int late);
+    void expectDelays(const railway::Service& service, std::size_t from, int delay);
+    const railway::ServiceStop& stopAfter(const Visit& here) const;
+    std::string sectionAfter(const Visit& here);
+    std::string depotBy(const railway::Platform& platform) const;
     void layOver(railway::Vehicle& vehicle);
     railway::Platform& platformOf(const railway::ServiceStop& stop);
-    void show(railway::Platform& platform, railway::Platform::State state);
-    void show(railway::Service& service, railway::Service::State state);
-    void showDoors(railway::Vehicle& vehicle, railway::DoorSide opening, railway::DoorSide opened);
+    int plannedEnd(const railway::Service& service) const;
+    void show(railway::Platform& platform, PlatformInfo::State state);
+    void show(railway::Service& service, ::Service::State state);
+    void showDoors(railway::Vehicle& vehicle, ::Vehicle::DoorSide opening, ::Vehicle::DoorSide opened);
     int seconds(int lowest, int highest);
 
     // Services come and go.
@@ -117,7 +125,12 @@ private:
     void makeKnown(railway::Service service, int firstStop);
     void listPasser(const railway::ServiceStop& stop);
     void unlistPasser(const railway::ServiceStop& stop);
+    void insertPasser(railway::Platform& platform, const railway::ServiceStop& stop);
+    void movePasser(const railway::ServiceStop& stop);
+    void orderPassers(railway::Platform& platform);
+    bool comesBefore(int stopId, int otherStopId) const;
     void takeOffTheTrack(railway::Service& service);
+    void stableWhereItIs(const railway::Service& service);
     void endServicesOf(int vehicleId);
     std::vector<int> nextRuns(int vehicleId) const;
     bool stillAhead(int serviceId) const;

@@ -18,6 +18,11 @@ void erase(Ids& ids, int id) {
     ids.erase(std::remove(ids.begin(), ids.end(), id), ids.end());
 }
 
+Ids toldPassers(const Platform& platform) {
+    const Ids& passers = platform.passers;
+    return {passers.begin(), passers.begin() + static_cast<std::ptrdiff_t>(std::min(passers.size(), kPassersTold))};
+}
+
 }  // namespace
 
 Traffic::Traffic(const Network& network, Agenda& agenda, std::mt19937& random, Report report)
@@ -51,7 +56,7 @@ void Traffic::announce(PlannedService& planned) {
     service.lastTrain = planned.lastTrain;
     const bool cancelled = planned.cancelled || !vehicleThere;
     if (cancelled) {
-        service.state = Service::CANCELLED;
+        service.state = ::Service::CANCELLED;
         service.progress = Service::ENDED;
     }
     makeKnown(std::move(service), planned.firstStop);
@@ -90,33 +95,64 @@ void Traffic::makeKnown(Service service, int firstStop) {
         vehicle->second.services.push_back(known.id);
         _report(vehicleRecord(vehicle->second));
     }
-    if (ended) return at(known.start + kServiceKept, &Traffic::forget, known.id);
+    const int forgottenAt = plannedEnd(known) + kServiceKept;
+    if (ended) return at(forgottenAt, &Traffic::forget, known.id);
     for (const int stop : known.stops) listPasser(_railway.serviceStops.at(stop));
     if (vehicle != _railway.vehicles.end()) return at(known.start - kBringOut, &Traffic::bringOut, known.id);
-    const int duration = known.tripStops.empty() ? 0 : _railway.tripStops.at(known.tripStops.back()).arrival;
-    at(known.start + duration + kServiceKept, &Traffic::forget, known.id);
+    at(forgottenAt, &Traffic::forget, known.id);
+}
+
+int Traffic::plannedEnd(const Service& service) const {
+    const int duration = service.tripStops.empty() ? 0 : _railway.tripStops.at(service.tripStops.back()).arrival;
+    return service.start + duration;
 }
 
 void Traffic::listPasser(const ServiceStop& stop) {
-    const auto timeOf = [this](int id) {
-        const ServiceStop& each = _railway.serviceStops.at(id);
-        return each.start + _railway.tripStops.at(each.tripStop).arrival;
-    };
     Platform& platform = platformOf(stop);
-    Ids& passers = platform.passers;
-    const auto later = std::upper_bound(passers.begin(), passers.end(), timeOf(stop.id),
-                                        [&](int time, int passer) { return time < timeOf(passer); });
-    const auto inserted = passers.insert(later, stop.id);
-    if (static_cast<std::size_t>(inserted - passers.begin()) < kPassersTold) _report(platformStateRecord(platform));
+    const Ids told = toldPassers(platform);
+    insertPasser(platform, stop);
+    if (toldPassers(platform) != told) _report(platformStateRecord(platform));
 }
 
 void Traffic::unlistPasser(const ServiceStop& stop) {
     Platform& platform = platformOf(stop);
-    const auto found = std::find(platform.passers.begin(), platform.passers.end(), stop.id);
-    if (found == platform.passers.end()) return;
-    const auto position = static_cast<std::size_t>(found - platform.passers.begin());
-    platform.passers.erase(found);
-    if (position < kPassersTold) _report(platformStateRecord(platform));
+    const Ids told = toldPassers(platform);
+    erase(platform.passers, stop.id);
+    if (toldPassers(platform) != told) _report(platformStateRecord(platform));
+}
+
+/// The stop is expected at another time than before.
+void Traffic::movePasser(const ServiceStop& stop) {
+    Platform& platform = platformOf(stop);
+    const Ids told = toldPassers(platform);
+    erase(platform.passers, stop.id);
+    insertPasser(platform, stop);
+    if (toldPassers(platform) != told) _report(platformStateRecord(platform));
+}
+
+/// Behind the train at the platform and all that are expected before or at the same time.
+void Traffic::insertPasser(Platform& platform, const ServiceStop& stop) {
+    Ids& passers = platform.passers;
+    const bool taken = !passers.empty() && platform.occupiedBy != 0 &&
+                       _railway.serviceStops.at(passers.front()).service == platform.occupiedBy;
+    const auto later = std::upper_bound(passers.begin() + (taken ? 1 : 0), passers.end(), stop.id,
+                                        [this](int one, int other) { return comesBefore(one, other); });
+    passers.insert(later, stop.id);
+}
+
+void Traffic::orderPassers(Platform& platform) {
+    const Ids told = toldPassers(platform);
+    Ids passers;
+    passers.swap(platform.passers);
+    for (const int stop : passers) insertPasser(platform, _railway.serviceStops.at(stop));
+    if (toldPassers(platform) != told) _report(platformStateRecord(platform));
+}
+
+bool Traffic::comesBefore(int stopId, int otherStopId) const {
+    const auto expectedAt = [this](const ServiceStop& stop) {
+        return stop.start + _railway.tripStops.at(stop.tripStop).arrival + stop.arrivalDelay;
+    };
+    return expectedAt(_railway.serviceStops.at(stopId)) < expectedAt(_railway.serviceStops.at(otherStopId));
 }
 
 // --- Cancelled and deleted
@@ -124,6 +160,7 @@ void Traffic::unlistPasser(const ServiceStop& stop) {
 /// The service has ended, by itself or not: nothing of it may stay on the tracks or in the agenda.
 void Traffic::takeOffTheTrack(Service& service) {
     _agenda.dropAllOf(service.id);
+    if (hasTrainOut(service)) stableWhereItIs(service);
     service.progress = Service::ENDED;
     service.ahead = service.stops.size();
     for (auto& [platforms, trains] : _sections) {
@@ -137,11 +174,25 @@ void Traffic::takeOffTheTrack(Service& service) {
     Vehicle& vehicle = found->second;
     if (vehicle.running == service.id) {
         vehicle.running = 0;
-        vehicle.openingDoors = vehicle.openedDoors = NONE;
+        vehicle.openingDoors = vehicle.openedDoors = ::Vehicle::NONE;
         layOver(vehicle);
     } else if (vehicle.running == 0 && vehicle.currentService == service.id) {
         layOver(vehicle);
     }
+}
+
+/// Its train is taken to the depot of the station that it stands at, or where it comes from.
+void Traffic::stableWhereItIs(const Service& service) {
+    const Visit here = visit(service.id);
+    const bool comesFrom = here.platform.occupiedBy != service.id && service.ahead > 0;
+    const Platform& nearest =
+        comesFrom ? platformOf(_railway.serviceStops.at(service.stops.at(service.ahead - 1))) : here.platform;
+    here.vehicle.location = depotBy(nearest);
+}
+
+bool Traffic::hasTrainOut(const Service& service) const {
+    const auto vehicle = _railway.vehicles.find(service.vehicle);
+    return vehicle != _railway.vehicles.end() && vehicle->second.running == service.id;
 }
 
 void Traffic::cancel(int serviceId) {
@@ -149,8 +200,8 @@ void Traffic::cancel(int serviceId) {
     takeOffTheTrack(service);
     service.loading = false;
     _report(serviceRecord(service));
-    show(service, Service::CANCELLED);
-    at(std::max(_agenda.now(), service.start) + kServiceKept, &Traffic::forget, serviceId);
+    show(service, ::Service::CANCELLED);
+    at(std::max(_agenda.now(), plannedEnd(service)) + kServiceKept, &Traffic::forget, serviceId);
 }
 
 void Traffic::remove(int serviceId) {
@@ -289,6 +340,7 @@ void Traffic::addStop(const Network::StopAdded& added) {
         later.departure += added.dwell;
         _report(tripStopRecord(later));
     }
+    for (auto& [id, platform] : _railway.platforms) orderPassers(platform);
     const std::size_t station = _network.platforms[_network.patterns[added.pattern].calls[added.call].platform].station;
     trip.name += " via " + _network.stations[station].name;
     _report(tripRecord(trip));

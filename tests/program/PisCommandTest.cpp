@@ -574,6 +574,15 @@ TEST_F(PisCommand, SpeedHoldsRecordsBackUntilTheyAreDue) {
     EXPECT_GE(std::stod(valueOf(outcome.out, "seconds")), 0.4);
 }
 
+TEST_F(PisCommand, ASimulationWithASpeedWritesEachLineAsItComes) {
+    // Behind the whole state nothing comes for hours, so that nothing pushes its last line out.
+    const Outcome outcome = run("mkfifo feed; pis simulate " PIS_SAMPLES
+                                "/harbour-line.json --speed 0.001 > feed & pid=$!;"
+                                " timeout 60 grep -m 1 '\"snapshot\":\"end\"' < feed;"
+                                " kill -0 $pid && echo it runs; kill $pid; wait $pid; echo status $?");
+    EXPECT_EQ(outcome.out, "{\"at\":14400,\"snapshot\":\"end\"}\nit runs\nstatus 143\n") << outcome.err;
+}
+
 TEST_F(PisCommand, WithoutASpeedADayDoesNotTakeADay) {
     folder.write("feed", deletionAt("0") + deletionAt("86400"));
     EXPECT_EQ(run("timeout 60 pis replay feed").status, 0);

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
@@ -100,11 +102,32 @@ TEST(FaultInjector, RepeatsItselfForTheSameSeed) {
     EXPECT_NE(outputOf(kPlan, 5, 2000, counts), outputOf(kPlan, 6, 2000, counts));
 }
 
-TEST(FaultInjector, NeverMakesALineEnd) {
-    FaultInjector::Counts counts;
-    for (const std::string& line : outputOf("garble=1", 5, 20'000, counts)) {
-        ASSERT_EQ(line.find('\n'), std::string::npos);
+TEST(FaultInjector, CutsLinesShortOrChangesBytesOrPutsSomeInAndNeverMakesALineEnd) {
+    const std::string line(40, '-');
+    FaultInjector faults(parseFaultPlan("garble=1"), 5);
+    std::set<std::size_t> lengths, changes, additions;
+    std::set<char> bytes;
+    for (int i = 0; i < 30'000; ++i) {
+        faults.pass(line, Line::LIVE, 0, [&](std::string_view output) {
+            bytes.insert(output.begin(), output.end());
+            const auto foreign = static_cast<std::size_t>(
+                std::count_if(output.begin(), output.end(), [](char byte) { return byte != '-'; }));
+            if (output.size() < line.size()) {
+                lengths.insert(output.size());
+                EXPECT_EQ(foreign, 0U);
+            } else if (output.size() == line.size()) {
+                changes.insert(foreign);
+            } else {
+                additions.insert(output.size() - line.size());
+                EXPECT_LE(foreign, output.size() - line.size());
+            }
+        });
     }
+    EXPECT_EQ(lengths.size(), line.size());
+    EXPECT_EQ(changes, (std::set<std::size_t>{0, 1, 2, 3, 4}));
+    EXPECT_EQ(additions, (std::set<std::size_t>{1, 2, 3, 4}));
+    EXPECT_EQ(bytes.size(), 255U);
+    EXPECT_EQ(bytes.count('\n'), 0U);
 }
 
 TEST(FaultInjector, LetsWholeStatesPassUnharmed) {

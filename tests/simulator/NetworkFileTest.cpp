@@ -46,14 +46,15 @@ TEST(NetworkFile, IsReadWithItsReferences) {
     EXPECT_FALSE(network.stations[1].major);
     EXPECT_EQ(network.stations[2].platforms, (std::vector<std::size_t>{3, 4}));
     ASSERT_EQ(network.platforms.size(), 5U);
-    EXPECT_EQ(network.platforms[2].doors, railway::BOTH);
+    EXPECT_EQ(network.platforms[2].doors, ::Vehicle::BOTH);
     EXPECT_EQ(network.platforms[4].station, 2U);
     ASSERT_EQ(network.patterns.size(), 2U);
     const Network::Pattern& westward = network.patterns[1];
     EXPECT_FALSE(westward.ascending);
-    EXPECT_EQ(westward.priority, railway::EXPRESS);
+    EXPECT_EQ(westward.priority, ::Trip::EXPRESS);
     EXPECT_EQ(westward.priorityText, "Fast");
     EXPECT_EQ(network.patterns[0].priorityText, "ALL_STOPS");
+    EXPECT_EQ(harbourNetwork().patterns[1].priorityText, "LIMITED_STOPS");
     ASSERT_EQ(westward.calls.size(), 3U);
     EXPECT_EQ(westward.calls[1].running, 170);
     EXPECT_FALSE(westward.calls[1].stopping);

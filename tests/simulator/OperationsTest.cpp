@@ -24,16 +24,16 @@ protected:
 
     /// The report of an operation that must be taken; its records stand in `lines`.
     std::string taken(int operation, const std::string& text) {
-        const OperationReport report = simulation.take(operation, text, take);
-        EXPECT_TRUE(report.taken) << report.text;
+        const OperationReport report = simulation.answer(operation, text, take);
+        EXPECT_TRUE(report.accepted) << report.text;
         return report.text;
     }
 
     /// The reason of an operation that must be refused and change nothing.
     std::string refused(int operation, const std::string& text) {
         lines.taken();
-        const OperationReport report = simulation.take(operation, text, take);
-        EXPECT_FALSE(report.taken) << report.text;
+        const OperationReport report = simulation.answer(operation, text, take);
+        EXPECT_FALSE(report.accepted) << report.text;
         EXPECT_TRUE(lines.taken().empty());
         const std::string front = "operation " + std::to_string(operation) + ": refused: ";
         EXPECT_EQ(report.text.substr(0, front.size()), front);
@@ -170,7 +170,7 @@ TEST(DeletedServices, LeaveARailwayThatRunsOn) {
         const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
         simulation.reportWholeState(take);
         simulation.advanceTo(time, take);
-        ASSERT_TRUE(simulation.take(64, "1", take).taken) << time;
+        ASSERT_TRUE(simulation.answer(64, "1", take).accepted) << time;
         const RecordMirror::Elements before = mirror.elements();
         simulation.reportWholeState(take);
         ASSERT_TRUE(before == mirror.elements()) << time;
@@ -193,7 +193,7 @@ TEST(DeletedServices, LeaveTheBusyRailwaySoundAtAnyTime) {
         const std::vector<int> services = mirror.idsOfType(8);
         const std::string chosen = std::to_string(services[static_cast<std::size_t>(time) % services.size()]);
         const int operation = time % 2 == 0 ? 64 : 65;
-        ASSERT_TRUE(simulation.take(operation, operation == 64 ? chosen : chosen + ",8", take).taken);
+        ASSERT_TRUE(simulation.answer(operation, operation == 64 ? chosen : chosen + ",8", take).accepted);
         const RecordMirror::Elements before = mirror.elements();
         simulation.reportWholeState(take);
         ASSERT_TRUE(before == mirror.elements()) << time;
@@ -216,6 +216,35 @@ TEST_F(OperationsTest, AllServicesDeletedStayAwayForTheDay) {
     EXPECT_TRUE(mirror.idsOfType(8).empty());
     advance(29, 0);
     EXPECT_FALSE(mirror.idsOfType(8).empty());
+}
+
+// Trains in all their steps: none stays at a platform, none comes back, and the next day has all of them.
+TEST(AllServicesDeleted, LeaveAnEmptyRailwayAtAnyTime) {
+    for (int time = 7 * 3600; time < 7 * 3600 + 600; time += 65) {
+        Simulation simulation(harbourNetwork(), 3);
+        RecordMirror mirror;
+        const auto take = [&mirror](const feed::FeedRecord& record) { mirror.take(record); };
+        simulation.reportWholeState(take);
+        simulation.advanceTo(time, take);
+        ASSERT_TRUE(simulation.answer(64, "0", take).accepted);
+        const RecordMirror::Elements before = mirror.elements();
+        simulation.reportWholeState(take);
+        ASSERT_TRUE(before == mirror.elements()) << time;
+        EXPECT_TRUE(mirror.idsOfType(8).empty());
+        EXPECT_TRUE(mirror.idsOfType(9).empty());
+        for (const int platform : mirror.idsOfType(5)) {
+            EXPECT_EQ(mirror.field(11, platform, 0), "0") << time;
+            EXPECT_EQ(mirror.field(11, platform, 2), "") << time;
+        }
+        for (const int vehicle : mirror.idsOfType(3)) {
+            EXPECT_EQ(mirror.field(3, vehicle, 3), "") << time;
+            EXPECT_EQ(mirror.field(10, vehicle, 3), "OUT_OF_SERVICE") << time;
+            EXPECT_EQ(mirror.field(10, vehicle, 6), "NONE") << time;
+            EXPECT_NE(mirror.field(10, vehicle, 1).find("/DEPOT"), std::string::npos) << time;
+        }
+        simulation.advanceTo(time + 4 * 3600, take);
+        EXPECT_TRUE(mirror.idsOfType(8).empty());
+    }
 }
 
 TEST_F(OperationsTest, AnAddedServiceRuns) {
@@ -284,6 +313,36 @@ TEST_F(OperationsTest, AServiceThatKeepsItsPassingStopAloneStopsThere) {
     expectWholeStateIsKnown();
 }
 
+TEST_F(OperationsTest, AServiceKeepsItsStopsUntilItsTrainHasLeftTheLastPlatform) {
+    advance(5, 6);
+    ASSERT_EQ(mirror.field(12, 1, 2), "TERMINATED");
+    ASSERT_EQ(mirror.field(11, 4, 1), "VEHICLE_TERMINATED");
+    EXPECT_EQ(refused(63, "1,*"), "service 1 is under way");
+    EXPECT_EQ(refused(63, "1,3"), "service 1 is under way");
+    advance(5, 8);
+    EXPECT_EQ(mirror.field(11, 4, 1), "NO_VEHICLE_SCHEDULED");
+    taken(63, "1,*");
+    expectWholeStateIsKnown();
+    advance(6, 8);
+    EXPECT_EQ(mirror.field(12, 3, 2), "TERMINATED") << "the next train comes to that platform";
+}
+
+TEST_F(OperationsTest, AVehicleWhoseServiceIsCancelledGoesToTheNearestDepot) {
+    const auto placeOfOneCancelledAt = [](int seconds) {
+        Simulation railway(shuttle(), 1);
+        RecordMirror seen;
+        const auto see = [&seen](const feed::FeedRecord& record) { seen.take(record); };
+        railway.reportWholeState(see);
+        railway.advanceTo(5 * 3600 + seconds, see);
+        EXPECT_TRUE(railway.answer(65, "1,8", see).accepted);
+        return seen.field(10, 1, 1);
+    };
+    EXPECT_EQ(placeOfOneCancelledAt(-60), "W/DEPOT");  // boarding at West
+    EXPECT_EQ(placeOfOneCancelledAt(20), "W/DEPOT");   // on its way to Mid
+    EXPECT_EQ(placeOfOneCancelledAt(140), "M/DEPOT");  // at Mid
+    EXPECT_EQ(placeOfOneCancelledAt(200), "M/DEPOT");  // on its way to East
+}
+
 TEST_F(OperationsTest, AServiceStateIsToldWithItsName) {
     EXPECT_EQ(taken(65, "2,1"), "operation 65: service 2 is RUNNING");
     EXPECT_EQ(lines.taken(), Texts{R"({"at":17940,"update":12,"id":2,"fields":["4!5!6","1","RUNNING"]})"});
@@ -292,6 +351,15 @@ TEST_F(OperationsTest, AServiceStateIsToldWithItsName) {
     advance(5, 1);
     EXPECT_EQ(mirror.field(12, 1, 2), "RUNNING");
     expectWholeStateIsKnown();
+}
+
+TEST_F(OperationsTest, AServiceThatIsCancelledBehindItsPlannedEndStaysForAWhile) {
+    taken(61, "77,1,16000,1,0,3,0,");  // it was to end long ago
+    taken(65, "77,8");
+    simulation.advanceTo(5 * 3600 - 60 + 20 * 60 - 1, take);
+    EXPECT_TRUE(mirror.has(8, 77));
+    simulation.advanceTo(5 * 3600 - 60 + 20 * 60, take);
+    EXPECT_FALSE(mirror.has(8, 77));
 }
 
 TEST_F(OperationsTest, ACancelledServiceDoesNotRun) {
@@ -407,7 +475,7 @@ TEST(AnyOperations, LeaveARailwayThatIsTold) {
                 case 9: operation = {43, all ? "*" : text(idOf(4))}; break;
                 default: operation = {41, text(below(16)) + ",Station,S,1"}; break;
             }
-            taken += simulation.take(operation.first, operation.second, take).taken ? 1 : 0;
+            taken += simulation.answer(operation.first, operation.second, take).accepted ? 1 : 0;
             const RecordMirror::Elements before = mirror.elements();
             simulation.reportWholeState(take);
             ASSERT_TRUE(before == mirror.elements()) << seed << ": " << operation.first << " " << operation.second;
@@ -445,7 +513,7 @@ protected:
             std::size_t end = 0;
             const int operation = std::stoi(line.substr(10), &end);
             const std::string text = line.size() > 10 + end ? line.substr(10 + end + 1) : "";
-            reports.push_back(simulation.take(operation, text, deliver).text);
+            reports.push_back(simulation.answer(operation, text, deliver).text);
         }
         return reports;
     }

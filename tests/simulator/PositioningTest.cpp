@@ -86,13 +86,13 @@ TEST(Inflated, TakesTheLongestText) {
 class PositioningReassemblyTest : public ::testing::Test {
 protected:
     std::string taken(const std::string& text) {
-        const Result result = reassembly.take(text);
-        EXPECT_TRUE(result.taken) << result.text;
+        const Result result = reassembly.accept(text);
+        EXPECT_TRUE(result.accepted) << result.text;
         return result.text;
     }
     std::string refused(const std::string& text) {
-        const Result result = reassembly.take(text);
-        EXPECT_FALSE(result.taken) << result.text;
+        const Result result = reassembly.accept(text);
+        EXPECT_FALSE(result.accepted) << result.text;
         return result.text;
     }
 

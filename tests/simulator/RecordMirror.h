@@ -51,9 +51,8 @@ public:
 
     std::vector<int> idsOfType(int type) const {
         std::vector<int> ids;
-        for (const auto& [key, fields] : _elements) {
-            if (key.first == type) ids.push_back(key.second);
-        }
+        const auto end = _elements.lower_bound({type + 1, 0});
+        for (auto row = _elements.lower_bound({type, 0}); row != end; ++row) ids.push_back(row->first.second);
         return ids;
     }
 

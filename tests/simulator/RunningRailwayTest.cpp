@@ -137,7 +137,7 @@ TEST(RunningRailway, EndsOnALinkWithAWholeStateAndStandsStill) {
     received.lines.clear();
     started.runTo(kStart + std::chrono::hours(24));
     EXPECT_TRUE(received.lines.empty());
-    EXPECT_TRUE(started.railway.take(12, "", kStart + seconds(6)).taken);
+    EXPECT_TRUE(started.railway.answer(12, "", kStart + seconds(6)).accepted);
     EXPECT_EQ(received.lines, Texts{R"({"at":29400,"update":13,"id":1,"fields":["N"]})"});
 }
 
@@ -172,7 +172,7 @@ TEST(RunningRailway, TellsEveryConnectionTheSame) {
     RunningRailway::Connection& gone = started.railway.connect(second.taker(), kStart + seconds(100));
     const std::size_t before = first.lines.size();
     second.lines.clear();
-    EXPECT_EQ(started.railway.take(21, "3,North,N", kStart + seconds(100)).text, "operation 21: line 3 added");
+    EXPECT_EQ(started.railway.answer(21, "3,North,N", kStart + seconds(100)).text, "operation 21: line 3 added");
     started.runTo(kStart + seconds(300));
     EXPECT_EQ(Texts(first.lines.begin() + static_cast<std::ptrdiff_t>(before), first.lines.end()), second.lines);
     EXPECT_GT(second.lines.size(), 20U);

@@ -190,14 +190,19 @@ TEST(SimulatedPort, DropsAConnectionThatDoesNotRead) {
 
 TEST(SimulatedPort, CutsConnectionsAsFaultsAsk) {
     SimulationOptions options = harbour();
-    options.faults = parseFaultPlan("disconnect=0.05");
+    options.faults = parseFaultPlan("disconnect=0.3");
     Served served(options);
     Client client(served.port);
     EXPECT_EQ(client.lineWith("never"), "") << "the connection ends";
     EXPECT_TRUE(served.waitForRemark("cut, as the faults ask for"));
     EXPECT_TRUE(served.waitForRemark("0 dropped"));
-    Client again(served.port);
-    EXPECT_NE(again.lineWith(R"("snapshot":"end")"), "");
+    // A busy machine may take longer than that to send a whole state.
+    const auto limit = std::chrono::steady_clock::now() + kGenerous;
+    bool whole = false;
+    while (!whole && std::chrono::steady_clock::now() < limit) {
+        whole = !Client(served.port).lineWith(R"("snapshot":"end")").empty();
+    }
+    EXPECT_TRUE(whole);
 }
 
 TEST(SimulatedPort, SaysWhereItCannotListen) {
@@ -209,10 +214,11 @@ TEST(SimulatedPort, SaysWhereItCannotListen) {
             return error.what();
         }
     };
-    for (const char* address : {"7001", ":7001", "127.0.0.1:", "127.0.0.1:port", "127.0.0.1:99999", "127.0.0.1:-1"}) {
-        EXPECT_EQ(faultOfAddress(address),
-                  "cannot listen on " + std::string(address) + ": expected HOST:PORT, the port from 0 to 65535");
-    }
+    EXPECT_EQ(faultOfAddress("7001"), "cannot listen on 7001: the port is missing");
+    EXPECT_EQ(faultOfAddress(":7001"), "cannot listen on :7001: the host is missing");
+    EXPECT_EQ(faultOfAddress("127.0.0.1:"), "cannot listen on 127.0.0.1:: the port is missing");
+    EXPECT_EQ(faultOfAddress("127.0.0.1:port"), "cannot listen on 127.0.0.1:port: that is no HOST:PORT");
+    EXPECT_EQ(faultOfAddress("127.0.0.1:99999"), "cannot listen on 127.0.0.1:99999: the port is no number up to 65535");
     const Served served(harbour());
     EXPECT_EQ(faultOfAddress(served.port.address()),
               "cannot listen on " + served.port.address() + ": Address already in use");

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -100,9 +101,9 @@ TEST(SimulatedSide, TellsWhatHappensAsTimePasses) {
 TEST(SimulatedSide, AnswersOperationsInTheirOrderWhileItWaits) {
     Running running(harbour());  // in real time: little happens by itself
     ASSERT_TRUE(running.receiver.waitFor(R"("snapshot":"end")"));
-    running.side.take(21, "3,North,N");
-    running.side.take(99, "");
-    running.side.take(22, "3");
+    running.side.answer(21, "3,North,N");
+    running.side.answer(99, "");
+    running.side.answer(22, "3");
     ASSERT_TRUE(running.receiver.waitFor("remark: operation 22: line 3 deleted"));
     ASSERT_TRUE(running.receiver.waitFor(R"("update":2,"id":3,"fields":["North","N"]})"));
     std::vector<std::string> remarks;
@@ -117,8 +118,11 @@ TEST(SimulatedSide, AnswersOperationsInTheirOrderWhileItWaits) {
 TEST(SimulatedSide, ConnectsAgainAfterACut) {
     SimulationOptions options = harbour();
     options.faults = parseFaultPlan("disconnect=0.02");
+    const auto begin = std::chrono::steady_clock::now();
     Running running(options);
-    ASSERT_TRUE(running.receiver.waitFor(R"("snapshot":"end")", 3));
+    ASSERT_TRUE(running.receiver.waitFor(R"("snapshot":"end")", 4));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3 * (20 + 200)))
+        << "it pauses after each cut";
     int connections = 0;
     bool connected = false;
     for (const std::string& note : running.receiver.notes()) {
@@ -133,7 +137,7 @@ TEST(SimulatedSide, ConnectsAgainAfterACut) {
             EXPECT_TRUE(connected || note.rfind("remark: ", 0) == 0) << note;
         }
     }
-    EXPECT_GE(connections, 3);
+    EXPECT_GE(connections, 4);
 }
 
 TEST(SimulatedSide, StandsStillAtTheEndAndStillAnswers) {
@@ -142,7 +146,7 @@ TEST(SimulatedSide, StandsStillAtTheEndAndStillAnswers) {
     options.speed = 600;
     Running running(options);
     ASSERT_TRUE(running.receiver.waitFor(R"({"at":28860,"snapshot":"end"})"));
-    running.side.take(12, "");
+    running.side.answer(12, "");
     EXPECT_TRUE(running.receiver.waitFor("remark: operation 12: automatic messages off"));
 }
 
