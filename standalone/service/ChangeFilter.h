@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "picture/Picture.h"
+#include "records/Tables.h"
 
 namespace pis::service {
 

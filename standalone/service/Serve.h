@@ -11,10 +11,6 @@
 #include "service/HttpLimits.h"
 #include "service/MakeLink.h"
 
-namespace CLI {
-class App;
-}
-
 namespace pis::service {
 
 struct ServeOptions {
@@ -30,9 +26,6 @@ struct ServeOptions {
     std::string logFile;
     long debugLevel = -1;
 };
-
-/// Adds the command's options; `options` must live until the command line has been parsed.
-void addServeOptions(CLI::App& command, ServeOptions& options);
 
 /// Runs until SIGINT or SIGTERM. Faults of the options are reported on standard error.
 base::ExitStatus serve(const ServeOptions& options);

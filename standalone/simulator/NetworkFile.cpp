@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "records/TableDump.h"
+#include "records/Enumerators.h"
 #include "simulator/JsonPlace.h"
 #include "simulator/Network.h"
 #include "simulator/Timetable.h"

@@ -9,7 +9,7 @@
 #include "SignallingCodes.h"
 #include "base/Numbers.h"
 #include "base/Output.h"
-#include "records/TableDump.h"
+#include "records/Enumerators.h"
 #include "simulator/RailwayRecords.h"
 #include "stringUtils.h"
 

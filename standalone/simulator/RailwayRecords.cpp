@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include "records/TableDump.h"
+#include "records/Enumerators.h"
 
 namespace pis::simulator {
 

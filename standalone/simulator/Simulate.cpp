@@ -1,6 +1,5 @@
 #include "simulator/Simulate.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <stdexcept>
 #include <string_view>
@@ -52,17 +51,6 @@ base::ExitStatus serve(const SimulateOptions& options) {
 }
 
 }  // namespace
-
-void addSimulateOptions(CLI::App& command, SimulateOptions& options) {
-    command.add_option("FILE", options.simulation.networkFile, "The railway: a network file")
-        ->required()
-        ->type_name("");
-    command
-        .add_option("--listen", options.listen,
-                    "Serve it over TCP instead of standard output, in real time; port 0 for any that is free")
-        ->type_name("HOST:PORT");
-    addSimulationOptions(command, options.simulation);
-}
 
 base::ExitStatus simulate(const SimulateOptions& options) {
     try {

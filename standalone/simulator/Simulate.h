@@ -14,10 +14,6 @@ struct SimulateOptions {
     std::string listen;  ///< HOST:PORT; empty for standard output.
 };
 
-/// Adds FILE, --listen and the options of every simulation; `options` must live until the command line has
-/// been parsed.
-void addSimulateOptions(CLI::App& command, SimulateOptions& options);
-
 /// Runs the railway. Faults of the network file and of the output are reported on standard error.
 base::ExitStatus simulate(const SimulateOptions& options);
 

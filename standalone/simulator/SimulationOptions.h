@@ -1,4 +1,4 @@
-// How a simulated railway is to be run, and the command-line options that say so.
+// How a simulated railway is to be run.
 #ifndef PIS_SIMULATOR_SIMULATIONOPTIONS_H
 #define PIS_SIMULATOR_SIMULATIONOPTIONS_H
 
@@ -7,10 +7,6 @@
 #include <string>
 
 #include "simulator/FaultInjector.h"
-
-namespace CLI {
-class App;
-}
 
 namespace pis::simulator {
 
@@ -23,10 +19,6 @@ struct SimulationOptions {
     int snapshotMinutes = 0;  ///< Minutes of railway time between whole states; 0 for none in between.
     FaultPlan faults;
 };
-
-/// Adds --speed, --start, --until, --seed, --snapshots and --fault; `options` must live until the command
-/// line has been parsed. The network file is left to the command.
-void addSimulationOptions(CLI::App& command, SimulationOptions& options);
 
 }  // namespace pis::simulator
 

@@ -58,7 +58,7 @@ status=0
 verdict "$folder" || status=1
 while IFS= read -r source; do
     room=$(basename "$(dirname "$source")")
-    grep -q "^namespace pis::$room {" "$source" || {
+    grep -qE "^namespace pis::$room(::[a-z]+)? \{" "$source" || {
         echo "$source: nothing stands in namespace pis::$room"
         status=1
     }

@@ -250,8 +250,7 @@ TEST_F(FeedingThreadTest, AFallenLinkMeansThatTheServerIsOfflineAndTheBoardsStay
     EXPECT_EQ(published.current()->feed.linkDetail, "somebody cut the cable");
     EXPECT_TRUE(published.current()->feed.ready);
     EXPECT_EQ(published.current()->table<Line>().size(), 1U);
-    EXPECT_NE(folder.read("log").find("[warning] signalling link scripted: down: somebody cut the cable
-"),
+    EXPECT_NE(folder.read("log").find("[warning] signalling link scripted: down: somebody cut the cable\n"),
               std::string::npos);
 
     give(signalling::LinkChange{feed::FeedStatus::UP, ""});
