@@ -150,6 +150,23 @@ TEST_F(TcpLinkTest, ConnectsAgainWhenTheConnectionFalls) {
     }
 }
 
+TEST_F(TcpLinkTest, AConnectionThatBroughtRecordsMakesTheNextPauseAFirstOne) {
+    TcpTiming timing = quick();
+    timing.longestPause = milliseconds(3600000);
+    TcpLink link = linkToServer(timing);
+    Inbox inbox;
+    RunningLink running(link, inbox);
+    for (int round = 0; round < 24; ++round) {  // the pause would be hours long by the end
+        Peer peer = server.accept();
+        ASSERT_EQ(next(inbox), "link up");
+        peer.send(record + "\n");
+        ASSERT_EQ(next(inbox), record);
+        peer.close();
+        ASSERT_EQ(next(inbox), "link down: " + base::textOf({"127.0.0.1", server.port()}) + " closed the connection")
+            << "each time, though it is the same again";
+    }
+}
+
 TEST_F(TcpLinkTest, ALineThatIsCutOffWithTheConnectionIsMalformed) {
     TcpLink link = linkToServer();
     Inbox inbox;
@@ -364,6 +381,10 @@ TEST_F(TcpLinkTest, OperationsThatNobodyReadsAreRefusedInTheEnd) {
     peer.reset();
     EXPECT_EQ(next(inbox).rfind("link down", 0), 0U);
     EXPECT_TRUE(logged("operations are lost: the connection to 127.0.0.1:"));
+    Peer again = server.accept();
+    EXPECT_EQ(next(inbox), "link up");
+    ASSERT_TRUE(eventually([&] { return link.send({22, "1"}); }));
+    EXPECT_EQ(again.line(), R"({"operation":22,"text":"1"})") << "what was lost does not come later";
 }
 
 }  // namespace
