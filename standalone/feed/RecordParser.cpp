@@ -22,7 +22,7 @@ struct Malformed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
 
@@ -41,9 +41,9 @@ const char* kindOf(dom::element value) {
 int integerFrom(dom::element value, std::string_view key) {
     std::int64_t number = 0;
     const bool whole = value.get(number) == simdjson::SUCCESS;
-    if (!whole && !value.is_uint64()) throw Malformed(quoted(key) + " must be a whole number");
+    if (!whole && !value.is_uint64()) throw Malformed(inQuotes(key) + " must be a whole number");
     if (!whole || number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) {
-        throw Malformed(quoted(key) + " is out of range: -2147483648 to 2147483647");
+        throw Malformed(inQuotes(key) + " is out of range: -2147483648 to 2147483647");
     }
     return static_cast<int>(number);
 }
@@ -114,7 +114,7 @@ void readRecord(dom::element line, FeedRecord& record) {
     unsigned seen = 0;
     for (const dom::key_value_pair pair : keys) {
         const Key key = keyNamed(pair.key);
-        if ((seen & key) != 0) throw Malformed(quoted(pair.key) + " stands twice");
+        if ((seen & key) != 0) throw Malformed(inQuotes(pair.key) + " stands twice");
         seen |= key;
         switch (key) {
             case AT: record.at = secondsFrom(pair.value); break;

@@ -29,11 +29,6 @@ void addValue(base::JsonText& json, Value value) {
     }
 }
 
-template <typename Record>
-void dumpTable(const std::vector<Record>& table, const LineSink& sink) {
-    for (const Record& record : table) sink(dumpLine(record));
-}
-
 }  // namespace
 
 template <typename Record>
@@ -57,14 +52,9 @@ template std::string dumpLine(const Service&);
 template std::string dumpLine(const ServiceStop&);
 
 void dumpTables(PassengerInformationServer& store, const std::vector<ServiceStop>& serviceStops, const LineSink& sink) {
-    dumpTable(store.getLines(), sink);
-    dumpTable(store.getVehicles(), sink);
-    dumpTable(store.getStations(), sink);
-    dumpTable(store.getPlatforms(), sink);
-    dumpTable(store.getTrips(), sink);
-    dumpTable(store.getTripStops(), sink);
-    dumpTable(store.getServices(), sink);
-    dumpTable(serviceStops, sink);
+    forEachTableOf(store, serviceStops, [&sink](const auto& table) {
+        for (const auto& record : table) sink(dumpLine(record));
+    });
 }
 
 std::uint64_t hashTables(PassengerInformationServer& store, const std::vector<ServiceStop>& serviceStops) {

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <vector>
 
 #include "SignallingCodes.h"
 #include "SignallingController.h"
@@ -24,12 +25,13 @@ struct Of {
     using Record = Type;
 };
 
-/// What the records of one table have in common with those of no other: its element type, and the events by which
-/// the store tells of them; 0 where it tells nothing.
-template <Table table, SignallingCodes::Element element, int updated = 0, int deleted = 0>
+/// What the records of one table have in common with those of no other: its element type, the getter that copies
+/// it, and the events by which the store tells of them; null and 0 where there is none.
+template <Table table, SignallingCodes::Element element, auto getter = nullptr, int updated = 0, int deleted = 0>
 struct TableTraits {
     static constexpr Table kTable = table;
     static constexpr SignallingCodes::Element kElement = element;
+    static constexpr auto kGetter = getter;
     static constexpr int kUpdated = updated;
     static constexpr int kDeleted = deleted;
 };
@@ -37,25 +39,30 @@ struct TableTraits {
 template <typename Record>
 struct TraitsOf;
 template <>
-struct TraitsOf<Line>
-    : TableTraits<Table::LINES, SignallingCodes::LINE, SignallingCodes::LINE_UPDATED, SignallingCodes::LINE_DELETED> {};
+struct TraitsOf<Line> : TableTraits<Table::LINES, SignallingCodes::LINE, &PassengerInformationServer::getLines,
+                                    SignallingCodes::LINE_UPDATED, SignallingCodes::LINE_DELETED> {};
 template <>
-struct TraitsOf<Vehicle> : TableTraits<Table::VEHICLES, SignallingCodes::VEHICLE, SignallingCodes::VEHICLE_UPDATED,
-                                       SignallingCodes::VEHICLE_DELETED> {};
+struct TraitsOf<Vehicle>
+    : TableTraits<Table::VEHICLES, SignallingCodes::VEHICLE, &PassengerInformationServer::getVehicles,
+                  SignallingCodes::VEHICLE_UPDATED, SignallingCodes::VEHICLE_DELETED> {};
 template <>
-struct TraitsOf<Station> : TableTraits<Table::STATIONS, SignallingCodes::STATION, SignallingCodes::STATION_UPDATED,
-                                       SignallingCodes::STATION_DELETED> {};
+struct TraitsOf<Station>
+    : TableTraits<Table::STATIONS, SignallingCodes::STATION, &PassengerInformationServer::getStations,
+                  SignallingCodes::STATION_UPDATED, SignallingCodes::STATION_DELETED> {};
 template <>
-struct TraitsOf<PlatformInfo> : TableTraits<Table::PLATFORMS, SignallingCodes::PLATFORM,
-                                            SignallingCodes::PLATFORM_UPDATED, SignallingCodes::PLATFORM_DELETED> {};
+struct TraitsOf<PlatformInfo>
+    : TableTraits<Table::PLATFORMS, SignallingCodes::PLATFORM, &PassengerInformationServer::getPlatforms,
+                  SignallingCodes::PLATFORM_UPDATED, SignallingCodes::PLATFORM_DELETED> {};
 template <>
-struct TraitsOf<Trip>
-    : TableTraits<Table::TRIPS, SignallingCodes::TRIP, SignallingCodes::TRIP_UPDATED, SignallingCodes::TRIP_DELETED> {};
+struct TraitsOf<Trip> : TableTraits<Table::TRIPS, SignallingCodes::TRIP, &PassengerInformationServer::getTrips,
+                                    SignallingCodes::TRIP_UPDATED, SignallingCodes::TRIP_DELETED> {};
 template <>
-struct TraitsOf<TripStop> : TableTraits<Table::TRIP_STOPS, SignallingCodes::TRIP_STOP> {};
+struct TraitsOf<TripStop>
+    : TableTraits<Table::TRIP_STOPS, SignallingCodes::TRIP_STOP, &PassengerInformationServer::getTripStops> {};
 template <>
-struct TraitsOf<Service> : TableTraits<Table::SERVICES, SignallingCodes::SERVICE, SignallingCodes::SERVICE_UPDATED,
-                                       SignallingCodes::SERVICE_DELETED> {};
+struct TraitsOf<Service>
+    : TableTraits<Table::SERVICES, SignallingCodes::SERVICE, &PassengerInformationServer::getServices,
+                  SignallingCodes::SERVICE_UPDATED, SignallingCodes::SERVICE_DELETED> {};
 template <>
 struct TraitsOf<ServiceStop> : TableTraits<Table::SERVICE_STOPS, SignallingCodes::SERVICE_STOP> {};
 
@@ -80,6 +87,20 @@ using EachOf = std::tuple<Of<Records>...>;
 template <typename Visit>
 constexpr void forEachTable(Visit visit) {
     std::apply([&visit](auto... each) { (visit(each), ...); }, EveryRecord<EachOf>());
+}
+
+/// A copy of each table of the store, as visit(rows); takes its lock once per table that it has a getter for.
+/// @param serviceStops what the store holds of these, which it hands out to nobody: see feed::StopTables.
+template <typename Visit>
+void forEachTableOf(PassengerInformationServer& store, const std::vector<ServiceStop>& serviceStops, Visit visit) {
+    forEachTable([&](auto of) {
+        constexpr auto getter = TraitsOf<typename decltype(of)::Record>::kGetter;
+        if constexpr (std::is_null_pointer_v<std::decay_t<decltype(getter)>>) {
+            visit(serviceStops);
+        } else {
+            visit((store.*getter)());
+        }
+    });
 }
 
 constexpr std::size_t indexOf(Table table) {

@@ -21,6 +21,7 @@
 #include "platform/HostCalls.h"
 #include "platform/HostLog.h"
 #include "records/TableDump.h"
+#include "records/Tables.h"
 #include "replay/ProgressBar.h"
 #include "replay/ReplayObserver.h"
 #include "replay/ReplaySummary.h"
@@ -206,10 +207,10 @@ private:
 /// What the store holds at the end.
 void addTables(ReplaySummary& summary, const std::vector<ServiceStop>& serviceStops) {
     PassengerInformationServer& store = gPassengerInformationServer;
-    summary.tables = {{"lines", store.getLines().size()},       {"vehicles", store.getVehicles().size()},
-                      {"stations", store.getStations().size()}, {"platforms", store.getPlatforms().size()},
-                      {"trips", store.getTrips().size()},       {"trip_stops", store.getTripStops().size()},
-                      {"services", store.getServices().size()}, {"service_stops", serviceStops.size()}};
+    records::forEachTableOf(store, serviceStops, [&summary](const auto& table) {
+        using Record = typename std::decay_t<decltype(table)>::value_type;
+        summary.tables.emplace_back(records::tableName(records::TraitsOf<Record>::kTable), table.size());
+    });
     summary.serverOnline = store.getServerStatus();
     summary.automaticMessages = store.isAutomaticMessageGenerationEnabled();
     summary.hash = records::hashTables(store, serviceStops);

@@ -26,7 +26,7 @@ StationRows::StationRows(const picture::Picture& picture, int stationId) : _stat
     }
 }
 
-bool StationRows::hold(records::Table table, const picture::Row& row) const {
+bool StationRows::include(records::Table table, const picture::Row& row) const {
     switch (table) {
         case records::Table::STATIONS: return row.id == _stationId;
         case records::Table::PLATFORMS: return _platforms.count(row.id) > 0;
@@ -43,11 +43,11 @@ bool StationRows::hold(records::Table table, const picture::Row& row) const {
 std::vector<std::shared_ptr<const picture::Row>> StationRows::of(const picture::Picture& picture,
                                                                  records::Table table) const {
     std::vector<std::shared_ptr<const picture::Row>> rows = picture.rowsOf(table);
-    std::vector<std::shared_ptr<const picture::Row>> held;
+    std::vector<std::shared_ptr<const picture::Row>> included;
     for (auto& row : rows) {
-        if (hold(table, *row)) held.push_back(std::move(row));
+        if (include(table, *row)) included.push_back(std::move(row));
     }
-    return held;
+    return included;
 }
 
 std::vector<std::shared_ptr<const picture::Row>> rowsOf(const picture::Picture& picture, records::Table table,

@@ -18,7 +18,7 @@ struct ChangeFilter {
     std::bitset<records::kTables> tables = std::bitset<records::kTables>().set();
     int stationId = 0;  ///< 0 for every station.
 
-    bool takes(records::Table table) const { return tables.test(records::indexOf(table)); }
+    bool includes(records::Table table) const { return tables.test(records::indexOf(table)); }
 
     /// The same text for the same choice.
     std::string key() const { return tables.to_string() + "/" + std::to_string(stationId); }
@@ -32,7 +32,7 @@ public:
     StationRows(const picture::Picture& picture, int stationId);
 
     /// Whether a row that stands in the picture belongs to the station.
-    bool hold(records::Table table, const picture::Row& row) const;
+    bool include(records::Table table, const picture::Row& row) const;
 
     /// Every row of a table that does, in the order of the ids.
     std::vector<std::shared_ptr<const picture::Row>> of(const picture::Picture& picture, records::Table table) const;

@@ -24,7 +24,7 @@ std::string wholeOf(const picture::Picture& picture, const ChangeFilter& filter,
     base::JsonText json;
     json.beginObject().key("revision").text(token).key("tables").beginObject();
     for (const records::Table table : records::kEveryTable) {
-        if (!filter.takes(table)) continue;
+        if (!filter.includes(table)) continue;
         json.key(tableName(table)).beginArray();
         for (const auto& row : station ? station->of(picture, table) : picture.rowsOf(table)) json.raw(row->json);
         json.endArray();
@@ -65,10 +65,10 @@ ChangeStream::Piece ChangeStream::make(const picture::Picture& picture, const Ch
         std::optional<StationRows> station;
         if (filter.stationId != 0 && !changes->latest.empty()) station.emplace(picture, filter.stationId);
         for (const picture::Change& change : changes->latest) {
-            if (!filter.takes(change.table)) continue;
+            if (!filter.includes(change.table)) continue;
             if (change.row == nullptr) {
                 appendEvent(events, "remove", removalOf(change));
-            } else if (!station || station->hold(change.table, *change.row)) {
+            } else if (!station || station->include(change.table, *change.row)) {
                 appendEvent(events, "update", change.row->json);
             }
         }

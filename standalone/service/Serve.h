@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/ExitStatus.h"
+#include "feeding/FeedingThread.h"
 #include "picture/ServiceClock.h"
 #include "service/HttpLimits.h"
 #include "service/MakeLink.h"
@@ -22,7 +23,7 @@ struct ServeOptions {
     bool openMetrics = false;
     picture::ClockOptions clock;
     double staleAfter = 90;  ///< Seconds.
-    std::size_t maxElements = 1000000;
+    std::size_t maxElements = feeding::FeedingOptions().maxElements;
     std::string logFile;
     long debugLevel = -1;
 };

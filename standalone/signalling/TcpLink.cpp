@@ -11,9 +11,10 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
+#include <condition_variable>
 #include <deque>
 #include <exception>
-#include <future>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -42,13 +43,40 @@ struct Found {
     Endpoints endpoints;
 };
 
-/// Looking up a name cannot be called off: a thread of its own does, and ends by itself where nobody waits
-/// for it any more.
-std::future<std::vector<std::string>> startToLookUp(const TcpLink::LookUp& lookUp, const std::string& host) {
-    std::packaged_task<std::vector<std::string>()> task([lookUp, host] { return lookUp(host); });
-    std::future<std::vector<std::string>> addresses = task.get_future();
-    std::thread(std::move(task)).detach();
-    return addresses;
+/// What became of looking up a name. That cannot be called off: a thread of its own does it, and leaves the answer
+/// here, where nobody may wait for it any more.
+struct LookUpAnswer {
+    base::Mutex mutex;
+    std::condition_variable_any arrival;
+    bool isOver PIS_GUARDED_BY(mutex) = false;  ///< The answer is here, or nobody wants it.
+    std::vector<std::string> addresses PIS_GUARDED_BY(mutex);
+    std::string fault PIS_GUARDED_BY(mutex);
+
+    void end() {
+        {
+            const base::MutexLock lock(mutex);
+            isOver = true;
+        }
+        arrival.notify_all();
+    }
+};
+
+void startToLookUp(const TcpLink::LookUp& lookUp, const std::string& host, std::shared_ptr<LookUpAnswer> answer) {
+    std::thread([lookUp, host, answer = std::move(answer)] {
+        std::vector<std::string> addresses;
+        std::string fault;
+        try {
+            addresses = lookUp(host);
+        } catch (const std::exception& error) {
+            fault = error.what();
+        }
+        {
+            const base::MutexLock lock(answer->mutex);
+            answer->addresses = std::move(addresses);
+            answer->fault = std::move(fault);
+        }
+        answer->end();
+    }).detach();
 }
 
 /// A connection on which nothing comes for long is looked after: a dead peer is noticed within a minute.
@@ -113,6 +141,12 @@ public:
 
     void stop() {
         _stopped = true;
+        std::shared_ptr<LookUpAnswer> answer;
+        {
+            const base::MutexLock lock(_mutex);
+            answer = _answer;
+        }
+        if (answer != nullptr) answer->end();
         asio::post(_context, [this] {
             _timer.cancel();
             error_code ignored;
@@ -135,20 +169,26 @@ private:
         const asio::ip::address numeric = asio::ip::make_address(_address.host, notNumeric);
         if (!notNumeric) return {"", {tcp::endpoint(numeric, _address.port)}};
 
-        std::future<std::vector<std::string>> addresses = startToLookUp(_lookUp, _address.host);
-        constexpr std::chrono::milliseconds kNotice{20};  // until a stop is seen
-        while (addresses.wait_for(kNotice) != std::future_status::ready) {
-            if (_stopped || Clock::now() >= deadline) {
-                return {"its address was not found within " + std::to_string(_timing.connectLimit.count()) + " ms", {}};
-            }
+        const auto answer = std::make_shared<LookUpAnswer>();
+        {
+            const base::MutexLock lock(_mutex);
+            _answer = answer;
         }
-        try {
-            for (const std::string& address : addresses.get()) {
-                found.endpoints.emplace_back(asio::ip::make_address(address), _address.port);
-            }
-        } catch (const std::exception& error) {
-            found.fault = error.what();
+        if (_stopped) answer->end();  // stop() may have come before there was anything to end
+        startToLookUp(_lookUp, _address.host, answer);
+        base::MutexLock lock(answer->mutex);
+        while (!answer->isOver) {
+            if (answer->arrival.wait_until(lock, deadline) != std::cv_status::timeout) continue;
+            return {"its address was not found within " + std::to_string(_timing.connectLimit.count()) + " ms", {}};
         }
+        found.fault = answer->fault;
+        for (const std::string& address : answer->addresses) {
+            error_code none;
+            const asio::ip::address each = asio::ip::make_address(address, none);
+            if (none) return {address + " is no address", {}};
+            found.endpoints.emplace_back(each, _address.port);
+        }
+        if (found.endpoints.empty() && found.fault.empty()) found.fault = "it has no address";
         return found;
     }
 
@@ -315,6 +355,7 @@ private:
     base::Mutex _mutex;
     std::deque<std::string> _waiting PIS_GUARDED_BY(_mutex);  // lines to be written
     bool _connected PIS_GUARDED_BY(_mutex) = false;
+    std::shared_ptr<LookUpAnswer> _answer PIS_GUARDED_BY(_mutex);  // of the look-up begun last; null before
 };
 
 std::vector<std::string> addressesOf(const std::string& host) {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "feed/FeedWriter.h"
 #include "feed/LineReader.h"
 
@@ -61,6 +63,19 @@ TEST_F(RecordParserTest, ACopyOfALongLineIsAFaultAndTheNextOneIsRead) {
     EXPECT_EQ(faultOf(lineOf(LineReader::kMaxLine)), "a record");
     EXPECT_EQ(faultOf(lineOf(LineReader::kMaxLine + 1)), "0: the line is longer than 1 MiB");
     EXPECT_EQ(faultOf(lineOf(40)), "a record");
+}
+
+TEST_F(RecordParserTest, TimesReadBackToTheLastBit) {
+    std::mt19937_64 random(1);
+    std::uniform_real_distribution<double> anyTime(-1e10, 1e10);
+    FeedRecord written;
+    written.kind = FeedRecord::SNAPSHOT_BEGIN;
+    for (int i = 0; i < 5000; ++i) {
+        written.at = anyTime(random);
+        FeedRecord read;
+        ASSERT_TRUE(parser.parseCopy(toJsonLine(written), read)) << parser.fault();
+        ASSERT_EQ(read.at, written.at) << toJsonLine(written);
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <simdjson.h>
 #include <stdlib.h>  // posix_openpt and its kin
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <future>
 #include <regex>
 #include <vector>
 
@@ -691,16 +693,39 @@ public:
     /// Where programs open it; empty where there is none.
     const std::string& path() const { return _path; }
 
+    void setColumns(unsigned short columns) const {
+        const winsize size{24, columns, 0, 0};
+        ioctl(_master, TIOCSWINSZ, &size);
+    }
+
     /// What was written to it. To be called when every program has ended that had it open.
     std::string shown() const {
         std::string text;
-        char buffer[4096];
-        ssize_t got = 0;
-        while ((got = read(_master, buffer, sizeof buffer)) > 0) text.append(buffer, static_cast<std::size_t>(got));
+        while (readInto(text)) continue;
+        return text;
+    }
+
+    /// What was written to it until a text stood there so many times; all there is when the program ends before.
+    std::string shownUntil(const std::string& wanted, int times) const {
+        std::string text;
+        const auto found = [&] {
+            int count = 0;
+            for (std::size_t at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1)) ++count;
+            return count;
+        };
+        while (found() < times && readInto(text)) continue;
         return text;
     }
 
 private:
+    /// Waits for something to read. False when nobody has it open any more.
+    bool readInto(std::string& text) const {
+        char buffer[4096];
+        const ssize_t got = read(_master, buffer, sizeof buffer);
+        if (got > 0) text.append(buffer, static_cast<std::size_t>(got));
+        return got > 0;
+    }
+
     int _master;
     std::string _path;
 };
@@ -739,6 +764,37 @@ TEST_F(PisCommand, TheBarIsNotFullWhileRecordsAreStillToCome) {
     const std::string shown = terminal.shown();
     EXPECT_TRUE(holds(shown, "2 records")) << shown;
     EXPECT_FALSE(std::regex_search(shown, std::regex("100%  [123] records?"))) << shown;
+}
+
+TEST_F(PisCommand, TheBarGoesOnThroughAPause) {
+    const Terminal terminal;
+    if (terminal.path().empty()) GTEST_SKIP() << "no terminals on this system";
+    const int keptOpen = open(terminal.path().c_str(), O_RDWR | O_NOCTTY);  // until the program has it
+    folder.write("feed", deletionAt("0") + deletionAt("100000"));
+    std::future<Outcome> replay = std::async(std::launch::async, [&] {
+        return run("pis replay --speed 1 feed 2>" + terminal.path() + " & echo $! >pid.new; mv pid.new pid; wait $!");
+    });
+    // The second record is due in more than a day.
+    const std::string shown = terminal.shownUntil("1 record, ", 5);
+    EXPECT_TRUE(holds(shown, "1 record, ")) << shown;
+    kill(std::stoi(folder.read("pid")), SIGINT);
+    EXPECT_EQ(replay.get().status, 130);
+    close(keptOpen);
+}
+
+TEST_F(PisCommand, TheBarStaysOnItsLineWhereTheTerminalIsNarrow) {
+    const Terminal terminal;
+    if (terminal.path().empty()) GTEST_SKIP() << "no terminals on this system";
+    terminal.setColumns(40);
+    folder.write("feed", pacedFeed(0));
+    run("pis replay --speed 1000 --json feed 2>" + terminal.path());
+    const std::string shown = terminal.shown();
+    std::size_t lines = 0;
+    for (std::size_t begin = shown.find("\r["); begin != std::string::npos; begin = shown.find("\r[", begin + 1)) {
+        EXPECT_LT(shown.find("\x1b[K", begin) - begin - 1, 40U) << shown;
+        ++lines;
+    }
+    EXPECT_GT(lines, 1U) << shown;
 }
 
 TEST_F(PisCommand, APipeHasNoLengthAndNoRemainingTime) {
