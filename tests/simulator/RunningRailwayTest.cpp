@@ -222,6 +222,38 @@ TEST(RunningRailway, IsDueWhenAStallEndsOrTheCutComes) {
     EXPECT_TRUE(connection.cut(kStart + seconds(52)));
 }
 
+TEST(RunningRailway, PutsOutWhatAStallHeldThoughNothingElseHappens) {
+    SimulationOptions options = harbourFrom(8 * 3600);
+    options.until = 8 * 3600 + 11;  // while the connection stalls
+    options.faults = parseFaultPlan("stall=2");
+    Started started(options);
+    Received received;
+    RunningRailway::Connection& connection = started.railway.connect(received.taker(), kStart);
+    started.runTo(kStart + seconds(11));
+    ASSERT_TRUE(started.railway.ended());
+    EXPECT_GT(connection.heldBytes(), 0U);
+    EXPECT_EQ(started.railway.nextDue(kStart + seconds(11)), kStart + seconds(12));
+    started.runTo(kStart + seconds(12));
+    EXPECT_EQ(connection.heldBytes(), 0U);
+    EXPECT_EQ(received.lines.back(), R"({"at":28811,"snapshot":"end"})");
+}
+
+TEST(RunningRailway, SpoilsEachConnectionInItsOwnWayTheSameEveryTime) {
+    SimulationOptions options = harbourFrom(8 * 3600);
+    options.faults = parseFaultPlan("drop=0.5");
+    const auto linesOfTwo = [&options] {
+        Started started(options);
+        Received first, second;
+        started.railway.connect(first.taker(), kStart);
+        started.railway.connect(second.taker(), kStart);
+        started.runTo(kStart + seconds(300));
+        return std::make_pair(first.lines, second.lines);
+    };
+    const auto [first, second] = linesOfTwo();
+    EXPECT_NE(first, second);
+    EXPECT_EQ(linesOfTwo(), std::make_pair(first, second));
+}
+
 TEST(RunningRailway, RefusesTimesThatAreNone) {
     SimulationOptions options = harbourFrom(28 * 3600);
     EXPECT_EQ(messageOf(options), PIS_SAMPLES "/harbour-line.json: --start lies beyond the end of the operating day");

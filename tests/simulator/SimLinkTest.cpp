@@ -76,6 +76,27 @@ TEST_F(SimLinkTest, ACutConnectionIsDownAndComesBackWithTheWholeState) {
     EXPECT_TRUE(comes(inbox, R"("snapshot":"end")"));
 }
 
+TEST_F(SimLinkTest, TakesNoOperationWhileTheConnectionIsCut) {
+    options.faults.disconnect = 0.05;
+    SimLink link(options);
+    signalling::Inbox inbox(1'000'000);
+    RunningLink running(link, inbox);
+    EXPECT_TRUE(eventually([&] { return link.send({21, "1,Line,L"}); }));
+    EXPECT_TRUE(eventually([&] { return !link.send({21, "1,Line,L"}); }));
+    EXPECT_TRUE(eventually([&] { return link.send({21, "1,Line,L"}); })) << "it connects again";
+}
+
+TEST_F(SimLinkTest, EndsWhenNobodyReceivesAnyMore) {
+    SimLink link(options);
+    signalling::Inbox inbox;
+    std::future<void> run = std::async(std::launch::async, [&] { link.run(inbox); });
+    EXPECT_EQ(next(inbox), "link up");
+    inbox.close();
+    const bool ended = run.wait_for(kGenerous) == std::future_status::ready;
+    EXPECT_TRUE(ended);
+    if (!ended) link.stop();
+}
+
 TEST_F(SimLinkTest, GarbledLinesAreMalformedOrAtLeastNoHarm) {
     options.faults.garble = 1;
     SimLink link(options);

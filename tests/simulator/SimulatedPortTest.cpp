@@ -48,6 +48,11 @@ public:
         return _something.wait_for(lock, kGenerous, [&] { return _remarks.find(part) != std::string::npos; });
     }
 
+    std::string remarks() {
+        const std::lock_guard<std::mutex> guard(_mutex);
+        return _remarks;
+    }
+
 private:
     void note(const std::string& remark) {
         {
@@ -167,6 +172,14 @@ TEST(SimulatedPort, AnswersAnOperationToAll) {
     EXPECT_NE(second.lineWith(R"("update":13,"id":1,"fields":["N"])"), "");
     EXPECT_TRUE(served.waitForRemark("operation 21: line 3 added"));
     EXPECT_TRUE(served.waitForRemark("a line is no operation, refused: it is not JSON"));
+}
+
+TEST(SimulatedPort, PassesOverEmptyLinesWithEitherLineEnd) {
+    Served served(harbour());
+    Client client(served.port);
+    client.send("\r\n\n{\"operation\":12,\"text\":\"\"}\r\n");
+    EXPECT_TRUE(served.waitForRemark("operation 12: automatic messages off"));
+    EXPECT_EQ(served.remarks().find("refused"), std::string::npos);
 }
 
 TEST(SimulatedPort, LetsAConnectionGoWhoseOperationHasNoEnd) {
