@@ -163,6 +163,18 @@ TEST_F(TimeLimits, AStreamTellsAtOnceThatTheLinkFell) {
     EXPECT_EQ("down", valueAt(tick.data, "/link/state"));
 }
 
+TEST_F(TimeLimits, AStreamTellsAtOnceThatTheServerIsOffline) {
+    serve(patient());
+    EventStream stream(port);
+    EXPECT_EQ("unknown", valueAt(stream.nextRevision().data, "/server_status"));
+    builder.feed().serverKnown = true;
+    builder.publish();
+    EXPECT_EQ("offline", valueAt(stream.next().data, "/server_status"));
+    builder.feed().serverOnline = true;
+    builder.publish();
+    EXPECT_EQ("online", valueAt(stream.next().data, "/server_status"));
+}
+
 TEST_F(TimeLimits, AReaderThatFallsBehindEndsWithThePicture) {
     HttpLimits limits = patient();
     limits.sendBufferBytes = 8192;
