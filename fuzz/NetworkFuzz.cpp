@@ -18,11 +18,10 @@ void runForAnHour(const pis::simulator::Network& network) {
     try {
         pis::simulator::Simulation railway(network, 1);
         railway.reportWholeState([&records](const pis::feed::FeedRecord&) { ++records; });
-        railway.advanceTo(
-            railway.now() + kHour, [&records](const pis::feed::FeedRecord& record) {
-                require(record.kind != pis::feed::FeedRecord::UPDATE || record.id > 0, "an element without an id");
-                if (++records > kMostRecords) throw Enough();
-            });
+        railway.advanceTo(railway.now() + kHour, [&records](const pis::feed::FeedRecord& record) {
+            require(record.kind != pis::feed::FeedRecord::UPDATE || record.id > 0, "an element without an id");
+            if (++records > kMostRecords) throw Enough();
+        });
     } catch (const Enough&) {
     }
 }

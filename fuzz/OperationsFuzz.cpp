@@ -28,8 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::string line; number < kMostOperations && std::getline(lines, line); ++number) {
         char* text = nullptr;
         const int operation = static_cast<int>(std::strtol(line.c_str(), &text, 10) % 1000);
-        const pis::simulator::OperationReport report =
-            railway.answer(operation, *text == ' ' ? text + 1 : text, pass);
+        const pis::simulator::OperationReport report = railway.answer(operation, *text == ' ' ? text + 1 : text, pass);
         require(!report.text.empty(), "nothing is said of: " + line);
         railway.advanceTo(railway.now() + kStep, pass);
     }

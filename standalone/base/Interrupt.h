@@ -4,9 +4,7 @@
 
 #include "base/StopSignal.h"
 
-namespace pis::base {
-
-namespace Interrupt {
+namespace pis::base::Interrupt {
 
 /// From now on the first SIGINT or SIGTERM gives the stop signal; a second one ends the program at once.
 void watch();
@@ -18,8 +16,6 @@ const StopSignal& stopSignal();
 /// Number of the signal that came; 0 as long as none did.
 int requested();
 
-}  // namespace Interrupt
-
-}  // namespace pis::base
+}  // namespace pis::base::Interrupt
 
 #endif

@@ -4,12 +4,10 @@
 
 #include <string>
 
-namespace pis::platform {
-
 /// The log behind debug() and handleError(). Lines bear time and level and go to standard error until
 /// a file is named. debug(), handleError(), say() and reopen() may be called from any thread; the other
 /// operations here belong to the start of a program, before other threads run.
-namespace HostLog {
+namespace pis::platform::HostLog {
 
 /// Appends to a file from now on.
 /// @throws std::runtime_error with a message for people when it cannot be opened.
@@ -37,8 +35,6 @@ void setLevel(long level);
 /// Makes the store say up to this level to a listener to host calls, whatever the log writes.
 void tellListenersUpTo(long level);
 
-}  // namespace HostLog
-
-}  // namespace pis::platform
+}  // namespace pis::platform::HostLog
 
 #endif

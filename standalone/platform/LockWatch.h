@@ -4,10 +4,8 @@
 
 #include "platform/TimeHistogram.h"
 
-namespace pis::platform {
-
 /// One watch over every qxLocalMutex. Off at first: nobody reads a clock then. Any thread may call.
-namespace LockWatch {
+namespace pis::platform::LockWatch {
 
 void switchOn();
 void switchOff();
@@ -19,8 +17,6 @@ void held(std::chrono::nanoseconds time);
 /// What was held while the watch was on.
 TimeHistogram::Values values();
 
-}  // namespace LockWatch
-
-}  // namespace pis::platform
+}  // namespace pis::platform::LockWatch
 
 #endif

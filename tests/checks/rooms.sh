@@ -58,7 +58,7 @@ status=0
 verdict "$folder" || status=1
 while IFS= read -r source; do
     room=$(basename "$(dirname "$source")")
-    grep -qE "^namespace pis::$room(::[a-z]+)? \{" "$source" || {
+    grep -qE "^namespace pis::$room(::[A-Za-z]+)? \{" "$source" || {
         echo "$source: nothing stands in namespace pis::$room"
         status=1
     }

@@ -254,8 +254,7 @@ TEST_F(FeedingThreadTest, AFallenLinkMeansThatTheServerIsOfflineAndTheBoardsStay
               std::string::npos);
 
     give(signalling::LinkChange{feed::FeedStatus::UP, ""});
-    EXPECT_TRUE(shows([](const picture::Picture& picture) {
-        return picture.feed.link == feed::FeedStatus::UP; }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.link == feed::FeedStatus::UP; }));
     EXPECT_FALSE(published.current()->feed.serverOnline) << "that is for the signalling side to say";
 }
 
