@@ -70,7 +70,7 @@ void provideDescriptors(HttpLimits& limits) {
 
 /// A name or address as a `Host` bears it, without its port, in lower case.
 std::string asInHostHeader(const std::string& given) {
-    const std::string host = base::lowered(given);
+    std::string host = base::lowered(given);
     if (host.find(':') == std::string::npos || (host.front() == '[' && host.back() == ']')) return host;
     boost::system::error_code notAnAddress;
     asio::ip::make_address_v6(host, notAnAddress);
