@@ -22,13 +22,15 @@ pis::base::WallTime someTime() {
 
 template <typename Record>
 void tell(pis::picture::PictureBuilder& builder, int code, const Record& record) {
-    builder.take({code, record.getId(), record});
+    builder.accept({code, record.getId(), record});
 }
 
-pis::feed::FieldTexts fieldsOf(std::initializer_list<const char*> texts) {
-    pis::feed::FieldTexts fields;
-    for (const char* text : texts) fields.append(text);
-    return fields;
+void tellOfStop(pis::picture::PictureBuilder& builder, int type, int id, std::initializer_list<const char*> texts) {
+    pis::feed::FeedRecord record;
+    record.type = type;
+    record.id = id;
+    for (const char* text : texts) record.fields.append(text);
+    builder.acceptStop(record);
 }
 
 /// A picture with a train that is still to depart.
@@ -46,9 +48,9 @@ void fill(pis::picture::PictureBuilder& builder) {
     tell(builder, PLATFORM_UPDATED, platform);
     tell(builder, TRIP_UPDATED, trip);
     tell(builder, SERVICE_UPDATED, service);
-    builder.takeStop(TRIP_STOP, 1, fieldsOf({"3", "9", "Y", "0", "30"}));
-    builder.takeStop(TRIP_STOP, 2, fieldsOf({"3", "10", "Y", "300", "300"}));
-    builder.takeStop(SERVICE_STOP, 88, fieldsOf({"12", "1", "0", "4294967236", "60"}));
+    tellOfStop(builder, TRIP_STOP, 1, {"3", "9", "Y", "0", "30"});
+    tellOfStop(builder, TRIP_STOP, 2, {"3", "10", "Y", "300", "300"});
+    tellOfStop(builder, SERVICE_STOP, 88, {"12", "1", "0", "4294967236", "60"});
     builder.feed().ready = true;
     builder.publish();
 }
@@ -64,7 +66,8 @@ struct SmallService {
     pis::picture::ServiceClock clock{pis::picture::ClockOptions()};
     pis::service::RevisionTokens tokens{someTime()};
     pis::service::FeedReport report{tokens, clock, 90};
-    pis::service::Api api{{published, clock, report, tokens, [] { return std::string("metrics 1\n"); }, someTime},
+    pis::service::Api api{{published, clock, report, tokens, [] { return std::string("metrics 1\n"); },
+                           [] { return pis::feed::IntakeCounts(); }, someTime},
                           {{"h"}, false}};
     pis::service::ChangeStream changes{
         tokens, [this](const pis::picture::Picture& picture) { return report.tick(picture, someTime()); }};

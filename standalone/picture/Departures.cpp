@@ -28,12 +28,12 @@ public:
 
     void writePlace(const DepartureQuery& query) {
         if (query.stationId != 0) {
-            const Station* station = _picture.record<Station>(query.stationId);
+            const auto* station = _picture.record<Station>(query.stationId);
             _json.key("station").beginObject().key("id").number(query.stationId);
             text("name", station != nullptr ? station->getName() : "");
             text("abrv", station != nullptr ? station->getAbrv() : "");
         } else {
-            const PlatformInfo* platform = _picture.record<PlatformInfo>(query.platformId);
+            const auto* platform = _picture.record<PlatformInfo>(query.platformId);
             const Station* station = stationOf(platform);
             _json.key("platform").beginObject().key("id").number(query.platformId);
             text("name", platform != nullptr ? platform->getName() : "");
@@ -100,7 +100,7 @@ private:
 
     /// The service's own line, else its trip's.
     void writeLine(const Run& run) {
-        const Line* line = _picture.record<Line>(run.service->getLineId());
+        const auto* line = _picture.record<Line>(run.service->getLineId());
         if (line == nullptr) line = _picture.record<Line>(run.trip->getLineId());
         _json.key("line");
         if (line == nullptr) {
@@ -115,7 +115,7 @@ private:
 
     /// The station that the service names, else that of its last call.
     void writeDestination(const Call& call) {
-        const Station* station = _picture.record<Station>(call.run->service->getDestinationStationId());
+        const auto* station = _picture.record<Station>(call.run->service->getDestinationStationId());
         const std::vector<Pattern::Stop>& stops = call.pattern->stops;
         for (auto stop = stops.rbegin(); station == nullptr && stop != stops.rend(); ++stop) {
             if (stop->record == nullptr) continue;
@@ -133,7 +133,7 @@ private:
     }
 
     void writeVehicle(int id) {
-        const Vehicle* vehicle = _picture.record<Vehicle>(id);
+        const auto* vehicle = _picture.record<Vehicle>(id);
         _json.key("vehicle");
         if (vehicle == nullptr) {
             _json.raw("null");
@@ -156,7 +156,7 @@ private:
 
     /// Times are those of the arrival. A stop at a platform that is not held has no name to go by.
     void writeStopAhead(const Run& run, const TripStop& stop) {
-        const PlatformInfo* platform = _picture.record<PlatformInfo>(stop.getPlatformId());
+        const auto* platform = _picture.record<PlatformInfo>(stop.getPlatformId());
         if (platform == nullptr) return;
         const Station* station = stationOf(platform);
         const ServiceStop* serviceStop = run.stopAt(stop.getId());
@@ -213,7 +213,7 @@ std::string boardsJson(const Picture& picture) {
         const Station& station = row->record;
         json.beginObject().key("id").number(id).key("name").text(station.getName()).key("platforms").beginArray();
         for (const int platformId : idsUnder(picture.platformsOfStation, id)) {
-            const PlatformInfo* platform = picture.record<PlatformInfo>(platformId);
+            const auto* platform = picture.record<PlatformInfo>(platformId);
             if (platform == nullptr) continue;
             json.beginObject().key("id").number(platformId).key("name").text(platform->getName());
             json.key("track").text(trackOf(*platform, &station)).endObject();

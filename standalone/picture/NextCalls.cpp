@@ -84,7 +84,7 @@ std::optional<std::size_t> Call::placeOfNext() const {
 std::vector<Call> NextCalls::at(const std::vector<int>& platforms) {
     std::vector<Call> calls;
     for (const int platformId : platforms) {
-        const PlatformInfo* platform = _picture.record<PlatformInfo>(platformId);
+        const auto* platform = _picture.record<PlatformInfo>(platformId);
         if (platform == nullptr) continue;
         for (const int stopId : idsUnder(_picture.tripStopsAtPlatform, platformId)) {
             addCalls(*_picture.record<TripStop>(stopId), *platform, calls);
@@ -148,7 +148,7 @@ const Pattern& NextCalls::patternWith(const TripStop& stop) {
 
 Pattern NextCalls::listedPattern(int tripId) const {
     Pattern pattern;
-    const Trip* trip = _picture.record<Trip>(tripId);
+    const auto* trip = _picture.record<Trip>(tripId);
     if (trip == nullptr) return pattern;
     for (const int id : idsOf(trip->getStopsListAsString())) add(pattern, id, _picture.record<TripStop>(id));
     return pattern;
@@ -175,7 +175,7 @@ const Run& NextCalls::runOf(const Service& service) {
     run.trip = _picture.record<Trip>(service.getTripId());
     if (run.trip == nullptr) run.trip = &service;
     for (const int id : idsUnder(_picture.stopsOfService, service.getId())) {
-        const ServiceStop* stop = _picture.record<ServiceStop>(id);
+        const auto* stop = _picture.record<ServiceStop>(id);
         run.stops.emplace(stop->getTripStopId(), stop);
     }
     run.start = secondsOf(service.getStartTime());
@@ -183,7 +183,7 @@ const Run& NextCalls::runOf(const Service& service) {
     run.following = idsOf(service.getFollowingStopsListAsString());
     if (!run.following.empty()) run.next = run.following.front();
     for (const int id : run.following) {
-        const ServiceStop* stop = _picture.record<ServiceStop>(id);
+        const auto* stop = _picture.record<ServiceStop>(id);
         if (stop != nullptr && stop->getServiceId() == service.getId()) {
             run.firstHeld = stop->getTripStopId();
             break;
