@@ -84,7 +84,7 @@ void PictureBuilder::acceptDeletion(int type, int id) {
 /// The record stands as given from now on.
 template <typename Record>
 void PictureBuilder::put(const Record& record) {
-    const Record* published = _picture.record<Record>(record.getId());
+    const auto* published = _picture.record<Record>(record.getId());
     if (published != nullptr && saysTheSame(*published, record)) {
         pending<Record>().erase(record.getId());
     } else {

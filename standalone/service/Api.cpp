@@ -81,11 +81,11 @@ bool takesGzip(const std::string& acceptEncoding) {
 
 /// Whether a client holds what bears this tag already.
 bool isHeld(const std::string& ifNoneMatch, const std::string& etag) {
-    for (const std::string& part : splitAt(ifNoneMatch, ',')) {
+    const std::vector<std::string> parts = splitAt(ifNoneMatch, ',');
+    return std::any_of(parts.begin(), parts.end(), [&etag](const std::string& part) {
         const std::string_view tag = base::trimmed(part);
-        if (tag == "*" || base::behind("W/", tag).value_or(tag) == etag) return true;
-    }
-    return false;
+        return tag == "*" || base::behind("W/", tag).value_or(tag) == etag;
+    });
 }
 
 /// Revision of the last change of what a table's rows show for a choice of station.
