@@ -32,7 +32,8 @@ constexpr const char* kExitStatuses =
     "2 a wrong call or input that cannot be taken, 128 and the signal (130) when interrupted.";
 
 constexpr const char* kServeFooter =
-    "SIGINT and SIGTERM end the service in good order, with exit status 0; SIGHUP reopens the log file.\n"
+    "SIGINT and SIGTERM end the service in good order, with exit status 0, a second one ends it at once; SIGHUP\n"
+    "reopens the log file.\n"
     "Off this machine, put a proxy with TLS before it.";
 
 /// Adds a subcommand that does something with its options once they have been read.

@@ -104,7 +104,14 @@ public:
     }
 
     pid_t pid() const { return _pid; }
-    void signal(int number) const { kill(_pid, number); }
+    void signal(int number) {
+        kill(_pid, number);
+        _toldToEnd = _toldToEnd || number == SIGTERM || number == SIGINT;
+    }
+
+    /// Whether it has been told to end: told again, it would end at once.
+    bool isToldToEnd() const { return _toldToEnd; }
+
     std::string out() const { return _folder.read("out"); }
     std::string err() const { return _folder.read("err"); }
 
@@ -143,6 +150,7 @@ private:
     int _input = -1;
     int _status = 0;
     bool _ended = false;
+    bool _toldToEnd = false;
 };
 
 /// What `pis ARGUMENTS` prints on standard output; the input goes to its standard input.
@@ -169,7 +177,7 @@ public:
 
     ~ServiceProcess() {
         if (!isRunning()) return;
-        signal(SIGTERM);
+        if (!isToldToEnd()) signal(SIGTERM);
         try {
             EXPECT_EQ(0, status()) << err();
         } catch (const patience::Exhausted& fault) {
