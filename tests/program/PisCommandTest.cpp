@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <future>
 #include <regex>
+#include <thread>
 #include <vector>
 
 #include "FeedFiles.h"
@@ -777,6 +778,7 @@ TEST_F(PisCommand, TheBarGoesOnThroughAPause) {
     // The second record is due in more than a day.
     const std::string shown = terminal.shownUntil("1 record, ", 5);
     EXPECT_TRUE(holds(shown, "1 record, ")) << shown;
+    while (!std::filesystem::exists(folder.path("pid"))) std::this_thread::yield();  // the shell writes it meanwhile
     kill(std::stoi(folder.read("pid")), SIGINT);
     EXPECT_EQ(replay.get().status, 130);
     close(keptOpen);
