@@ -120,8 +120,13 @@ std::optional<minutes> timeOfDay(const std::string& text) {
 /// Seconds since 1970 of "2018-05-14T04:00:00Z" or of the same with an offset, "+02:00".
 std::optional<std::int64_t> instantOf(const std::string& iso) {
     constexpr std::size_t kLocal = std::string_view("2018-05-14T04:00:00").size();
+    // The library makes nonsense of seconds that are no digits before it refuses them.
+    constexpr const char* kDigits = "0123456789";
+    if (iso.size() <= kLocal || iso.substr(kLocal - 2, 2).find_first_not_of(kDigits) != std::string::npos) {
+        return std::nullopt;
+    }
     const auto local = parsed<date::local_seconds>("%FT%T", iso.substr(0, kLocal));
-    if (!local || iso.size() == kLocal) return std::nullopt;
+    if (!local) return std::nullopt;
     const std::int64_t count = local->time_since_epoch().count();
     const char sign = iso[kLocal];
     const std::string offset = iso.substr(kLocal + 1);
