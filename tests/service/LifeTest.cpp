@@ -13,16 +13,6 @@ namespace pis::service {
 
 namespace {
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kUnderAddressSanitizer = true;
-#else
-constexpr bool kUnderAddressSanitizer = false;
-#endif
-#else
-constexpr bool kUnderAddressSanitizer = false;
-#endif
-
 class Life : public ServiceTest {
 protected:
     /// Starts the program and expects that it ends with status 2 and says why.
@@ -270,8 +260,8 @@ TEST_F(Life, TooFewDescriptorsAreSaid) {
 }
 
 TEST_F(Life, GoesOnAcceptingAfterDescriptorsRanOut) {
-    // To look at an object's type the sanitizer opens a pipe of its own, and takes it for none where it cannot.
-    if (kUnderAddressSanitizer) GTEST_SKIP() << "the sanitizer needs descriptors itself";
+    // To look at an object's type a sanitizer opens a pipe of its own, and takes it for none where it cannot.
+    if (kUnderSanitizer) GTEST_SKIP() << "a sanitizer needs descriptors itself";
     serve(feed::railway(), {"--log-file", folder.path("log")});
     Connection before(service->port());
     EXPECT_EQ(200, before.ask("GET", "/healthz").status);
