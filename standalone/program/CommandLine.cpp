@@ -100,9 +100,9 @@ std::uint32_t wholeNumber(const std::string& text, const char* option, std::uint
 }
 
 double speedIn(const std::string& text) {
-    const auto speed = base::numberIn<double>(text);
-    if (speed && *speed > 0) return *speed;
-    throw CLI::ValidationError("--speed", "must be a number above 0, not " + text);
+    const std::string fault = faultOfSpeed(text);
+    if (!fault.empty()) throw CLI::ValidationError("--speed", fault);
+    return *base::numberIn<double>(text);
 }
 
 int timeOfDay(const std::string& text, const char* option) {
