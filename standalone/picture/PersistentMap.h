@@ -12,10 +12,10 @@
 
 namespace pis::picture {
 
-/// From an integral key to a value that is cheap to copy. Copying the map costs one reference count;
-/// set() and erase() cost the height of the tree, which is about the logarithm of the size to the base 16.
-/// A map that is being changed belongs to one thread; what freeze() has been called on since its last
-/// change may be copied to and read by others.
+/// From a key that is cheap to copy and compare to a value that is cheap to copy. Copying the map costs one reference
+/// count; set() and erase() cost the height of the tree, which is about the logarithm of the size to the base 16. A map
+/// that is being changed belongs to one thread; what freeze() has been called on since its last change may be copied to
+/// and read by others.
 template <typename Key, typename Value>
 class PersistentMap {
 public:
@@ -55,9 +55,10 @@ public:
     /// From now on changes copy what stands here now: a copy taken after this call never changes.
     void freeze() { ++_edition; }
 
-    /// Calls visit(key, value) in ascending order of the keys, from the first key not below `from` on.
+    /// Calls visit(key, value) in ascending order of the keys, from the first key not below `from` on, until it
+    /// returns false.
     template <typename Visit>
-    void forEachFrom(Key from, Visit visit) const {
+    void forEachFrom(const Key& from, Visit visit) const {
         if (_root != nullptr) visitFrom(*_root, from, visit);
     }
 
@@ -198,15 +199,17 @@ private:
         for (const NodePointer& child : node.children) visitAll(*child, visit);
     }
 
+    /// False when the visitor wants no more.
     template <typename Visit>
-    static void visitFrom(const Node& node, Key from, Visit& visit) {
-        if (node.isLeaf()) {
-            for (std::size_t i = node.placeOf(from); i < node.keys.size(); ++i) visit(node.keys[i], node.values[i]);
-            return;
+    static bool visitFrom(const Node& node, const Key& from, Visit& visit) {
+        const std::size_t first = node.isLeaf() ? node.placeOf(from) : node.childFor(from);
+        for (std::size_t i = first; i < node.values.size(); ++i) {
+            if (!visit(node.keys[i], node.values[i])) return false;
         }
-        const std::size_t first = node.childFor(from);
-        visitFrom(*node.children[first], from, visit);
-        for (std::size_t i = first + 1; i < node.children.size(); ++i) visitAll(*node.children[i], visit);
+        for (std::size_t i = first; i < node.children.size(); ++i) {
+            if (!visitFrom(*node.children[i], from, visit)) return false;
+        }
+        return true;
     }
 
     NodePointer _root;  // null when empty

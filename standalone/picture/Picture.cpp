@@ -46,11 +46,12 @@ std::vector<std::shared_ptr<const Row>> Picture::rowsOf(records::Table table) co
     });
 }
 
-std::optional<Changes> Picture::changesSince(Revision since) const {
-    if (since < logReachesBackTo || since > revision) return std::nullopt;
+std::optional<Changes> Picture::changesSince(Revision since, int stationId) const {
+    if (!knowsSince(since)) return std::nullopt;
     std::vector<const Change*> all;
-    log.forEachFrom(since + 1, [&all](Revision, const auto& changes) {
-        for (const Change& change : *changes) all.push_back(&change);
+    log.forEachAfter(stationId, {since, 0}, [&all](const LogPlace&, const std::vector<Change>& part) {
+        for (const Change& change : part) all.push_back(&change);
+        return true;
     });
     Changes found;
     std::unordered_set<std::uint64_t> seen;

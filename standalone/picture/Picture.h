@@ -12,39 +12,18 @@
 
 #include "SignallingController.h"
 #include "feed/FeedStatus.h"
+#include "picture/ChangeLog.h"
 #include "picture/PersistentMap.h"
+#include "picture/Row.h"
 #include "records/Tables.h"
 
 namespace pis::picture {
-
-/// Counts the changes of the picture, for all tables together; 0 before the first.
-using Revision = std::uint64_t;
-
-/// What every table keeps of a record.
-struct Row {
-    int id;
-    Revision revision;  ///< At which the record came to be as it is.
-    std::string json;   ///< The record as one JSON object: the keys of a dump, then "updated_at".
-};
-
-/// A row with its record. A service stop's record has what its trip stop says filled in.
-template <typename Record>
-struct RowOf : Row {
-    Record record;
-};
 
 template <typename Record>
 using TableOf = PersistentMap<int, std::shared_ptr<const RowOf<Record>>>;
 
 /// Ids in ascending order.
 using Ids = std::shared_ptr<const std::vector<int>>;
-
-/// One record that changed: its row, or null when it was removed.
-struct Change {
-    records::Table table;
-    int id;
-    std::shared_ptr<const Row> row;
-};
 
 /// Changes, each record once with its latest state, in the order of the latest changes.
 struct Changes {
@@ -55,13 +34,11 @@ struct Changes {
 struct Picture {
     Revision revision = 0;
     std::array<Revision, records::kTables> tableRevisions{};  ///< Of the last change of each table.
+    std::array<std::size_t, records::kTables> tableBytes{};   ///< Of the rows' JSON of each table.
+    std::uint64_t changes = 0;                                ///< Of single records, from the first revision on.
     feed::FeedStatus feed;
 
     records::PerTable<TableOf>::Tuple tables;
-
-    /// At which a record that stood already last came to belong to another station, or a platform or a
-    /// trip stop came or went: readers of one station's rows who know an older revision start over.
-    Revision membershipRevision = 0;
 
     // Who names whom, by what the records themselves say. No entry is empty, and none stands under 0,
     // which names nobody.
@@ -69,11 +46,11 @@ struct Picture {
     PersistentMap<int, Ids> tripStopsAtPlatform;
     PersistentMap<int, Ids> tripStopsOfTrip;
     PersistentMap<int, Ids> servicesOfTrip;
-    PersistentMap<int, Ids> stopsOfService;  ///< Service stops.
+    PersistentMap<int, Ids> stopsOfService;   ///< Service stops.
+    PersistentMap<int, Ids> stopsOfTripStop;  ///< Service stops.
 
-    /// Changes by revision, the latest ones; a client that knows an older revision starts over.
-    PersistentMap<Revision, std::shared_ptr<const std::vector<Change>>> log;
-    Revision logReachesBackTo = 0;  ///< Oldest revision whose successors are all in the log.
+    /// The latest changes; a client that knows a revision from before them starts over.
+    ChangeLog log;
 
     /// The table of a type of record.
     template <typename Record>
@@ -97,9 +74,22 @@ struct Picture {
     /// Every row of a table in the order of the ids.
     std::vector<std::shared_ptr<const Row>> rowsOf(records::Table table) const;
 
-    /// What changed after a revision; nothing when that is too long ago to say, or still to come. Costs
-    /// what changed.
-    std::optional<Changes> changesSince(Revision since) const;
+    /// Calls visit(row) for the rows of a table in the order of the ids, from one on, until it returns false.
+    template <typename Visit>
+    void forEachRowFrom(records::Table table, int from, Visit visit) const {
+        records::forEachTable([&](auto of) {
+            using Record = typename decltype(of)::Record;
+            if (records::TraitsOf<Record>::kTable != table) return;
+            this->table<Record>().forEachFrom(from, [&visit](int, const auto& row) { return visit(*row); });
+        });
+    }
+
+    /// Whether the log tells everything that came after a revision.
+    bool knowsSince(Revision since) const { return since >= log.reachesBackTo() && since <= revision; }
+
+    /// What changed after a revision, in the whole picture or for one station; nothing when that is too long ago to
+    /// say, or still to come. Costs what changed.
+    std::optional<Changes> changesSince(Revision since, int stationId = ChangeLog::kEveryStation) const;
 };
 
 /// The ids that stand under a key, empty where none do; valid as long as the picture.

@@ -7,6 +7,7 @@
 #include "SignallingCodes.h"
 #include "base/WallTime.h"
 #include "feed/StopRecords.h"
+#include "picture/StationRows.h"
 #include "records/Members.h"
 #include "records/TableDump.h"
 
@@ -40,20 +41,26 @@ void joinOrClear(ServiceStop& stop, const TripStop* tripStop) {
 }
 
 /// Moves a record in an index by what a getter says of it; a record that is not there stands nowhere.
-/// Returns whether it stands elsewhere now.
 template <typename Record>
-bool moveBy(int (Record::*key)() const, IndexEdits& edits, int id, const Record* before, const Record* after) {
-    const int from = before != nullptr ? (before->*key)() : 0;
-    const int to = after != nullptr ? (after->*key)() : 0;
-    edits.move(id, from, to);
-    return from != to;
+void moveBy(int (Record::*key)() const, IndexEdits& edits, int id, const Record* before, const Record* after) {
+    edits.move(id, before != nullptr ? (before->*key)() : 0, after != nullptr ? (after->*key)() : 0);
+}
+
+/// What a change takes up in the log, about: a row that has been replaced stands there alone.
+std::size_t bytesOf(const Change& change) {
+    constexpr std::size_t kEntry = 64;
+    constexpr std::size_t kRecord = 256;
+    return change.row != nullptr ? kEntry + kRecord + 2 * change.row->json.size() : kEntry;
 }
 
 }  // namespace
 
 PictureBuilder::PictureBuilder(PublishedPicture& published, std::function<base::WallTime()> wallClock,
-                               std::size_t loggedChanges)
-    : _published(published), _wallClock(std::move(wallClock)), _loggedChanges(loggedChanges) {}
+                               std::size_t loggedChanges, std::size_t loggedBytes)
+    : _published(published),
+      _wallClock(std::move(wallClock)),
+      _loggedChanges(loggedChanges),
+      _loggedBytes(loggedBytes) {}
 
 // --- What comes in ------------------------------------------------------------------------------
 
@@ -122,13 +129,14 @@ void PictureBuilder::publish() {
 }
 
 void PictureBuilder::applyChanges() {
+    const Picture before = _picture;
     ++_picture.revision;
     const std::string updatedAt = base::isoTime(_wallClock());
     std::vector<Change> changes;
     joinStops();
     records::forEachTable([&](auto of) { apply<typename decltype(of)::Record>(updatedAt, changes); });
     applyIndexes();
-    logChanges(std::move(changes));
+    logChanges(before, std::move(changes));
     freeze();
 }
 
@@ -138,7 +146,7 @@ void PictureBuilder::joinStops() {
     auto& stops = pending<ServiceStop>();
     const auto& tripStops = pending<TripStop>();
     for (const auto& [tripStopId, tripStop] : tripStops) {
-        for (const int id : idsUnder(_stopsOfTripStop, tripStopId)) {
+        for (const int id : idsUnder(_picture.stopsOfTripStop, tripStopId)) {
             if (stops.count(id) == 0) stops.emplace(id, *_picture.record<ServiceStop>(id));
         }
     }
@@ -173,33 +181,31 @@ void PictureBuilder::apply(const std::string& updatedAt, std::vector<Change>& ch
             rows.erase(id);
         }
         link(id, recordBefore, record ? &*record : nullptr);
+        std::size_t& bytes = _picture.tableBytes[records::indexOf(kTable)];
+        if (before != nullptr) bytes -= before->json.size();
+        if (row != nullptr) bytes += row->json.size();
         _picture.tableRevisions[records::indexOf(kTable)] = _picture.revision;
         changes.push_back({kTable, id, std::move(row)});
     }
     pending<Record>().clear();
 }
 
-// What stands at a platform or runs a trip belongs to other stations when the platform or a stop of the trip
-// moves, although its own row stays as it is. A service or a service stop takes only itself along.
-
 void PictureBuilder::link(int id, const PlatformInfo* before, const PlatformInfo* after) {
-    if (moveBy(&PlatformInfo::getStationId, _platformsOfStation, id, before, after)) noteMembership();
+    moveBy(&PlatformInfo::getStationId, _platformsOfStation, id, before, after);
 }
 
 void PictureBuilder::link(int id, const TripStop* before, const TripStop* after) {
-    if (moveBy(&TripStop::getPlatformId, _tripStopsAtPlatform, id, before, after)) noteMembership();
-    if (moveBy(&TripStop::getTripId, _tripStopsOfTrip, id, before, after)) noteMembership();
+    moveBy(&TripStop::getPlatformId, _tripStopsAtPlatform, id, before, after);
+    moveBy(&TripStop::getTripId, _tripStopsOfTrip, id, before, after);
 }
 
 void PictureBuilder::link(int id, const Service* before, const Service* after) {
-    const bool moved = moveBy(&Service::getTripId, _servicesOfTrip, id, before, after);
-    if (moved && before != nullptr && after != nullptr) noteMembership();
+    moveBy(&Service::getTripId, _servicesOfTrip, id, before, after);
 }
 
 void PictureBuilder::link(int id, const ServiceStop* before, const ServiceStop* after) {
     moveBy(&ServiceStop::getServiceId, _stopsOfService, id, before, after);
-    const bool moved = moveBy(&ServiceStop::getTripStopId, _joins, id, before, after);
-    if (moved && before != nullptr && after != nullptr) noteMembership();
+    moveBy(&ServiceStop::getTripStopId, _stopsOfTripStop, id, before, after);
 }
 
 void PictureBuilder::applyIndexes() {
@@ -208,17 +214,31 @@ void PictureBuilder::applyIndexes() {
     _tripStopsOfTrip.applyTo(_picture.tripStopsOfTrip);
     _servicesOfTrip.applyTo(_picture.servicesOfTrip);
     _stopsOfService.applyTo(_picture.stopsOfService);
-    _joins.applyTo(_stopsOfTripStop);
+    _stopsOfTripStop.applyTo(_picture.stopsOfTripStop);
 }
 
 /// Adds the changes of this revision to the log and takes the oldest revisions out of it.
-void PictureBuilder::logChanges(std::vector<Change> changes) {
-    _logged += changes.size();
-    _picture.log.set(_picture.revision, std::make_shared<const std::vector<Change>>(std::move(changes)));
-    while (_logged > _loggedChanges) {
-        const Revision oldest = ++_picture.logReachesBackTo;
-        _logged -= (*_picture.log.find(oldest))->size();
-        _picture.log.erase(oldest);
+void PictureBuilder::logChanges(const Picture& before, std::vector<Change> changes) {
+    Logged logged;
+    logged.changes = changes.size();
+    for (const Change& change : changes) logged.bytes += bytesOf(change);
+    for (auto& [station, ofStation] : changesOfStations(before, _picture, changes)) {
+        logged.bytes += ofStation.size() * sizeof(Change);
+        logged.stations.push_back(station);
+        _picture.log.add(_picture.revision, station, std::move(ofStation));
+    }
+    _picture.changes += changes.size();
+    _picture.log.add(_picture.revision, ChangeLog::kEveryStation, std::move(changes));
+
+    _changesInLog += logged.changes;
+    _bytesInLog += logged.bytes;
+    _logged.push_back(std::move(logged));
+    while (_changesInLog > _loggedChanges || _bytesInLog > _loggedBytes) {
+        const Logged& oldest = _logged.front();
+        _picture.log.forget(_picture.log.reachesBackTo() + 1, oldest.stations);
+        _changesInLog -= oldest.changes;
+        _bytesInLog -= oldest.bytes;
+        _logged.pop_front();
     }
 }
 
@@ -226,7 +246,7 @@ void PictureBuilder::logChanges(std::vector<Change> changes) {
 void PictureBuilder::freeze() {
     std::apply([](auto&... rows) { (rows.freeze(), ...); }, _picture.tables);
     for (auto* index : {&_picture.platformsOfStation, &_picture.tripStopsAtPlatform, &_picture.tripStopsOfTrip,
-                        &_picture.servicesOfTrip, &_picture.stopsOfService}) {
+                        &_picture.servicesOfTrip, &_picture.stopsOfService, &_picture.stopsOfTripStop}) {
         index->freeze();
     }
     _picture.log.freeze();

@@ -4,6 +4,7 @@
 #define PIS_PICTURE_PICTUREBUILDER_H
 
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -26,9 +27,12 @@ public:
     /// Most changes that a picture's log holds.
     static constexpr std::size_t kLoggedChanges = 65536;
 
+    /// Most bytes that they take up, about.
+    static constexpr std::size_t kLoggedBytes = std::size_t{64} << 20;
+
     /// @param wallClock the time that goes into "updated_at".
     PictureBuilder(PublishedPicture& published, std::function<base::WallTime()> wallClock,
-                   std::size_t loggedChanges = kLoggedChanges);
+                   std::size_t loggedChanges = kLoggedChanges, std::size_t loggedBytes = kLoggedBytes);
 
     /// An event item of the store: fills the six tables that the store announces. A copy equal to what
     /// is held changes nothing; the status events are passed over.
@@ -74,7 +78,7 @@ private:
     void apply(const std::string& updatedAt, std::vector<Change>& changes);
     void joinStops();
     void applyIndexes();
-    void logChanges(std::vector<Change> changes);
+    void logChanges(const Picture& before, std::vector<Change> changes);
     void freeze();
 
     // Which indexes a record stands in, before and after a change; null where it is not there.
@@ -84,22 +88,30 @@ private:
     void link(int id, const TripStop* before, const TripStop* after);
     void link(int id, const Service* before, const Service* after);
     void link(int id, const ServiceStop* before, const ServiceStop* after);
-    void noteMembership() { _picture.membershipRevision = _picture.revision; }
+
+    /// What the log holds of one revision.
+    struct Logged {
+        std::size_t changes = 0;
+        std::size_t bytes = 0;
+        std::vector<int> stations;
+    };
 
     PublishedPicture& _published;
     std::function<base::WallTime()> _wallClock;
-    std::size_t _loggedChanges;
-    std::size_t _logged = 0;  // changes that the log holds
+    const std::size_t _loggedChanges;
+    const std::size_t _loggedBytes;
+    std::deque<Logged> _logged;  // by revision, the oldest first
+    std::size_t _changesInLog = 0;
+    std::size_t _bytesInLog = 0;
     feed::FeedStatus _feed;
-    Picture _picture;                          // as it was published last
-    PersistentMap<int, Ids> _stopsOfTripStop;  // service stops of the picture that join a trip stop
+    Picture _picture;  // as it was published last
     records::PerTable<Pending>::Tuple _pending;
     IndexEdits _platformsOfStation;
     IndexEdits _tripStopsAtPlatform;
     IndexEdits _tripStopsOfTrip;
     IndexEdits _servicesOfTrip;
     IndexEdits _stopsOfService;
-    IndexEdits _joins;
+    IndexEdits _stopsOfTripStop;
 };
 
 }  // namespace pis::picture

@@ -99,6 +99,11 @@ picture::Revision lastChangeOf(const picture::Picture& picture, records::Table t
     return last;
 }
 
+/// Whether a request asks for no more than whether the service lives, or is ready.
+bool isProbe(const HttpRequest& request) {
+    return request.target == "/healthz" || request.target == "/readyz";
+}
+
 /// Whether a request is from one of our own pages, or from none. Where a proxy hides the name that the browser came
 /// by, the browser's own rule still stands: without leave in the answer, pages of other sites read nothing of it.
 bool isOfOurPages(const HttpRequest& request) {
@@ -108,6 +113,25 @@ bool isOfOurPages(const HttpRequest& request) {
     const std::size_t scheme = request.origin->find("://");
     return scheme != std::string::npos &&
            base::lowered(request.origin->substr(scheme + 3)) == base::lowered(*request.host);
+}
+
+/// Bytes of a table beyond which nobody is handed its text in one piece.
+constexpr std::size_t kLarge = std::size_t{256} << 10;
+
+std::string nameOf(records::Table table, const std::string& token) {
+    return std::string(tableName(table)) + "/" + token + "/";
+}
+
+/// A table, or those of its rows that are taken.
+std::shared_ptr<const RowDocument> documentOf(const std::shared_ptr<const picture::Picture>& picture,
+                                              records::Table table, const std::string& token,
+                                              std::optional<picture::RowIds> rows = std::nullopt) {
+    const std::size_t count = rows ? (*rows)[records::indexOf(table)].size() : picture->size(table);
+    base::JsonText json;
+    json.beginObject().key("revision").text(token).key("table").text(tableName(table));
+    json.key("count").number(static_cast<long long>(count)).key("items").beginArray();
+    return std::make_shared<const RowDocument>(
+        nameOf(table, token), picture, std::vector<RowDocument::Section>{{json.str(), table}}, "]}", std::move(rows));
 }
 
 void requireReady(const picture::Picture& picture) {
@@ -122,7 +146,7 @@ void requireReady(const picture::Picture& picture) {
 }  // namespace
 
 Api::Api(Surroundings surroundings, ApiOptions options)
-    : _around(std::move(surroundings)), _options(std::move(options)) {
+    : _around(std::move(surroundings)), _options(std::move(options)), _bodies(_around.account) {
     for (const records::Table each : records::kEveryTable) {
         addRoute(pathOf(each), &Api::table);
         addRoute(pathOf(each) + "/{id}", &Api::record);
@@ -184,11 +208,14 @@ HttpAnswer Api::routed(const HttpRequest& request, std::string& route) const {
     return isPage ? page(request, target) : (this->*known->handler)(request, target);
 }
 
+bool Api::isOfOperator(const HttpRequest& request) {
+    return isProbe(request) || request.target == "/metrics";
+}
+
 /// A page on somebody else's site must not read what a browser inside the house can reach: the name it
 /// was reached by and the page's origin have to be ours.
 void Api::checkSender(const HttpRequest& request) const {
-    const bool isProbe = request.target == "/healthz" || request.target == "/readyz";
-    if (request.mayLackHost && isProbe) return;
+    if (request.mayLackHost && isProbe(request)) return;
     if (!request.host || request.host->empty()) throw Problem{400, "The request must name one Host.", ""};
     if (_options.hosts.count(base::lowered(withoutPort(*request.host))) == 0) {
         throw Problem{421,
@@ -216,19 +243,41 @@ HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) c
     if (since && station != 0) throw Problem{400, "Cannot be combined with station.", "since"};
     if (since) return changedSince(request, *picture, wanted, *since);
 
+    if (station == 0 && picture->tableBytes[records::indexOf(wanted)] > kLarge) {
+        return largeTable(request, picture, wanted);
+    }
     const picture::Revision revision = lastChangeOf(*picture, wanted, station != 0);
     const std::string token = _around.tokens.of(revision);
     const std::string key = target.path() + (station != 0 ? "?station=" + std::to_string(station) : "");
     const auto body = _bodies.get(key, revision, token, [&] {
-        const auto rows = rowsOf(*picture, wanted, ChangeFilter{{}, station});
-        base::JsonText json;
-        json.beginObject().key("revision").text(token).key("table").text(tableName(wanted));
-        json.key("count").number(static_cast<long long>(rows.size())).key("items").beginArray();
-        for (const auto& row : rows) json.raw(row->json);
-        json.endArray().endObject();
-        return json.str();
+        std::optional<picture::RowIds> rows;
+        if (station != 0) rows = rowsOfStation(*picture, station);
+        std::string text;
+        documentOf(picture, wanted, token, std::move(rows))->append(text, {}, std::string::npos);
+        return text;
     });
     return answerWith(request, *body);
+}
+
+/// Goes out in pieces, made as the client takes them.
+HttpAnswer Api::largeTable(const HttpRequest& request, const std::shared_ptr<const picture::Picture>& picture,
+                           records::Table table) const {
+    const std::string token = _around.tokens.of(picture->revisionOf(table));
+    HttpAnswer answer;
+    answer.varies = true;
+    answer.gzip = request.takesChunks && takesGzip(request.acceptEncoding);
+    answer.etag = "\"" + token + (answer.gzip ? "-gzip\"" : "\"");
+    if (isHeld(request.ifNoneMatch, answer.etag)) {
+        answer.status = 304;
+        return answer;
+    }
+    std::weak_ptr<const RowDocument>& latest = _documents[records::indexOf(table)];
+    answer.document = latest.lock();
+    if (answer.document == nullptr || answer.document->name() != nameOf(table, token)) {
+        answer.document = documentOf(picture, table, token);
+        latest = answer.document;
+    }
+    return answer;
 }
 
 /// The station that is asked for; 0 for none. It must exist.
@@ -272,7 +321,7 @@ HttpAnswer Api::changedSince(const HttpRequest& request, const picture::Picture&
     base::JsonText json;
     json.beginObject().key("revision").text(current).key("table").text(tableName(table)).key("since").text(token);
     json.key("items").raw(items.str()).key("removed").raw(removed.str()).endObject();
-    AnswerBody body{std::make_shared<const std::string>(json.str()), current + "-since-" + token};
+    AnswerBody body{_around.account.keep(json.str()), current + "-since-" + token};
     return answerWith(request, body);
 }
 
@@ -284,7 +333,7 @@ HttpAnswer Api::record(const HttpRequest& request, const RequestTarget& target) 
     requireReady(*picture);
     const std::shared_ptr<const picture::Row> row = picture->find(wanted, id);
     if (row == nullptr) throw Problem{404, "There is no " + nounOf(wanted) + " " + std::to_string(id) + ".", "id"};
-    AnswerBody body{std::make_shared<const std::string>(row->json), _around.tokens.of(row->revision)};
+    AnswerBody body{_around.account.keep(row->json), _around.tokens.of(row->revision)};
     return answerWith(request, body);
 }
 

@@ -3,7 +3,9 @@
 #ifndef PIS_SERVICE_API_H
 #define PIS_SERVICE_API_H
 
+#include <array>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -34,7 +36,11 @@ public:
         std::function<std::string()> metrics;  ///< In the text format of Prometheus.
         std::function<feed::IntakeCounts()> counts;
         std::function<base::WallTime()> wallClock;
+        TextAccount& account;
     };
+
+    /// Whether a request asks how the service is: it is answered however many others wait.
+    static bool isOfOperator(const HttpRequest& request);
 
     Api(Surroundings surroundings, ApiOptions options);
 
@@ -55,6 +61,8 @@ private:
     void checkSender(const HttpRequest& request) const;
 
     HttpAnswer table(const HttpRequest& request, const RequestTarget& target) const;
+    HttpAnswer largeTable(const HttpRequest& request, const std::shared_ptr<const picture::Picture>& picture,
+                          records::Table table) const;
     HttpAnswer record(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer stationDepartures(const HttpRequest& request, const RequestTarget& target) const;
     HttpAnswer platformDepartures(const HttpRequest& request, const RequestTarget& target) const;
@@ -76,6 +84,7 @@ private:
     Surroundings _around;
     ApiOptions _options;
     mutable BodyCache _bodies;
+    mutable std::array<std::weak_ptr<const RowDocument>, records::kTables> _documents;  // of large tables, being read
     std::vector<Route> _routes;
 };
 

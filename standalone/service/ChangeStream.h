@@ -1,5 +1,5 @@
-// Makes Server-Sent Events of pictures: the whole picture for a new reader, what changed for one that
-// knows an earlier revision. A piece is made once for all readers that stand alike.
+// Makes Server-Sent Events of pictures: the whole picture for a new reader, what changed for one that knows an earlier
+// revision. All of it comes in pieces, and a piece is made once for all readers that stand alike.
 #ifndef PIS_SERVICE_CHANGESTREAM_H
 #define PIS_SERVICE_CHANGESTREAM_H
 
@@ -11,50 +11,92 @@
 #include <string>
 #include <unordered_map>
 
+#include "base/RecentlyUsed.h"
 #include "service/ChangeFilter.h"
+#include "service/DocumentTexts.h"
 #include "service/RevisionToken.h"
+#include "service/TextAccount.h"
 
 namespace pis::service {
 
-/// Events for readers of changes. A reader is nothing but the revision that it knows, so a slow one
-/// takes no memory and finds the latest state of each record when it catches up.
-/// [Threading] For one thread.
+/// Events for readers of changes. What is kept of a reader is where it stands, so a slow one takes no memory and finds
+/// the latest state of each record when it catches up. [Threading] For one thread.
 class ChangeStream {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// A piece is shared no longer than this: its `revision` event tells of clock and silence.
+    /// A piece that ends with a `revision` event is shared no longer than this: it tells of clock and silence.
     static constexpr std::chrono::seconds kFresh{1};
 
-    /// Bytes of pieces that are kept for readers who stand alike; beyond it they are made anew.
-    static constexpr std::size_t kRoom = std::size_t{64} << 20;
+    /// Changes that one piece looks at, at the most, but for the part of the log that it has begun.
+    static constexpr std::size_t kPieceChanges = 1024;
 
+    /// Readers who catch up from different revisions stop at each multiple of this one, and stand alike from there on.
+    static constexpr picture::Revision kMeetingPoint = 64;
+
+    /// @param documents give the whole picture, and say how long a piece is, about.
     /// @param tick the data of a `revision` event for a picture, as it is now.
-    ChangeStream(const RevisionTokens& tokens, std::function<std::string(const picture::Picture&)> tick,
-                 std::function<Clock::time_point()> clock = Clock::now)
-        : _tokens(tokens), _tick(std::move(tick)), _clock(std::move(clock)) {}
+    ChangeStream(const RevisionTokens& tokens, TextAccount& account, DocumentTexts& documents,
+                 std::function<std::string(const picture::Picture&)> tick,
+                 std::function<Clock::time_point()> clock = Clock::now);
 
-    struct Piece {
-        std::shared_ptr<const std::string> events;  ///< Ready to be sent.
-        std::size_t coalesced = 0;                  ///< Changes that the reader will not see one by one.
+    /// Where a reader stands.
+    class Reader {
+    public:
+        /// @param knows the revision that it has; nothing for none.
+        Reader(ChangeFilter filter, std::optional<picture::Revision> knows);
+
+    private:
+        friend class ChangeStream;
+
+        ChangeFilter _filter;
+        std::string _key;                         // of the filter
+        std::optional<picture::LogPlace> _knows;  // nothing while it is given the whole
+        std::optional<DocumentTexts::Reader> _whole;
     };
 
-    /// What brings a reader who knows `knows` to this picture: `update` and `remove` events, or where
-    /// that cannot be said a `reset`; a `revision` event last. Where nothing is new, that one alone.
-    Piece piece(const std::shared_ptr<const picture::Picture>& picture, const ChangeFilter& filter,
-                std::optional<picture::Revision> knows);
+    /// What a reader is to be sent next.
+    struct Piece {
+        SharedText chunk;           ///< Events as a chunk of HTTP/1.1, never an empty one; null as `state` says.
+        std::size_t coalesced = 0;  ///< Changes that the reader will not see one by one.
+        enum State {
+            MORE,        ///< More is to follow.
+            LATEST,      ///< The reader knows the picture with this.
+            WAIT,        ///< No text may be made now; ask again later.
+            LEFT_BEHIND  ///< It took the whole so slowly that nobody can say any more what came after.
+        } state = MORE;
+    };
+
+    /// The next piece on a reader's way to a picture: `update` and `remove` events, or where that cannot be said a
+    /// `reset`; a `revision` event last. Where nothing is new, that one alone. The reader counts as one that has it.
+    Piece next(Reader& reader, const std::shared_ptr<const picture::Picture>& picture);
 
 private:
-    Piece make(const picture::Picture& picture, const ChangeFilter& filter,
-               std::optional<picture::Revision> knows) const;
+    struct Step {
+        SharedText chunk;
+        std::size_t coalesced = 0;
+        picture::LogPlace leadsTo;
+        bool isLatest = false;
+    };
+
+    std::shared_ptr<const RowDocument> wholeFor(const Reader& reader,
+                                                const std::shared_ptr<const picture::Picture>& picture);
+    Piece nextOfWhole(Reader& reader);
+    Piece nextStep(Reader& reader, const picture::Picture& picture);
+    Step makeStep(const Reader& reader, const picture::Picture& picture) const;
+    void forgetTicks(const std::shared_ptr<const picture::Picture>& picture);
 
     const RevisionTokens& _tokens;
+    TextAccount& _account;
+    DocumentTexts& _documents;
     std::function<std::string(const picture::Picture&)> _tick;
     std::function<Clock::time_point()> _clock;
-    std::shared_ptr<const picture::Picture> _of;  // the picture that the pieces below lead to
-    Clock::time_point _since;                     // the oldest of them was made
-    std::size_t _bytes = 0;                       // in them
-    std::unordered_map<std::string, Piece> _pieces;
+
+    std::unordered_map<std::string, std::weak_ptr<const RowDocument>> _wholes;  // that are being read, by filter
+    base::RecentlyUsed<Step> _steps;                // that lead from one meeting point to the next
+    std::unordered_map<std::string, Step> _latest;  // steps that lead to the picture below, ticks and all
+    std::weak_ptr<const picture::Picture> _latestOf;
+    Clock::time_point _latestSince;
 };
 
 }  // namespace pis::service

@@ -1,16 +1,12 @@
 #include "service/HttpConnection.h"
 
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-
 #include <array>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/write.hpp>
-#include <ctime>
-#include <sstream>
+
+#include "service/Chunks.h"
 
 namespace pis::service {
 
@@ -21,31 +17,6 @@ using boost::system::error_code;
 namespace {
 
 constexpr unsigned kHttp11 = 11;
-
-constexpr const char* kPolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; font-src 'self'; connect-src 'self'; "
-    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
-
-/// "Fri, 20 Nov 2026 13:25:08 GMT", whatever the locale.
-std::string httpDate() {
-    return fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT", fmt::gmtime(std::time(nullptr)));
-}
-
-/// The headers of every answer.
-template <typename Message>
-void addHeaders(Message& message, const HttpAnswer& answer) {
-    message.reason(reasonOf(answer.status));
-    message.set(http::field::date, httpDate());
-    message.set(http::field::cache_control, answer.cacheControl);
-    message.set("X-Content-Type-Options", "nosniff");
-    message.set("Referrer-Policy", "no-referrer");
-    message.set("Cross-Origin-Resource-Policy", "same-origin");
-    message.set("Content-Security-Policy", kPolicy);
-    if (!answer.etag.empty()) message.set(http::field::etag, answer.etag);
-    if (answer.varies) message.set(http::field::vary, "Accept-Encoding");
-    if (answer.gzip && answer.body) message.set(http::field::content_encoding, "gzip");
-    for (const auto& [name, value] : answer.headers) message.set(name, value);
-}
 
 std::string valueOf(const http::request<http::string_body>& request, http::field name) {
     const auto found = request.find(name);
@@ -66,6 +37,7 @@ HttpRequest requestOf(const http::request<http::string_body>& message, const asi
     if (message.count(http::field::host) == 1) request.host = valueOf(message, http::field::host);
     // Browsers have long stopped to speak HTTP/1.0; proxies have not, and name the host that they ask.
     const bool isOld = message.version() < kHttp11;
+    request.takesChunks = !isOld;
     request.hostIsProxys = isOld || peerIsTrusted;
     request.mayLackHost = isOld && message.count(http::field::host) == 0;
     if (const auto host = peerIsTrusted ? forwardedHost(message) : std::nullopt) {
@@ -97,31 +69,28 @@ std::optional<Problem> problemOf(error_code error, const HttpLimits& limits) {
     return std::nullopt;
 }
 
-/// Differs where readers are to hear at once how the feed is, though no table changed.
-unsigned summaryOf(const feed::FeedStatus& feed) {
-    return static_cast<unsigned>(feed.link) << 4U | (feed.ready ? 8U : 0U) | (feed.serverKnown ? 4U : 0U) |
-           (feed.serverOnline ? 2U : 0U) | (feed.automaticMessages ? 1U : 0U);
-}
-
 }  // namespace
 
 HttpConnection::HttpConnection(HttpServer& server, asio::ip::tcp::socket socket, asio::ip::address peer)
     : _server(server),
       _socket(std::move(socket)),
       _peer(std::move(peer)),
-      _buffer(server._limits.headerBytes + server._limits.bodyBytes) {}
+      _buffer(server._limits.headerBytes + server._limits.bodyBytes),
+      _writer(_socket, server._sources.texts) {}
 
 void HttpConnection::start() {
     error_code ignored;
     _socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    _socket.non_blocking(true, ignored);
     await();
     expectWithin(_server._limits.request);  // a client that connects has something to say
 }
 
 void HttpConnection::refuse(const Problem& problem) {
+    error_code ignored;
+    _socket.non_blocking(true, ignored);
     _isRefused = true;
-    expectWithin(_server._limits.progress);
-    send(answerOf(problem), false, true);
+    send(answerOf(problem), {});
 }
 
 // --- Requests -----------------------------------------------------------------------------------
@@ -170,79 +139,47 @@ void HttpConnection::onRead(error_code error) {
         if (!problem) return close();
         const HttpAnswer answer = answerOf(*problem);
         _server._metrics.answered("none", answer.status);
-        return send(answer, false, true);
+        return send(answer, {});
     }
-    const http::request<http::string_body> message = _parser->release();
+    answer();
+}
+
+/// Answers the request that has been read, as soon as there is room for an answer.
+void HttpConnection::answer() {
+    const http::request<http::string_body>& message = _parser->get();
     const bool peerIsTrusted = _server._proxies.trust(_peer);
     const HttpRequest request = requestOf(message, _peer, peerIsTrusted);
-    const bool hasRoom = !peerIsTrusted || countFor(_server._proxies.clientOf(_peer, message));
-    const HttpAnswer answer = hasRoom ? _server._api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
-    _server._metrics.answered(answer.route, answer.status);
-    const bool bodyToo = request.method != "HEAD";
-    if (answer.stream && bodyToo) {
-        _inChunks = message.version() >= kHttp11;
-        return beginStream(answer);
+    if (!_server._sources.account.hasRoom() && !Api::isOfOperator(request)) {
+        _waiting = FOR_TURN;
+        return _server.awaitTurn(*this);
     }
-    send(answer, message.keep_alive() && !_finishing, bodyToo);
+    const bool hasRoom = !peerIsTrusted || countFor(_server._proxies.clientOf(_peer, message));
+    const HttpAnswer answer = hasRoom ? _server._sources.api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
+    _server._metrics.answered(answer.route, answer.status);
+    AnswerWriter::Manner manner;
+    manner.bodyToo = request.method != "HEAD";
+    manner.inChunks = request.takesChunks;
+    manner.keepAlive = message.keep_alive() && !_finishing && !(answer.stream && manner.bodyToo);
+    _parser.reset();
+    send(answer, manner);
 }
 
 // --- Answers ------------------------------------------------------------------------------------
 
-void HttpConnection::send(const HttpAnswer& answer, bool keepAlive, bool bodyToo) {
+void HttpConnection::send(const HttpAnswer& answer, AnswerWriter::Manner manner) {
     _state = WRITING;
-    _body = answer.body;
-    _keepAlive = keepAlive;
-    _response.emplace(static_cast<http::status>(answer.status), kHttp11);
-    addHeaders(*_response, answer);
-    if (_body || answer.stream) _response->set(http::field::content_type, answer.type);
-    if (answer.status != 304 && !answer.stream) _response->content_length(_body ? _body->size() : 0);
-    _response->keep_alive(keepAlive);
-    if (_body && bodyToo) _response->body() = {_body->data(), _body->size()};
-    _serializer.emplace(*_response);
-    _serializer->split(!bodyToo);
-    writeOn();
+    _keepAlive = manner.keepAlive;
+    _writer.begin(answer, manner);
+    if (_writer.streams()) beginStream();
+    writeOn(_server._sources.published.current());
 }
 
-/// Writes piece by piece: a reader that takes anything gets time for the next.
-void HttpConnection::writeOn() {
-    expectWithin(_server._limits.progress);
-    http::async_write_some(_socket, *_serializer, [self = shared_from_this()](error_code error, std::size_t) {
-        if (error) return self->close();
-        const bool headAlone = self->_serializer->split() && self->_serializer->is_header_done();
-        if (!self->_serializer->is_done() && !headAlone) return self->writeOn();
-        self->_serializer.reset();
-        self->_response.reset();
-        self->_body.reset();
-        self->_state = WAITING;
-        // A proxy's connection carries anybody's requests.
-        if (self->_server._proxies.trust(self->_peer)) self->stopCounting();
-        if (!self->_keepAlive || self->_finishing) return self->finish();
-        self->await();
-    });
-}
-
-// --- Streams ------------------------------------------------------------------------------------
-
-void HttpConnection::beginStream(const HttpAnswer& answer) {
+void HttpConnection::beginStream() {
     error_code ignored;
     _socket.set_option(asio::socket_base::send_buffer_size(_server._limits.sendBufferBytes), ignored);
-    http::response<http::empty_body> head(http::status::ok, kHttp11);
-    addHeaders(head, answer);
-    head.set(http::field::content_type, answer.type);
-    head.set("X-Accel-Buffering", "no");  // a proxy that gathers what comes would keep events back
-    head.chunked(_inChunks);
-    head.keep_alive(false);
-    std::ostringstream text;
-    text << head.base();
-
-    _state = STREAMING;
-    _stream = answer.stream;
-    _lastComment = _lastTick = Clock::now();
-    _server._metrics.streamBegan();
-    // Head and first chunk go out as one: the chunk's own head comes behind the answer's.
-    sendPicture(_server._published.current());
-    _chunkHead.insert(0, text.str());
-    writeChunk();
+    _isStream = true;
+    _lastComment = _lastTick = _server.now();
+    _server.streamBegan(*this);
     listenForEnd();
 }
 
@@ -255,53 +192,65 @@ void HttpConnection::listenForEnd() {
     });
 }
 
-/// Makes a chunk of what is new in a picture.
-void HttpConnection::sendPicture(const std::shared_ptr<const picture::Picture>& picture) {
-    const auto piece = _server._changes.piece(picture, _stream->filter, _stream->knows);
-    _stream->knows = picture->revision;
-    _toldOfFeed = summaryOf(picture->feed);
-    _lastTick = Clock::now();
-    _server._metrics.coalesced(piece.coalesced);
-    sendEvents(piece.events);
-}
-
-/// Makes a chunk of some events.
-void HttpConnection::sendEvents(std::shared_ptr<const std::string> events) {
-    _chunkHead = _inChunks ? fmt::format("{:x}\r\n", events->size()) : "";
-    _events = std::move(events);
-    _sent = 0;
-    expectWithin(_server._limits.progress);
-}
-
-void HttpConnection::writeChunk() {
-    const std::string_view chunkEnd = _inChunks ? "\r\n" : "";
-    const std::array<asio::const_buffer, 3> whole{asio::buffer(_chunkHead), asio::buffer(*_events),
-                                                  asio::buffer(chunkEnd)};
-    std::array<asio::const_buffer, 3> left;
-    std::size_t sent = _sent;
-    std::size_t total = 0;
-    for (std::size_t i = 0; i < whole.size(); ++i) {
-        const std::size_t passed = std::min(sent, whole[i].size());
-        left[i] = whole[i] + passed;
-        sent -= passed;
-        total += whole[i].size();
+void HttpConnection::writeOn(const std::shared_ptr<const picture::Picture>& picture) {
+    if (!_socket.is_open()) return;
+    const Waiting before = _waiting;
+    _waiting = FOR_NOTHING;
+    const AnswerWriter::State state = _writer.writeOn(picture);
+    _server._metrics.coalesced(_writer.takeCoalesced());
+    _server.textsMayHaveGone();
+    switch (state) {
+        case AnswerWriter::DONE: return answered();
+        case AnswerWriter::OVER:
+            if (_writer.isLeftBehind()) _server._metrics.leftBehind();
+            return close();
+        case AnswerWriter::NO_NEWS:
+            if (_finishing) finish();
+            return;
+        case AnswerWriter::NO_TURN: _waiting = FOR_TURN; return _server.awaitTurn(*this);
+        case AnswerWriter::MORE:
+        case AnswerWriter::TAKES_IN: break;
     }
-    _socket.async_write_some(left, [self = shared_from_this(), total](error_code error, std::size_t written) {
+    if (before != FOR_CLIENT) _progress.begin(_server.now(), _writer.bytesLeft());
+    _waiting = FOR_CLIENT;
+    const auto writeOnThen = [self = shared_from_this()](error_code error) {
         if (error) return self->close();
-        self->_sent += written;
-        self->expectWithin(self->_server._limits.progress);
-        if (self->_sent < total) return self->writeChunk();
-        self->_events.reset();
-        if (self->_finishing) return self->finish();
-        self->pictureChanged(self->_server._published.current());
-    });
+        self->writeOn(self->_server._sources.published.current());
+    };
+    if (state == AnswerWriter::TAKES_IN) {
+        _socket.async_wait(asio::ip::tcp::socket::wait_write, writeOnThen);
+    } else {
+        asio::post(_socket.get_executor(), [writeOnThen] { writeOnThen({}); });
+    }
 }
+
+/// The answer is out.
+void HttpConnection::answered() {
+    if (_isStream) return close();
+    _state = WAITING;
+    // A proxy's connection carries anybody's requests.
+    if (_server._proxies.trust(_peer)) stopCounting();
+    if (!_keepAlive || _finishing) return finish();
+    await();
+}
+
+void HttpConnection::takeTurn() {
+    if (!_socket.is_open()) return;
+    _waiting = FOR_NOTHING;
+    _state == WRITING ? writeOn(_server._sources.published.current()) : answer();
+}
+
+// --- Streams ------------------------------------------------------------------------------------
 
 void HttpConnection::pictureChanged(const std::shared_ptr<const picture::Picture>& picture) {
-    if (!_stream || _events || _finishing) return;
-    if (_stream->knows == picture->revision && _toldOfFeed == summaryOf(picture->feed)) return;
-    sendPicture(picture);
-    writeChunk();
+    if (_waiting != FOR_NOTHING || _finishing || !_writer.isNews(*picture)) return;
+    sendNews(picture);
+}
+
+void HttpConnection::sendNews(const std::shared_ptr<const picture::Picture>& picture) {
+    _lastTick = _server.now();
+    _writer.tellNews();
+    writeOn(picture);
 }
 
 // --- Room for each address ----------------------------------------------------------------------
@@ -322,37 +271,45 @@ void HttpConnection::stopCounting() {
 // --- Time and ends ------------------------------------------------------------------------------
 
 void HttpConnection::watch(Clock::time_point now) {
-    static const auto kComment = std::make_shared<const std::string>(": still here\n\n");
-    const bool waits = _stream && !_events;
-    if (!waits && now >= _deadline) {
-        if (_stream) _server._metrics.streamStoodStill();
-        return close();
+    if (_state != WRITING) {
+        if (_waiting != FOR_TURN && now >= _deadline) close();
+        return;
     }
-    if (!waits || _finishing) return;
+    if (_waiting == FOR_CLIENT) return watchProgress(now);
+    if (_waiting == FOR_NOTHING && !_finishing) keepAlive(now);
+}
+
+void HttpConnection::watchProgress(Clock::time_point now) {
+    const Progress::Verdict verdict = _progress.look(now, _writer.bytesLeft(), _server._limits);
+    if (verdict == Progress::TAKES) return;
+    if (_isStream)
+        verdict == Progress::TOO_SLOW ? _server._metrics.streamTooSlow() : _server._metrics.streamStoodStill();
+    close();
+}
+
+/// A stream where nothing happens shows that it lives.
+void HttpConnection::keepAlive(Clock::time_point now) {
+    static const auto kComment = std::make_shared<const std::string>(chunkOf(": still here\n\n"));
     if (now - _lastComment >= _server._limits.comment) {
         _lastComment = now;
-        sendEvents(kComment);
-        writeChunk();
+        _writer.addToStream(kComment);
+        writeOn(_server._sources.published.current());
     } else if (now - _lastTick >= _server._limits.tick) {
         // With what is new, if anything is: a tick names the revision that the reader knows.
-        sendPicture(_server._published.current());
-        writeChunk();
+        sendNews(_server._sources.published.current());
     }
 }
 
 void HttpConnection::finish() {
-    static constexpr std::string_view kLastChunk = "0\r\n\r\n";
     _finishing = true;
-    if (_state == READING || _state == WRITING || _events) return;  // comes back here when that is done
-    if (_state == STREAMING && _inChunks) {
-        _state = WRITING;  // the last chunk waits for room like any other
-        asio::async_write(_socket, asio::buffer(kLastChunk),
-                          [self = shared_from_this()](error_code, std::size_t) { self->close(); });
-        return;
+    if (_isStream && _writer.streams() && _waiting == FOR_NOTHING) {
+        _writer.endStream();
+        return writeOn(_server._sources.published.current());
     }
+    if (_state != WAITING) return;  // comes back here when that is done
     error_code ignored;
     _socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    if (_state == STREAMING || _server._stopping) return close();
+    if (_server._stopping) return close();
     // Closing on what a client still sends would take the answer from it.
     expectWithin(_server._limits.hearOut);
     listenForEnd();
@@ -363,7 +320,6 @@ void HttpConnection::close() {
     error_code ignored;
     _socket.close(ignored);
     stopCounting();
-    if (_stream) _server._metrics.streamEnded();
     _server.closed(*this);
 }
 

@@ -5,17 +5,17 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/serializer.hpp>
-#include <boost/beast/http/span_body.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "service/AnswerWriter.h"
 #include "service/HttpMessages.h"
 #include "service/HttpServer.h"
 #include "service/Problem.h"
+#include "service/Progress.h"
 
 namespace pis::service {
 
@@ -34,8 +34,11 @@ public:
     void refuse(const Problem& problem);
 
     /// Sends a stream's reader what is new, be it the state of the link alone, unless it is still busy with
-    /// what came before.
+    /// what came before. The server calls it for streams alone.
     void pictureChanged(const std::shared_ptr<const picture::Picture>& picture);
+
+    /// It is this connection's turn to have a text made.
+    void takeTurn();
 
     /// Looks after time limits, comments and ticks; called some times a second.
     void watch(Clock::time_point now);
@@ -53,22 +56,25 @@ public:
     bool isRefused() const { return _isRefused; }
 
 private:
+    friend class HttpServer;
+
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
-    using Response = boost::beast::http::response<boost::beast::http::span_body<const char>>;
-    using Serializer = boost::beast::http::response_serializer<boost::beast::http::span_body<const char>>;
 
     void await();
     void read();
     void askForBody();
     void readBody();
     void onRead(boost::system::error_code error);
-    void send(const HttpAnswer& answer, bool keepAlive, bool bodyToo);
-    void writeOn();
-    void beginStream(const HttpAnswer& answer);
+    void answer();
+    void send(const HttpAnswer& answer, AnswerWriter::Manner manner);
     void listenForEnd();
-    void sendPicture(const std::shared_ptr<const picture::Picture>& picture);
-    void sendEvents(std::shared_ptr<const std::string> events);
-    void writeChunk();
+    void beginStream();
+    void writeOn(const std::shared_ptr<const picture::Picture>& picture);
+    void writeLater();
+    void answered();
+    void sendNews(const std::shared_ptr<const picture::Picture>& picture);
+    void watchProgress(Clock::time_point now);
+    void keepAlive(Clock::time_point now);
     void stopCounting();
     void expectWithin(std::chrono::seconds time) { _deadline = Clock::now() + time; }
 
@@ -79,25 +85,23 @@ private:
     boost::beast::flat_buffer _buffer;
     std::optional<Parser> _parser;
     Clock::time_point _deadline;
-    enum State { WAITING, READING, WRITING, STREAMING } _state = WAITING;
+    enum State { WAITING, READING, WRITING } _state = WAITING;
     bool _finishing = false;
     bool _isRefused = false;
 
     // An answer under way.
-    std::shared_ptr<const std::string> _body;
-    std::optional<Response> _response;
-    std::optional<Serializer> _serializer;
+    AnswerWriter _writer;
     bool _keepAlive = false;
-
-    // A stream.
-    std::optional<HttpAnswer::Stream> _stream;
-    unsigned _toldOfFeed = 0;
-    bool _inChunks = true;                       // not for a reader who speaks HTTP/1.0
-    std::shared_ptr<const std::string> _events;  // being sent; null while the reader waits
-    std::string _chunkHead;
-    std::size_t _sent = 0;  // bytes of the chunk
-    Clock::time_point _lastComment;
-    Clock::time_point _lastTick;
+    bool _isStream = false;
+    std::size_t _placeAmongStreams = 0;  // of the server
+    Progress _progress;
+    enum Waiting {
+        FOR_NOTHING,  ///< A stream's reader has all there is.
+        FOR_CLIENT,   ///< To take in what was sent, or for others on the loop.
+        FOR_TURN      ///< To have a text made; the client need not take anything meanwhile.
+    } _waiting = FOR_NOTHING;
+    Clock::time_point _lastComment;  // of a stream
+    Clock::time_point _lastTick;     // of a stream
 };
 
 }  // namespace pis::service

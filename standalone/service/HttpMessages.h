@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "service/ChangeFilter.h"
+#include "service/RowDocument.h"
+#include "service/TextAccount.h"
 
 namespace pis::service {
 
@@ -23,6 +25,7 @@ struct HttpRequest {
     std::string fetchSite;  ///< `Sec-Fetch-Site`, which pages cannot set.
     std::string ifNoneMatch;
     std::string acceptEncoding;
+    bool takesChunks = true;  ///< Not where the client speaks HTTP/1.0.
     std::string lastEventId;
     bool fromLoopback = false;  ///< And not handed on by a proxy.
 };
@@ -32,10 +35,11 @@ struct HttpAnswer {
     int status = 200;
     std::string route;  ///< The path as the API describes it, for the metrics: "/api/v1/lines/{id}".
     std::string type = "application/json";
-    std::shared_ptr<const std::string> body;  ///< Null for none.
-    std::string etag;                         ///< With its quotes; empty for none.
-    bool gzip = false;                        ///< The body is compressed.
-    bool varies = false;                      ///< It would be another one without Accept-Encoding.
+    SharedText body;                              ///< Null for none.
+    std::shared_ptr<const RowDocument> document;  ///< In place of a body; compressed, it goes out in chunks.
+    std::string etag;                             ///< With its quotes; empty for none.
+    bool gzip = false;                            ///< The body is compressed.
+    bool varies = false;                          ///< It would be another one without Accept-Encoding.
     std::string cacheControl = "no-cache";
     std::vector<std::pair<std::string, std::string>> headers;
 

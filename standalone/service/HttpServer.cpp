@@ -1,6 +1,7 @@
 #include "service/HttpServer.h"
 
 #include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
 #include <stdexcept>
 #include <vector>
 
@@ -20,13 +21,11 @@ constexpr std::chrono::milliseconds kPauseAfterFault{100};
 
 }  // namespace
 
-HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
-                       const picture::PublishedPicture& published, ServiceMetrics& metrics, TrustedProxies proxies)
+HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Sources sources, ServiceMetrics& metrics,
+                       TrustedProxies proxies)
     : _context(context),
       _limits(limits),
-      _api(api),
-      _changes(changes),
-      _published(published),
+      _sources(sources),
       _metrics(metrics),
       _proxies(std::move(proxies)),
       _acceptor(context),
@@ -115,25 +114,73 @@ void HttpServer::release(const asio::ip::address& client) {
 }
 
 void HttpServer::closed(HttpConnection& connection) {
+    textsMayHaveGone();
+    if (connection._isStream) streamEnded(connection);
     _connections.erase(connection.shared_from_this());
     if (connection.isRefused()) return;
     _metrics.connections(--_admitted);
 }
 
-void HttpServer::pictureChanged() {
-    const std::shared_ptr<const picture::Picture> picture = _published.current();
-    const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
-    for (const auto& connection : all) connection->pictureChanged(picture);
+void HttpServer::streamBegan(HttpConnection& connection) {
+    connection._placeAmongStreams = _streams.size();
+    _streams.push_back(&connection);
+    _metrics.streamBegan();
 }
+
+void HttpServer::streamEnded(HttpConnection& connection) {
+    _streams[connection._placeAmongStreams] = _streams.back();
+    _streams.back()->_placeAmongStreams = connection._placeAmongStreams;
+    _streams.pop_back();
+    _metrics.streamEnded();
+}
+
+/// From the last to the first: whoever leaves meanwhile is replaced by one that has been told already.
+void HttpServer::pictureChanged() {
+    _now = std::chrono::steady_clock::now();
+    const std::shared_ptr<const picture::Picture> picture = _sources.published.current();
+    for (std::size_t left = _streams.size(); left > 0; --left) _streams[left - 1]->pictureChanged(picture);
+    giveTurns();
+}
+
+// --- Turns --------------------------------------------------------------------------------------
+
+void HttpServer::awaitTurn(HttpConnection& connection) {
+    _awaitTurn.push_back(connection.weak_from_this());
+    _metrics.waiting(_awaitTurn.size());
+}
+
+/// Who has waited longest comes first, as long as there is room for new texts.
+void HttpServer::giveTurns() {
+    for (std::size_t turns = _awaitTurn.size(); turns > 0 && _sources.account.hasRoom(); --turns) {
+        const std::shared_ptr<HttpConnection> first = _awaitTurn.front().lock();
+        _awaitTurn.pop_front();
+        if (first != nullptr) first->takeTurn();
+    }
+    _metrics.waiting(_awaitTurn.size());
+    _metrics.inFlight(_sources.account.bytes());
+}
+
+/// Somebody has taken in what it was sent.
+void HttpServer::textsMayHaveGone() {
+    if (_awaitTurn.empty() || _turnsAreNear || !_sources.account.hasRoom()) return;
+    _turnsAreNear = true;
+    asio::post(_context, [this] {
+        _turnsAreNear = false;
+        giveTurns();
+    });
+}
+
+// --- Time ---------------------------------------------------------------------------------------
 
 void HttpServer::watch() {
     _timer.expires_after(kWatchEvery);
     _timer.async_wait([this](error_code error) {
         if (error) return;
-        const auto now = std::chrono::steady_clock::now();
+        _now = std::chrono::steady_clock::now();
         const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
-        const bool giveUp = _stopping && now >= _giveUp;
-        for (const auto& connection : all) giveUp ? connection->close() : connection->watch(now);
+        const bool giveUp = _stopping && _now >= _giveUp;
+        for (const auto& connection : all) giveUp ? connection->close() : connection->watch(_now);
+        giveTurns();
         if (!_stopping || !_connections.empty()) watch();
     });
 }

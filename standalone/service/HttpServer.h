@@ -8,16 +8,19 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
+#include "service/AnswerWriter.h"
 #include "service/Api.h"
-#include "service/ChangeStream.h"
 #include "service/HttpLimits.h"
 #include "service/Problem.h"
 #include "service/ServiceMetrics.h"
+#include "service/TextAccount.h"
 #include "service/TrustedProxies.h"
 
 namespace pis::service {
@@ -26,8 +29,16 @@ class HttpConnection;
 
 class HttpServer {
 public:
-    HttpServer(boost::asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
-               const picture::PublishedPicture& published, ServiceMetrics& metrics, TrustedProxies proxies = {});
+    /// What the server hands out, all of which outlives it.
+    struct Sources {
+        Api& api;
+        AnswerWriter::Sources texts;
+        const TextAccount& account;
+        const picture::PublishedPicture& published;
+    };
+
+    HttpServer(boost::asio::io_context& context, HttpLimits limits, Sources sources, ServiceMetrics& metrics,
+               TrustedProxies proxies = {});
     ~HttpServer();
 
     /// Listens; port 0 takes a free one.
@@ -47,24 +58,34 @@ public:
 private:
     friend class HttpConnection;
 
+    /// The time, as of the latest look at the clock: some times a second and at each picture.
+    std::chrono::steady_clock::time_point now() const { return _now; }
+
     void accept();
     void accepted(boost::asio::ip::tcp::socket socket);
     void closed(HttpConnection& connection);
+    void streamBegan(HttpConnection& connection);
+    void streamEnded(HttpConnection& connection);
+    void awaitTurn(HttpConnection& connection);
+    void giveTurns();
+    void textsMayHaveGone();
     bool admit(const boost::asio::ip::address& client);
     void release(const boost::asio::ip::address& client);
     void watch();
 
     boost::asio::io_context& _context;
     const HttpLimits _limits;
-    Api& _api;
-    ChangeStream& _changes;
-    const picture::PublishedPicture& _published;
+    const Sources _sources;
     ServiceMetrics& _metrics;
     const TrustedProxies _proxies;
     boost::asio::ip::tcp::acceptor _acceptor;
     boost::asio::steady_timer _timer;
     boost::asio::steady_timer _pause;  // after accepting failed
     std::unordered_set<std::shared_ptr<HttpConnection>> _connections;
+    std::vector<HttpConnection*> _streams;  // of _connections; each knows its place here
+    std::deque<std::weak_ptr<HttpConnection>> _awaitTurn;
+    bool _turnsAreNear = false;
+    std::chrono::steady_clock::time_point _now = std::chrono::steady_clock::now();
     // Without those that only hear why there is no room.
     std::size_t _admitted = 0;
     std::map<boost::asio::ip::address, std::size_t> _perAddress;

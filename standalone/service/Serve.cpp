@@ -99,15 +99,18 @@ public:
         : _address(listenAddressOf(options.listen)),
           _clock(options.clock),
           _tokens(std::chrono::system_clock::now()),
+          _account(options.limits.bytesInFlight),
           _report(_tokens, _clock, options.staleAfter),
           _feeding(gPassengerInformationServer, makeLink(linkOf(options)), _published, {options.maxElements}),
           _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); },
-                [this] { return _feeding.counts(); }, wallTime},
+                [this] { return _feeding.counts(); }, wallTime, _account},
                {hostsOf(options, _address), options.openMetrics}),
-          _changes(_tokens, [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
+          _changes(_tokens, _account, _documents,
+                   [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
           _stop(_context, dup(base::Interrupt::stopSignal().descriptor())),
           _hangUps(_context, SIGHUP) {
-        _server.emplace(_context, options.limits, _api, _changes, _published, _metrics,
+        _server.emplace(_context, options.limits,
+                        HttpServer::Sources{_api, {_changes, _documents}, _account, _published}, _metrics,
                         TrustedProxies(options.trustedProxies));
     }
 
@@ -195,6 +198,8 @@ private:
     const base::HostAndPort _address;
     const picture::ServiceClock _clock;
     const RevisionTokens _tokens;
+    TextAccount _account;
+    DocumentTexts _documents{_account};
     const FeedReport _report;
     ServiceMetrics _metrics;
     asio::io_context _context{1};

@@ -152,6 +152,13 @@ std::string ServiceMetrics::text(const Sources& sources, base::WallTime now) con
     families.counter("changes_coalesced_total", "Changes that a reader did not see one by one.", number(_coalesced));
     families.counter("changes_stood_still_total", "Readers of changes closed because they took nothing.",
                      number(_stoodStill));
+    families.counter("changes_too_slow_total", "Readers of changes closed because they took too little.",
+                     number(_tooSlow));
+    families.counter("changes_left_behind_total",
+                     "Readers closed because what came after the picture that they were given is not kept any more.",
+                     number(_leftBehind));
+    families.gauge("http_bytes_in_flight", "Bytes of texts for clients, each text once.", number(_bytesInFlight));
+    families.gauge("http_waiting_for_room", "Clients that wait until others have taken theirs.", number(_waiting));
     auto& answers = families.begin("http_answers_total", "Answers by route and status.", MetricType::Counter);
     for (const auto& [which, count] : _answers) {
         Families::addCounter(answers, {{"route", which.first}, {"status", std::to_string(which.second)}},

@@ -25,6 +25,10 @@ public:
     void streamBegan() { ++_readers; }
     void streamEnded() { --_readers; }
     void streamStoodStill() { ++_stoodStill; }
+    void streamTooSlow() { ++_tooSlow; }
+    void leftBehind() { ++_leftBehind; }
+    void waiting(std::size_t now) { _waiting = now; }
+    void inFlight(std::size_t bytes) { _bytesInFlight = bytes; }
     void coalesced(std::size_t changes) { _coalesced += changes; }
 
     /// Where the figures come from that are not counted here.
@@ -43,7 +47,11 @@ private:
     std::uint64_t _refused = 0;
     std::uint64_t _readers = 0;
     std::uint64_t _stoodStill = 0;
+    std::uint64_t _tooSlow = 0;
+    std::uint64_t _leftBehind = 0;
     std::uint64_t _coalesced = 0;
+    std::size_t _waiting = 0;
+    std::size_t _bytesInFlight = 0;
 };
 
 }  // namespace pis::service

@@ -73,7 +73,10 @@ TEST(PersistentMap, VisitsFromAKeyOn) {
     for (int key = 0; key < 1000; key += 2) map.set(key, text("even"));
     const auto keysFrom = [&map](int from) {
         std::vector<int> keys;
-        map.forEachFrom(from, [&keys](int key, const auto&) { keys.push_back(key); });
+        map.forEachFrom(from, [&keys](int key, const auto&) {
+            keys.push_back(key);
+            return true;
+        });
         return keys;
     };
     EXPECT_EQ(keysFrom(-5).size(), 500U);
@@ -81,6 +84,13 @@ TEST(PersistentMap, VisitsFromAKeyOn) {
     EXPECT_EQ(keysFrom(995), (std::vector<int>{996, 998}));
     EXPECT_EQ(keysFrom(999), std::vector<int>{});
     for (int from = 0; from < 999; ++from) ASSERT_EQ(keysFrom(from).front(), (from + 1) / 2 * 2);
+
+    std::vector<int> firstThree;
+    map.forEachFrom(499, [&firstThree](int key, const auto&) {
+        firstThree.push_back(key);
+        return firstThree.size() < 3;
+    });
+    EXPECT_EQ(firstThree, (std::vector<int>{500, 502, 504}));
 }
 
 TEST(PersistentMap, ACopyTakenAfterFreezeNeverChanges) {

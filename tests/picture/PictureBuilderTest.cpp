@@ -15,8 +15,8 @@ using namespace SignallingCodes;
 using Names = std::vector<std::string>;
 
 /// The changes after a revision, "lines 7" or "lines 7 gone" each.
-Names changesSince(const Picture& picture, Revision revision) {
-    const auto changes = picture.changesSince(revision);
+Names changesSince(const Picture& picture, Revision revision, int station = ChangeLog::kEveryStation) {
+    const auto changes = picture.changesSince(revision, station);
     if (!changes) return {"too long ago"};
     Names names;
     for (const Change& change : changes->latest) {
@@ -361,50 +361,40 @@ TEST_F(BuilderTest, IndexesFollowTheRecords) {
     EXPECT_TRUE(picture->stopsOfService.empty());
 }
 
-TEST_F(BuilderTest, SaysWhenRecordsLastCameToBelongToOtherStations) {
+TEST_F(BuilderTest, StationsAreToldWhatComesToBelongToThemAndWhatGoes) {
     PlatformInfo platform(9);
     platform.setStationId(5);
     Service service(12);
     service.setTripId(3);
-    Revision last = 0;
-    const auto moves = [this, &last] {
+    const auto told = [this](int station) {
         publish();
-        EXPECT_GT(picture->revision, last) << "something changed";
-        last = picture->revision;
-        return picture->membershipRevision == last;
+        return changesSince(*picture, picture->revision - 1, station);
     };
     update(platform);
-    EXPECT_TRUE(moves()) << "what calls at the platform belongs to its station now";
+    EXPECT_EQ(told(5), Names{"platforms 9"});
     platform.setStateText("boarding");
     update(platform);
-    EXPECT_FALSE(moves());
+    EXPECT_EQ(told(5), Names{"platforms 9"});
+    update(service);
+    EXPECT_EQ(told(5), Names{});
+    tripStop(31, {"3", "9"});
+    EXPECT_EQ(told(5), (Names{"trip_stops 31", "services 12"})) << "the service has not changed, but calls there";
+    serviceStop(88, {"12", "31"});
+    EXPECT_EQ(told(5), Names{"service_stops 88"});
     platform.setStationId(6);
     update(platform);
-    EXPECT_TRUE(moves());
-    tripStop(31, {"3", "9"});
-    EXPECT_TRUE(moves());
-    tripStop(31, {"3", "9", "Y", "0", "60"});
-    EXPECT_FALSE(moves());
-    tripStop(31, {"4", "9"});
-    EXPECT_TRUE(moves());
-    tripStop(31, {"4", "10"});
-    EXPECT_TRUE(moves());
-    update(service);
-    serviceStop(88, {"12", "31"});
-    EXPECT_FALSE(moves()) << "what comes is told of as it stands";
+    EXPECT_EQ(told(6), (Names{"platforms 9", "trip_stops 31", "services 12", "service_stops 88"}));
+    EXPECT_EQ(changesSince(*picture, picture->revision - 1, 5),
+              (Names{"platforms 9 gone", "trip_stops 31 gone", "services 12 gone", "service_stops 88 gone"}));
+    serviceStop(88, {"12", "32"});
+    EXPECT_EQ(told(6), Names{"service_stops 88 gone"});
     service.setTripId(4);
     update(service);
-    EXPECT_TRUE(moves());
-    serviceStop(88, {"12", "31", "25200"});
-    EXPECT_FALSE(moves());
-    serviceStop(88, {"12", "32", "25200"});
-    EXPECT_TRUE(moves());
-    builder.acceptDeletion(SERVICE_STOP, 88);
-    EXPECT_FALSE(moves());
-    builder.acceptDeletion(TRIP_STOP, 31);
-    EXPECT_TRUE(moves());
+    EXPECT_EQ(told(6), Names{"services 12 gone"});
+    tripStop(31, {"4", "9"});
+    EXPECT_EQ(told(6), (Names{"trip_stops 31", "services 12"}));
     builder.accept({PLATFORM_DELETED, 9, platform});
-    EXPECT_TRUE(moves());
+    EXPECT_EQ(told(6), (Names{"platforms 9 gone", "trip_stops 31 gone", "services 12 gone"}));
 }
 
 // --- Changes since ------------------------------------------------------------------------------
@@ -440,8 +430,7 @@ TEST_F(BuilderTest, TheLogKeepsTheLatestRevisions) {
         line(2, std::to_string(revision));
         publish();
     }
-    EXPECT_EQ(picture->logReachesBackTo, 6U) << "four revisions of two changes each";
-    EXPECT_EQ(picture->log.size(), 4U);
+    EXPECT_EQ(picture->log.reachesBackTo(), 6U) << "four revisions of two changes each";
     EXPECT_EQ(changesSince(*picture, 5), Names{"too long ago"});
     EXPECT_EQ(changesSince(*picture, 6), (Names{"lines 1", "lines 2"}));
     EXPECT_EQ(picture->changesSince(6)->coalesced, 6U);
@@ -452,13 +441,52 @@ TEST_F(BuilderTest, ARevisionLargerThanTheLogIsNotKept) {
     publish();
     for (int id = 1; id <= 9; ++id) line(id, "a");
     publish();
-    EXPECT_EQ(picture->logReachesBackTo, 2U);
-    EXPECT_TRUE(picture->log.empty());
+    EXPECT_EQ(picture->log.reachesBackTo(), 2U);
     EXPECT_EQ(changesSince(*picture, 1), Names{"too long ago"});
     EXPECT_EQ(changesSince(*picture, 2), Names{});
     line(1, "b");
     publish();
     EXPECT_EQ(changesSince(*picture, 2), Names{"lines 1"});
+}
+
+TEST_F(BuilderTest, TheLogIsBoundedInBytes) {
+    constexpr std::size_t kBytes = 100000;
+    PictureBuilder small(
+        published, [] { return base::WallTime(); }, PictureBuilder::kLoggedChanges, kBytes);
+    Line renamed(1);
+    for (int i = 0; i < 50; ++i) {
+        renamed.setName(std::string(10000, static_cast<char>('a' + i % 26)));
+        small.accept({LINE_UPDATED, 1, renamed});
+        small.publish();
+    }
+    picture = published.current();
+    EXPECT_EQ(picture->revision, 50U);
+    EXPECT_GE(picture->log.reachesBackTo(), 50 - kBytes / 10000);
+    EXPECT_LT(picture->log.reachesBackTo(), 50U) << "some of it is kept";
+    EXPECT_EQ(changesSince(*picture, picture->log.reachesBackTo()), Names{"lines 1"});
+}
+
+TEST_F(BuilderTest, LargeRevisionsComeInParts) {
+    PictureBuilder large(published, [] { return base::WallTime(); });
+    for (int id = 1; id <= 600; ++id) large.accept({LINE_UPDATED, id, Line(id)});
+    large.publish();
+    picture = published.current();
+    std::vector<LogPlace> places;
+    std::size_t changes = 0;
+    picture->log.forEachAfter(ChangeLog::kEveryStation, {},
+                              [&](const LogPlace& place, const std::vector<Change>& part) {
+                                  places.push_back(place);
+                                  changes += part.size();
+                                  return true;
+                              });
+    EXPECT_EQ(changes, 600U);
+    EXPECT_EQ(places, (std::vector<LogPlace>{{0, 1}, {0, 2}, {0, 3}}));
+    int left = 0;
+    picture->log.forEachAfter(ChangeLog::kEveryStation, {0, 2}, [&left](const LogPlace&, const std::vector<Change>&) {
+        ++left;
+        return true;
+    });
+    EXPECT_EQ(left, 1);
 }
 
 TEST(PublishedPicture, TellsItsListenerAfterEachPublication) {

@@ -6,7 +6,6 @@
 #include "PictureTest.h"
 #include "service/Api.h"
 #include "service/BodyCache.h"
-#include "service/ChangeStream.h"
 #include "service/Problem.h"
 #include "service/RequestTarget.h"
 #include "service/RevisionToken.h"
@@ -85,7 +84,8 @@ TEST(RevisionTokens, OthersAreNone) {
 // --- Bodies ---
 
 TEST(BodyCache, MakesABodyOnceWhileNothingChanges) {
-    BodyCache cache;
+    TextAccount account(100000);
+    BodyCache cache(account);
     int made = 0;
     const auto make = [&made] { return "body " + std::to_string(++made); };
     EXPECT_EQ("body 1", *cache.get("/a", 1, "tag", make)->plain);
@@ -95,7 +95,8 @@ TEST(BodyCache, MakesABodyOnceWhileNothingChanges) {
 }
 
 TEST(BodyCache, TagsByTheContentsWhereNoneIsGiven) {
-    BodyCache cache;
+    TextAccount account(100000);
+    BodyCache cache(account);
     const auto tagOf = [&cache](std::uint64_t validity, const std::string& body) {
         return cache.get("/a", validity, "", [&] { return body; })->tag;
     };
@@ -128,7 +129,8 @@ protected:
         return made == before;
     }
 
-    BodyCache cache{10000};
+    TextAccount account{100000};
+    BodyCache cache{account, 10000};
     int made = 0;
 };
 
@@ -199,7 +201,8 @@ TEST_F(FullBodyCache, WhatIsTooLargeDrivesNobodyOut) {
 }
 
 TEST(BodyCache, AnEmptyRoomIsNoHindrance) {
-    BodyCache cache(0);
+    TextAccount account(100000);
+    BodyCache cache(account, 0);
     EXPECT_EQ("body", *cache.get("/a", 1, "tag", [] { return std::string("body"); })->plain);
     EXPECT_EQ(0U, cache.bytes());
 }
@@ -226,70 +229,6 @@ TEST(Problem, EveryStatusHasItsPhrase) {
     }
 }
 
-// --- Changes ---
-
-class ChangeStreamTest : public picture::PictureTest {
-protected:
-    std::string events(const ChangeFilter& filter, std::optional<picture::Revision> knows) {
-        return *stream.piece(published.current(), filter, knows).events;
-    }
-    static bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-    RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
-    int ticks = 0;
-    ChangeStream::Clock::time_point now{};
-    ChangeStream stream{tokens, [this](const picture::Picture&) { return "tick " + std::to_string(++ticks); },
-                        [this] { return now; }};
-};
-
-TEST_F(ChangeStreamTest, AResetForWhoKnowsNothing) {
-    line(1, "North");
-    publish();
-    const std::string text = events({}, std::nullopt);
-    EXPECT_EQ(0U, text.find("event: reset\nid: " + tokens.of(1) + "\ndata: {"));
-    EXPECT_TRUE(holds(text, "\n\nevent: revision\nid: " + tokens.of(1) + "\ndata: tick 1\n\n"));
-}
-
-TEST_F(ChangeStreamTest, ChangesForWhoKnowsAnEarlierRevision) {
-    line(1, "North");
-    publish();
-    line(2, "South");
-    publish();
-    line(2, "South East");
-    deleteLine(1);
-    publish();
-    const std::string text = events({}, 1);
-    EXPECT_FALSE(holds(text, "reset"));
-    EXPECT_TRUE(holds(text, "event: update\ndata: " + json(records::Table::LINES, 2) + "\n\n"));
-    EXPECT_TRUE(holds(text, "event: remove\ndata: {\"table\":\"lines\",\"id\":1}\n\n"));
-    EXPECT_EQ(1U, stream.piece(published.current(), {}, 1).coalesced);
-}
-
-TEST_F(ChangeStreamTest, AResetForWhoKnowsTooLittle) {
-    picture::PictureBuilder small(
-        published, [] { return base::WallTime(); }, 2);
-    for (int i = 1; i <= 4; ++i) {
-        small.accept({SignallingCodes::LINE_UPDATED, i, Line(i)});
-        small.publish();
-    }
-    EXPECT_EQ(0U, events({}, 1).find("event: reset\n"));
-    EXPECT_EQ(0U, events({}, 2).find("event: update\n"));
-}
-
-TEST_F(ChangeStreamTest, ReadersThatStandAlikeShareAPieceForAMoment) {
-    line(1, "North");
-    publish();
-    const auto first = stream.piece(published.current(), {}, std::nullopt).events;
-    EXPECT_EQ(first, stream.piece(published.current(), {}, std::nullopt).events);
-    now += ChangeStream::kFresh;
-    const auto later = stream.piece(published.current(), {}, std::nullopt).events;
-    EXPECT_NE(first, later) << "clock and silence are told as they are";
-    EXPECT_TRUE(holds(*later, "tick 2"));
-    line(2, "South");
-    publish();
-    EXPECT_NE(later, stream.piece(published.current(), {}, std::nullopt).events);
-}
-
 // --- Answers ---
 
 class ApiTest : public picture::PictureTest {
@@ -305,8 +244,9 @@ protected:
     picture::ServiceClock clock{picture::ClockOptions{}};
     RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     FeedReport report{tokens, clock, 90};
+    TextAccount account{100000};
     Api api{{published, clock, report, tokens, [] { return std::string("metrics"); },
-             [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
+             [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }, account},
             {{"localhost"}, false}};
 };
 
@@ -328,7 +268,7 @@ TEST_F(ApiTest, ARevisionThatIsTooLongAgoIsGone) {
 
 TEST_F(ApiTest, WhatFailsInsideIsAProblemToo) {
     Api failing({published, clock, report, tokens, []() -> std::string { throw std::runtime_error("broken"); },
-                 [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
+                 [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }, account},
                 {{"localhost"}, true});
     HttpRequest request;
     request.method = "GET";

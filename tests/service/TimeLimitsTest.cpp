@@ -38,15 +38,26 @@ protected:
     /// Limits that no test waits for, but for those that it sets.
     static HttpLimits patient() {
         HttpLimits limits;
-        limits.request = limits.idle = limits.progress = limits.comment = limits.tick = limits.hearOut =
-            limits.lastWords = std::chrono::seconds(600);
+        limits.request = limits.idle = limits.progress = limits.rateOver = limits.comment = limits.tick =
+            limits.hearOut = limits.lastWords = std::chrono::seconds(600);
         return limits;
     }
 
     void serve(const HttpLimits& limits) {
         builder.feed().ready = true;
         publish();
-        server.emplace(context, limits, api, changes, published, metrics);
+        account.emplace(limits.bytesInFlight);
+        documents.emplace(*account);
+        changes.emplace(tokens, *account, *documents,
+                        [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); });
+        api.emplace(Api::Surroundings{published, clock, report, tokens,
+                                      [this] {
+                                          return metrics.text({feeding, observer, published, report}, base::WallTime());
+                                      },
+                                      [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }, *account},
+                    ApiOptions{{"localhost"}, false});
+        server.emplace(context, limits, HttpServer::Sources{*api, {*changes, *documents}, *account, published},
+                       metrics);
         port = server->listen("127.0.0.1", 0);
         published.setListener([this] { boost::asio::post(context, [this] { server->pictureChanged(); }); });
         thread = std::thread([this] { context.run(); });
@@ -56,13 +67,10 @@ protected:
     picture::ServiceClock clock{picture::ClockOptions{}};
     RevisionTokens tokens{base::WallTime(std::chrono::seconds(1700000000))};
     FeedReport report{tokens, clock, 90};
-    Api api{{published, clock, report, tokens,
-             [this] {
-                 return metrics.text({feeding, observer, published, report}, base::WallTime());
-             },
-             [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
-            {{"localhost"}, false}};
-    ChangeStream changes{tokens, [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); }};
+    std::optional<TextAccount> account;
+    std::optional<DocumentTexts> documents;
+    std::optional<ChangeStream> changes;
+    std::optional<Api> api;
     feeding::FeedingThread feeding{gPassengerInformationServer, makeLink({"file:/dev/null", 0, {}}),
                                    published};  // not started
     feeding::ServiceObserver observer;
@@ -125,6 +133,69 @@ TEST_F(TimeLimits, AReaderThatStandsStillIsClosedAndTheOthersAreNot) {
     update(station);
     builder.publish();
     reading.awaitRow("stations", 5);
+}
+
+/// Reads so many bytes, a little at a time. @return what had come before the end.
+std::size_t readSlowly(Connection& connection, std::size_t bytes, std::size_t atOnce) {
+    std::size_t read = 0;
+    for (std::string some; read < bytes; read += atOnce, some.clear()) {
+        if (!connection.take(atOnce, some)) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return read;
+}
+
+TEST_F(TimeLimits, WhoTakesLittleButAlwaysSomethingIsNotOneThatStandsStill) {
+    HttpLimits limits = patient();
+    limits.progress = std::chrono::seconds(2);
+    limits.sendBufferBytes = 262144;
+    for (int i = 1; i <= 20; ++i) line(i, std::string(100000, 'x'));
+    serve(limits);
+    Connection slow(port, 4096);
+    slow.send(requestText("GET", "/api/v1/changes"));
+    constexpr std::size_t kMuchLonger = 1024 * 250;  // than the two seconds, at this pace
+    EXPECT_EQ(kMuchLonger, readSlowly(slow, kMuchLonger, 1024));
+    EXPECT_NE(std::string::npos, service::get(port, "/metrics").body.find("\npis_changes_readers 1\n"));
+}
+
+TEST_F(TimeLimits, WhoTakesTooLittleIsClosed) {
+    HttpLimits limits = patient();
+    limits.rateOver = std::chrono::seconds(1);
+    limits.lowestRate = std::uint64_t{1} << 40;
+    limits.sendBufferBytes = 8192;
+    for (int i = 1; i <= 20; ++i) line(i, std::string(100000, 'x'));
+    serve(limits);
+    Connection slow(port, 4096);
+    slow.send(requestText("GET", "/api/v1/changes"));
+    patience::await("its end", [this] {
+        return service::get(port, "/metrics").body.find("\npis_changes_too_slow_total 1\n") != std::string::npos;
+    });
+}
+
+TEST_F(TimeLimits, BeyondTheBytesInFlightALateOneWaitsItsTurn) {
+    HttpLimits limits = patient();
+    limits.sendBufferBytes = 8192;
+    limits.bytesInFlight = 200000;
+    for (int i = 1; i <= 40; ++i) line(i, std::string(100000, 'x'));
+    serve(limits);
+    auto first = std::make_unique<EventStream>(port, "?tables=lines", "", 4096);
+    first->head();
+    patience::await("all that may be in flight", [this] {
+        return service::get(port, "/metrics").body.find("\npis_http_bytes_in_flight 2") != std::string::npos;
+    });
+    EventStream late(port, "?tables=vehicles");
+    patience::await("its waiting", [this] {
+        return service::get(port, "/metrics").body.find("\npis_http_waiting_for_room 1\n") != std::string::npos;
+    });
+    Connection other(port);
+    other.send(requestText("GET", "/api/v1/vehicles"));
+    patience::await("the other's waiting", [this] {
+        return service::get(port, "/metrics").body.find("\npis_http_waiting_for_room 2\n") != std::string::npos;
+    });
+    EXPECT_EQ(200, service::get(port, "/healthz").status);
+    first.reset();
+    EXPECT_EQ("reset", late.next().kind);
+    EXPECT_EQ(200, other.readHead().status);
 }
 
 TEST_F(TimeLimits, AQuietStreamShowsThatItLives) {
