@@ -7,7 +7,6 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
 #include <ctime>
 #include <sstream>
@@ -47,56 +46,6 @@ void addHeaders(Message& message, const HttpAnswer& answer) {
     for (const auto& [name, value] : answer.headers) message.set(name, value);
 }
 
-std::string valueOf(const http::request<http::string_body>& request, http::field name) {
-    const auto found = request.find(name);
-    return found == request.end() ? std::string() : std::string(found->value());
-}
-
-std::optional<std::string> givenValueOf(const http::request<http::string_body>& request, http::field name) {
-    const auto found = request.find(name);
-    if (found == request.end()) return std::nullopt;
-    return std::string(found->value());
-}
-
-HttpRequest requestOf(const http::request<http::string_body>& message, const asio::ip::address& peer,
-                      bool peerIsTrusted) {
-    HttpRequest request;
-    request.method = std::string(message.method_string());
-    request.target = std::string(message.target());
-    if (message.count(http::field::host) == 1) request.host = valueOf(message, http::field::host);
-    // Browsers have long stopped to speak HTTP/1.0; proxies have not, and name the host that they ask.
-    const bool isOld = message.version() < kHttp11;
-    request.hostIsProxys = isOld || peerIsTrusted;
-    request.mayLackHost = isOld && message.count(http::field::host) == 0;
-    if (const auto host = peerIsTrusted ? forwardedHost(message) : std::nullopt) {
-        request.host = *host;
-        request.hostIsProxys = false;
-    }
-    request.origin = givenValueOf(message, http::field::origin);
-    request.fetchSite = std::string(message["Sec-Fetch-Site"]);
-    request.ifNoneMatch = valueOf(message, http::field::if_none_match);
-    request.acceptEncoding = valueOf(message, http::field::accept_encoding);
-    request.lastEventId = std::string(message["Last-Event-ID"]);
-    const bool handedOn = message.count(http::field::forwarded) > 0 || message.count("X-Forwarded-For") > 0;
-    request.fromLoopback = peer.is_loopback() && !peerIsTrusted && !isOld && !handedOn;
-    return request;
-}
-
-/// What a client is told whose request cannot be read; nothing where it just went away.
-std::optional<Problem> problemOf(error_code error, const HttpLimits& limits) {
-    if (error == http::error::header_limit) {
-        return Problem{431, "The header is longer than " + std::to_string(limits.headerBytes) + " bytes.", ""};
-    }
-    if (error == http::error::body_limit) {
-        return Problem{413, "The body is longer than " + std::to_string(limits.bodyBytes) + " bytes.", ""};
-    }
-    const bool notHttp = error.category() == make_error_code(http::error::bad_method).category();
-    if (notHttp && error != http::error::end_of_stream && error != http::error::partial_message) {
-        return Problem{400, "This is no HTTP request: " + error.message() + ".", ""};
-    }
-    return std::nullopt;
-}
-
 /// Differs where readers are to hear at once how the feed is, though no table changed.
 unsigned summaryOf(const feed::FeedStatus& feed) {
     return static_cast<unsigned>(feed.link) << 4U | (feed.ready ? 8U : 0U) | (feed.serverKnown ? 4U : 0U) |
@@ -106,10 +55,7 @@ unsigned summaryOf(const feed::FeedStatus& feed) {
 }  // namespace
 
 HttpConnection::HttpConnection(HttpServer& server, asio::ip::tcp::socket socket, asio::ip::address peer)
-    : _server(server),
-      _socket(std::move(socket)),
-      _peer(std::move(peer)),
-      _buffer(server._limits.headerBytes + server._limits.bodyBytes) {}
+    : _server(server), _socket(std::move(socket)), _peer(std::move(peer)), _reader(server._limits) {}
 
 void HttpConnection::start() {
     error_code ignored;
@@ -126,64 +72,75 @@ void HttpConnection::refuse(const Problem& problem) {
 
 // --- Requests -----------------------------------------------------------------------------------
 
-/// The first byte of a request begins its time.
 void HttpConnection::await() {
     _state = WAITING;
     expectWithin(_server._limits.idle);
-    if (_buffer.size() > 0) return read();  // sent along with the request before
+    read();
+}
+
+/// Reads on in what has come. The first byte of a request begins its time.
+void HttpConnection::read() {
+    try {
+        const RequestReader::Progress progress = _reader.readOn();
+        if (progress == RequestReader::NOTHING) return awaitFirstByte();
+        if (_state == WAITING) {
+            _state = READING;
+            expectWithin(_server._limits.request);
+        }
+        if (progress == RequestReader::HALFWAY) return readMore();
+        if (progress == RequestReader::WHOLE) return answer();
+        _received = requestOf(_reader.message(), _peer, _server._proxies);
+        _reader.waitsToBeAsked() ? askForBody() : read();
+    } catch (const Problem& problem) {
+        refuseRequest(problem);
+    }
+}
+
+/// Takes no memory as long as a client says nothing.
+void HttpConnection::awaitFirstByte() {
     _socket.async_wait(asio::ip::tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
         if (error) return self->close();
-        self->read();
+        self->readMore();
     });
 }
 
-void HttpConnection::read() {
-    _state = READING;
-    expectWithin(_server._limits.request);
-    _parser.emplace();
-    _parser->header_limit(static_cast<std::uint32_t>(_server._limits.headerBytes));
-    _parser->body_limit(_server._limits.bodyBytes);
-    http::async_read_header(_socket, _buffer, *_parser, [self = shared_from_this()](error_code error, std::size_t) {
-        if (error || self->_parser->is_done()) return self->onRead(error);
-        self->askForBody();
+void HttpConnection::readMore() {
+    _socket.async_read_some(_reader.room(), [self = shared_from_this()](error_code error, std::size_t bytes) {
+        if (error) return self->close();
+        self->_reader.came(bytes);
+        self->read();
     });
 }
 
 /// Some clients wait to be asked for the body that they have announced.
 void HttpConnection::askForBody() {
     static constexpr std::string_view kGoOn = "HTTP/1.1 100 Continue\r\n\r\n";
-    if (_buffer.size() > 0 || _parser->get().count(http::field::expect) == 0) return readBody();
     asio::async_write(_socket, asio::buffer(kGoOn), [self = shared_from_this()](error_code error, std::size_t) {
         if (error) return self->close();
-        self->readBody();
+        self->read();
     });
 }
 
-void HttpConnection::readBody() {
-    http::async_read(_socket, _buffer, *_parser,
-                     [self = shared_from_this()](error_code error, std::size_t) { self->onRead(error); });
-}
-
-void HttpConnection::onRead(error_code error) {
-    if (error) {
-        const std::optional<Problem> problem = problemOf(error, _server._limits);
-        if (!problem) return close();
-        const HttpAnswer answer = answerOf(*problem);
-        _server._metrics.answered("none", answer.status);
-        return send(answer, false, true);
-    }
-    const http::request<http::string_body> message = _parser->release();
-    const bool peerIsTrusted = _server._proxies.trust(_peer);
-    const HttpRequest request = requestOf(message, _peer, peerIsTrusted);
-    const bool hasRoom = !peerIsTrusted || countFor(_server._proxies.clientOf(_peer, message));
+void HttpConnection::answer() {
+    const ReceivedRequest received = std::move(_received);
+    const HttpRequest& request = received.request;
+    _reader.next();
+    const bool hasRoom = !_server._proxies.trust(_peer) || countFor(received.client);
     const HttpAnswer answer = hasRoom ? _server._api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
     _server._metrics.answered(answer.route, answer.status);
     const bool bodyToo = request.method != "HEAD";
     if (answer.stream && bodyToo) {
-        _inChunks = message.version() >= kHttp11;
+        _inChunks = !received.isOld;
         return beginStream(answer);
     }
-    send(answer, message.keep_alive() && !_finishing, bodyToo);
+    send(answer, received.keepAlive && !_finishing, bodyToo);
+}
+
+/// Nothing that comes behind what could not be read is a request.
+void HttpConnection::refuseRequest(const Problem& problem) {
+    const HttpAnswer answer = answerOf(problem);
+    _server._metrics.answered("none", answer.status);
+    send(answer, false, true);
 }
 
 // --- Answers ------------------------------------------------------------------------------------

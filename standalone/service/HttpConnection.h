@@ -3,11 +3,8 @@
 #define PIS_SERVICE_HTTPCONNECTION_H
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/span_body.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -16,6 +13,7 @@
 #include "service/HttpMessages.h"
 #include "service/HttpServer.h"
 #include "service/Problem.h"
+#include "service/RequestReading.h"
 
 namespace pis::service {
 
@@ -53,15 +51,16 @@ public:
     bool isRefused() const { return _isRefused; }
 
 private:
-    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
     using Response = boost::beast::http::response<boost::beast::http::span_body<const char>>;
     using Serializer = boost::beast::http::response_serializer<boost::beast::http::span_body<const char>>;
 
     void await();
     void read();
+    void awaitFirstByte();
+    void readMore();
     void askForBody();
-    void readBody();
-    void onRead(boost::system::error_code error);
+    void answer();
+    void refuseRequest(const Problem& problem);
     void send(const HttpAnswer& answer, bool keepAlive, bool bodyToo);
     void writeOn();
     void beginStream(const HttpAnswer& answer);
@@ -76,8 +75,8 @@ private:
     boost::asio::ip::tcp::socket _socket;
     boost::asio::ip::address _peer;
     std::optional<boost::asio::ip::address> _countedFor;
-    boost::beast::flat_buffer _buffer;
-    std::optional<Parser> _parser;
+    RequestReader _reader;
+    ReceivedRequest _received;
     Clock::time_point _deadline;
     enum State { WAITING, READING, WRITING, STREAMING } _state = WAITING;
     bool _finishing = false;
