@@ -4,7 +4,10 @@
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/field.hpp>
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
 #include <string>
+#include <utility>
 
 #include "base/Text.h"
 #include "service/Problem.h"
@@ -36,6 +39,26 @@ Problem problemOf(error_code error, const HttpLimits& limits) {
 
 std::string valueOf(const http::fields& fields, http::field name) {
     return std::string(fields[name]);
+}
+
+/// A header that says who asks. @throws Problem where it stands twice: one of them is somebody else's.
+std::optional<std::string> onlyValueOf(const http::fields& fields, const char* name) {
+    const std::size_t times = fields.count(name);
+    if (times > 1) throw Problem{400, "The request must bear one " + std::string(name) + " at most.", ""};
+    return times == 0 ? std::nullopt : std::make_optional(std::string(fields[name]));
+}
+
+/// Takes the host out of a target that is a whole address, "http://boards.example/board?station=1", and leaves a path
+/// with its query. Any other target stays as it is.
+void takeHost(HttpRequest& request) {
+    const auto address = boost::urls::parse_absolute_uri(request.target);
+    if (!address || !address->has_authority() || address->has_userinfo() || address->encoded_host().empty()) return;
+    if (address->scheme_id() != boost::urls::scheme::http && address->scheme_id() != boost::urls::scheme::https) return;
+    const boost::urls::string_view path = address->encoded_path();
+    std::string target = path.empty() ? "/" : std::string(path);
+    if (address->has_query()) target.append("?").append(address->encoded_query());
+    request.host = std::string(address->encoded_host_and_port());
+    request.target = std::move(target);
 }
 
 std::string_view textOf(const boost::beast::flat_buffer& bytes) {
@@ -89,20 +112,22 @@ ReceivedRequest requestOf(const RequestReader::Message& message, const boost::as
     HttpRequest& request = received.request;
     const bool peerIsTrusted = proxies.trust(peer);
     received.client = peerIsTrusted ? proxies.clientOf(peer, message) : peer;
-    received.keepAlive = message.keep_alive();
+    // Behind CONNECT something else than requests would follow.
+    received.keepAlive = message.keep_alive() && message.method() != http::verb::connect;
     received.isOld = message.version() < kHttp11;
     request.method = std::string(message.method_string());
     request.target = std::string(message.target());
+    request.mayLackHost = received.isOld && message.count(http::field::host) == 0;
     if (message.count(http::field::host) == 1) request.host = valueOf(message, http::field::host);
+    if (request.host || request.mayLackHost) takeHost(request);
     // Browsers have long stopped to speak HTTP/1.0; proxies have not, and name the host that they ask.
     request.hostIsProxys = received.isOld || peerIsTrusted;
-    request.mayLackHost = received.isOld && message.count(http::field::host) == 0;
     if (const auto host = peerIsTrusted ? forwardedHost(message) : std::nullopt) {
         request.host = *host;
         request.hostIsProxys = false;
     }
-    if (message.count(http::field::origin) > 0) request.origin = valueOf(message, http::field::origin);
-    request.fetchSite = std::string(message["Sec-Fetch-Site"]);
+    request.origin = onlyValueOf(message, "Origin");
+    request.fetchSite = onlyValueOf(message, "Sec-Fetch-Site").value_or("");
     request.ifNoneMatch = valueOf(message, http::field::if_none_match);
     request.acceptEncoding = valueOf(message, http::field::accept_encoding);
     request.lastEventId = std::string(message["Last-Event-ID"]);

@@ -96,6 +96,7 @@ struct ReceivedRequest {
 };
 
 /// What a header says, received from a peer.
+/// @throws Problem where it says two things of who asks.
 ReceivedRequest requestOf(const RequestReader::Message& message, const boost::asio::ip::address& peer,
                           const TrustedProxies& proxies);
 

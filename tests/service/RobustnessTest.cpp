@@ -94,18 +94,6 @@ TEST_F(Robustness, AChunkHeadWithoutEndTakesNoMemory) {
     expectStillServing();
 }
 
-TEST_F(Robustness, AClientThatWaitsToBeAskedForItsBodyIsAnswered) {
-    serve("");
-    Connection connection(service->port());
-    connection.send(requestText("POST", "/", {{"Content-Length", "5"}, {"Expect", "100-continue"}}));
-    Answer answer = connection.readAnswer();
-    if (answer.status == 100) {
-        connection.send("hello");
-        answer = connection.readAnswer();
-    }
-    EXPECT_PROBLEM(405, "none", answer);
-}
-
 TEST_F(Robustness, ClientsThatLeaveHalfWay) {
     serve();
     for (int i = 0; i < 30; ++i) {
