@@ -104,15 +104,24 @@ bool isProbe(const HttpRequest& request) {
     return request.target == "/healthz" || request.target == "/readyz";
 }
 
+/// The host and port of a site that pages come from: "https://boards.example:8443" gives "boards.example:8443". Nothing
+/// where it is none: files, extensions of a browser and pages that hide where they are from have no site.
+std::optional<std::string> hostOfSite(const std::string& origin) {
+    const std::string site = base::lowered(origin);
+    for (const char* scheme : {"http://", "https://"}) {
+        if (const auto host = base::behind(scheme, site)) return std::string(*host);
+    }
+    return std::nullopt;
+}
+
 /// Whether a request is from one of our own pages, or from none. Where a proxy hides the name that the browser came
 /// by, the browser's own rule still stands: without leave in the answer, pages of other sites read nothing of it.
 bool isOfOurPages(const HttpRequest& request) {
     if (!request.origin) return true;
+    const std::optional<std::string> site = hostOfSite(*request.origin);
+    if (!site) return false;
     if (!request.fetchSite.empty()) return request.fetchSite == "same-origin" || request.fetchSite == "none";
-    if (request.hostIsProxys) return true;
-    const std::size_t scheme = request.origin->find("://");
-    return scheme != std::string::npos &&
-           base::lowered(request.origin->substr(scheme + 3)) == base::lowered(*request.host);
+    return request.hostIsProxys || *site == base::lowered(*request.host);
 }
 
 /// Bytes of a table beyond which nobody is handed its text in one piece.

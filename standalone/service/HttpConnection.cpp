@@ -4,78 +4,19 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/http/read.hpp>
 
 #include "service/Chunks.h"
 
 namespace pis::service {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
 using boost::system::error_code;
-
-namespace {
-
-constexpr unsigned kHttp11 = 11;
-
-std::string valueOf(const http::request<http::string_body>& request, http::field name) {
-    const auto found = request.find(name);
-    return found == request.end() ? std::string() : std::string(found->value());
-}
-
-std::optional<std::string> givenValueOf(const http::request<http::string_body>& request, http::field name) {
-    const auto found = request.find(name);
-    if (found == request.end()) return std::nullopt;
-    return std::string(found->value());
-}
-
-HttpRequest requestOf(const http::request<http::string_body>& message, const asio::ip::address& peer,
-                      bool peerIsTrusted) {
-    HttpRequest request;
-    request.method = std::string(message.method_string());
-    request.target = std::string(message.target());
-    if (message.count(http::field::host) == 1) request.host = valueOf(message, http::field::host);
-    // Browsers have long stopped to speak HTTP/1.0; proxies have not, and name the host that they ask.
-    const bool isOld = message.version() < kHttp11;
-    request.takesChunks = !isOld;
-    request.hostIsProxys = isOld || peerIsTrusted;
-    request.mayLackHost = isOld && message.count(http::field::host) == 0;
-    if (const auto host = peerIsTrusted ? forwardedHost(message) : std::nullopt) {
-        request.host = *host;
-        request.hostIsProxys = false;
-    }
-    request.origin = givenValueOf(message, http::field::origin);
-    request.fetchSite = std::string(message["Sec-Fetch-Site"]);
-    request.ifNoneMatch = valueOf(message, http::field::if_none_match);
-    request.acceptEncoding = valueOf(message, http::field::accept_encoding);
-    request.lastEventId = std::string(message["Last-Event-ID"]);
-    const bool handedOn = message.count(http::field::forwarded) > 0 || message.count("X-Forwarded-For") > 0;
-    request.fromLoopback = peer.is_loopback() && !peerIsTrusted && !isOld && !handedOn;
-    return request;
-}
-
-/// What a client is told whose request cannot be read; nothing where it just went away.
-std::optional<Problem> problemOf(error_code error, const HttpLimits& limits) {
-    if (error == http::error::header_limit) {
-        return Problem{431, "The header is longer than " + std::to_string(limits.headerBytes) + " bytes.", ""};
-    }
-    if (error == http::error::body_limit) {
-        return Problem{413, "The body is longer than " + std::to_string(limits.bodyBytes) + " bytes.", ""};
-    }
-    const bool notHttp = error.category() == make_error_code(http::error::bad_method).category();
-    if (notHttp && error != http::error::end_of_stream && error != http::error::partial_message) {
-        return Problem{400, "This is no HTTP request: " + error.message() + ".", ""};
-    }
-    return std::nullopt;
-}
-
-}  // namespace
 
 HttpConnection::HttpConnection(HttpServer& server, asio::ip::tcp::socket socket, asio::ip::address peer)
     : _server(server),
       _socket(std::move(socket)),
       _peer(std::move(peer)),
-      _buffer(server._limits.headerBytes + server._limits.bodyBytes),
+      _reader(server._limits),
       _writer(_socket, server._sources.texts) {}
 
 void HttpConnection::start() {
@@ -95,73 +36,79 @@ void HttpConnection::refuse(const Problem& problem) {
 
 // --- Requests -----------------------------------------------------------------------------------
 
-/// The first byte of a request begins its time.
 void HttpConnection::await() {
+    if (_finishing || !_socket.is_open()) return;
     _state = WAITING;
     expectWithin(_server._limits.idle);
-    if (_buffer.size() > 0) return read();  // sent along with the request before
+    read();
+}
+
+/// Reads on in what has come. The first byte of a request begins its time.
+void HttpConnection::read() {
+    try {
+        const RequestReader::Progress progress = _reader.readOn();
+        if (progress == RequestReader::NOTHING) return awaitFirstByte();
+        if (_state == WAITING) {
+            _state = READING;
+            expectWithin(_server._limits.request);
+        }
+        if (progress == RequestReader::HALFWAY) return readMore();
+        if (progress == RequestReader::WHOLE) return answer();
+        _received = requestOf(_reader.message(), _peer, _server._proxies);
+        _reader.waitsToBeAsked() ? askForBody() : read();
+    } catch (const Problem& problem) {
+        refuseRequest(problem);
+    }
+}
+
+/// Takes no memory as long as a client says nothing.
+void HttpConnection::awaitFirstByte() {
     _socket.async_wait(asio::ip::tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
         if (error) return self->close();
-        self->read();
+        self->readMore();
     });
 }
 
-void HttpConnection::read() {
-    _state = READING;
-    expectWithin(_server._limits.request);
-    _parser.emplace();
-    _parser->header_limit(static_cast<std::uint32_t>(_server._limits.headerBytes));
-    _parser->body_limit(_server._limits.bodyBytes);
-    http::async_read_header(_socket, _buffer, *_parser, [self = shared_from_this()](error_code error, std::size_t) {
-        if (error || self->_parser->is_done()) return self->onRead(error);
-        self->askForBody();
+void HttpConnection::readMore() {
+    _socket.async_read_some(_reader.room(), [self = shared_from_this()](error_code error, std::size_t bytes) {
+        if (error) return self->close();
+        self->_reader.came(bytes);
+        self->read();
     });
 }
 
 /// Some clients wait to be asked for the body that they have announced.
 void HttpConnection::askForBody() {
     static constexpr std::string_view kGoOn = "HTTP/1.1 100 Continue\r\n\r\n";
-    if (_buffer.size() > 0 || _parser->get().count(http::field::expect) == 0) return readBody();
     asio::async_write(_socket, asio::buffer(kGoOn), [self = shared_from_this()](error_code error, std::size_t) {
         if (error) return self->close();
-        self->readBody();
+        self->read();
     });
-}
-
-void HttpConnection::readBody() {
-    http::async_read(_socket, _buffer, *_parser,
-                     [self = shared_from_this()](error_code error, std::size_t) { self->onRead(error); });
-}
-
-void HttpConnection::onRead(error_code error) {
-    if (error) {
-        const std::optional<Problem> problem = problemOf(error, _server._limits);
-        if (!problem) return close();
-        const HttpAnswer answer = answerOf(*problem);
-        _server._metrics.answered("none", answer.status);
-        return send(answer, {});
-    }
-    answer();
 }
 
 /// Answers the request that has been read, as soon as there is room for an answer.
 void HttpConnection::answer() {
-    const http::request<http::string_body>& message = _parser->get();
-    const bool peerIsTrusted = _server._proxies.trust(_peer);
-    const HttpRequest request = requestOf(message, _peer, peerIsTrusted);
+    const HttpRequest& request = _received.request;
     if (!_server._sources.account.hasRoom() && !Api::isOfOperator(request)) {
         _waiting = FOR_TURN;
         return _server.awaitTurn(*this);
     }
-    const bool hasRoom = !peerIsTrusted || countFor(_server._proxies.clientOf(_peer, message));
+    const bool hasRoom = !_server._proxies.trust(_peer) || countFor(_received.client);
     const HttpAnswer answer = hasRoom ? _server._sources.api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
     _server._metrics.answered(answer.route, answer.status);
     AnswerWriter::Manner manner;
     manner.bodyToo = request.method != "HEAD";
     manner.inChunks = request.takesChunks;
-    manner.keepAlive = message.keep_alive() && !_finishing && !(answer.stream && manner.bodyToo);
-    _parser.reset();
+    manner.keepAlive = _received.keepAlive && !_finishing && !(answer.stream && manner.bodyToo);
+    _reader.next();
     send(answer, manner);
+}
+
+/// Nothing that comes behind what could not be read is a request.
+void HttpConnection::refuseRequest(const Problem& problem) {
+    const HttpAnswer answer = answerOf(problem);
+    _server._metrics.answered("none", answer.status);
+    send(answer, {});
 }
 
 // --- Answers ------------------------------------------------------------------------------------
@@ -231,7 +178,8 @@ void HttpConnection::answered() {
     // A proxy's connection carries anybody's requests.
     if (_server._proxies.trust(_peer)) stopCounting();
     if (!_keepAlive || _finishing) return finish();
-    await();
+    // Requests that were sent along with this one take their turn on the loop.
+    asio::post(_socket.get_executor(), [self = shared_from_this()] { self->await(); });
 }
 
 void HttpConnection::takeTurn() {

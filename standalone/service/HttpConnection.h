@@ -3,9 +3,6 @@
 #define PIS_SERVICE_HTTPCONNECTION_H
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -16,6 +13,7 @@
 #include "service/HttpServer.h"
 #include "service/Problem.h"
 #include "service/Progress.h"
+#include "service/RequestReading.h"
 
 namespace pis::service {
 
@@ -58,19 +56,17 @@ public:
 private:
     friend class HttpServer;
 
-    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
-
     void await();
     void read();
+    void awaitFirstByte();
+    void readMore();
     void askForBody();
-    void readBody();
-    void onRead(boost::system::error_code error);
     void answer();
+    void refuseRequest(const Problem& problem);
     void send(const HttpAnswer& answer, AnswerWriter::Manner manner);
     void listenForEnd();
     void beginStream();
     void writeOn(const std::shared_ptr<const picture::Picture>& picture);
-    void writeLater();
     void answered();
     void sendNews(const std::shared_ptr<const picture::Picture>& picture);
     void watchProgress(Clock::time_point now);
@@ -82,8 +78,8 @@ private:
     boost::asio::ip::tcp::socket _socket;
     boost::asio::ip::address _peer;
     std::optional<boost::asio::ip::address> _countedFor;
-    boost::beast::flat_buffer _buffer;
-    std::optional<Parser> _parser;
+    RequestReader _reader;
+    ReceivedRequest _received;
     Clock::time_point _deadline;
     enum State { WAITING, READING, WRITING } _state = WAITING;
     bool _finishing = false;

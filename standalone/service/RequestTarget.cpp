@@ -13,9 +13,11 @@ namespace pis::service {
 
 RequestTarget::RequestTarget(std::string_view target) {
     const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
-    if (!parsed) throw Problem{400, "The target of the request is no path with a query.", ""};
+    if (!parsed)
+        throw Problem{400, "The target of the request is neither a path with a query nor the http address of one.", ""};
     _path = parsed->path();
     for (const auto& segment : parsed->segments()) _segments.push_back(segment);
+    if (parsed->encoded_query().empty()) return;  // as browsers' forms without a field leave it
     for (const auto& parameter : parsed->params()) _parameters.emplace_back(parameter.key, parameter.value);
 }
 

@@ -95,7 +95,13 @@ TEST_F(Http, OtherMethodsAreRefused) {
         EXPECT_EQ("GET, HEAD", answer.header("allow")) << method;
     }
     EXPECT_PROBLEM(400, "none", ask("OPTIONS", "*"));
-    EXPECT_PROBLEM(400, "none", ask("CONNECT", "localhost:80"));
+    for (const char* target : {"localhost:80", "/", "http://localhost/"}) {
+        Connection connection(service->port());
+        connection.send(requestText("CONNECT", target) + requestText("GET", "/metrics"));
+        const int status = connection.readAnswer().status;
+        EXPECT_TRUE(status == 400 || status == 405) << status;
+        EXPECT_TRUE(connection.isClosed()) << "what follows would be another protocol's";
+    }
 }
 
 // --- Parameters ---
@@ -111,6 +117,13 @@ TEST_F(Http, ParametersThatAreNotKnownAreNamed) {
     EXPECT_PROBLEM(400, "tables", get("/api/v1/changes?tables=,"));
     EXPECT_PROBLEM(404, "station", get("/api/v1/changes?station=99"));
     EXPECT_EQ(200, get("/api/v1/platforms?st%61tion=%31").status);
+    EXPECT_EQ(200, get("/api/v1/lines?").status);
+    EXPECT_EQ(get("/api/v1/lines").header("etag"), get("/api/v1/lines?").header("etag"));
+    EXPECT_EQ(200, get("/healthz?").status);
+    EXPECT_EQ(200, get("/?").status);
+    for (const char* query : {"?&", "?=", "??", "?=x", "?%20"}) {
+        EXPECT_EQ(400, get(std::string("/api/v1/lines") + query).status) << query;
+    }
 }
 
 TEST_F(Http, WhatAClientSendsComesBackAsCleanJson) {
@@ -155,8 +168,71 @@ TEST_F(Http, OriginMustBeOurs) {
     }
     for (const std::string& origin : std::vector<std::string>{
              "null", "", "http://example.org", host, "http://localhost", "http://127.0.0.1" + host.substr(9),
-             "http://" + host + ".example.org", "http://" + host + "0"}) {
+             "http://" + host + ".example.org", "http://" + host + "0", "ftp://" + host, "file://" + host,
+             "ws://" + host, "chrome-extension://" + host, "httpx://" + host, "http:/" + host, "http:// " + host,
+             "http://" + host + "/", "http://" + host + " http://" + host, "http://" + host + ", http://example.org"}) {
         EXPECT_PROBLEM(403, "none", get("/api/v1/changes", {{"Host", host}, {"Origin", origin}}));
+    }
+}
+
+TEST_F(Http, TwoOriginsAreRefused) {
+    serve("");
+    const std::string host = "localhost:" + std::to_string(service->port());
+    const std::string ours = "http://" + host;
+    for (const std::string& other : std::vector<std::string>{ours, "http://example.org", "null", ""}) {
+        EXPECT_PROBLEM(400, "none", get("/healthz", {{"Host", host}, {"Origin", ours}, {"Origin", other}}));
+        EXPECT_PROBLEM(400, "none", get("/healthz", {{"Host", host}, {"Origin", other}, {"origin", ours}}));
+    }
+    EXPECT_PROBLEM(400, "none", get("/healthz", {{"Sec-Fetch-Site", "same-origin"}, {"Sec-Fetch-Site", "cross-site"}}));
+}
+
+TEST_F(Http, WhatHasNoSiteIsNoPageOfOurs) {
+    serve("");
+    for (const char* origin : {"null", "file://", "chrome-extension://abc", "", "http", "ftp://localhost"}) {
+        for (const char* site : {"same-origin", "none"}) {
+            EXPECT_PROBLEM(403, "none", get("/healthz", {{"Origin", origin}, {"Sec-Fetch-Site", site}}));
+        }
+        Connection proxys(service->port());
+        proxys.send("GET /healthz HTTP/1.0\r\nHost: localhost\r\nOrigin: " + std::string(origin) + "\r\n\r\n");
+        EXPECT_PROBLEM(403, "none", proxys.readAnswer());
+    }
+}
+
+TEST_F(Http, ATargetMayBeAWholeAddress) {
+    serve("");
+    const std::string ours = "localhost:" + std::to_string(service->port());
+    const auto ask = [this](const std::string& target, const Headers& headers = {}) {
+        return get(target, headers).status;
+    };
+    EXPECT_EQ(200, ask("http://" + ours + "/healthz"));
+    EXPECT_EQ(200, ask("HTTP://LocalHost/healthz"));
+    EXPECT_EQ(200, ask("https://[::1]:8443/healthz"));
+    EXPECT_EQ(200, ask("http://localhost"));
+    EXPECT_EQ(200, ask("http://localhost?"));
+    EXPECT_EQ(404, ask("http://localhost//healthz"));
+    EXPECT_PROBLEM(400, "x", get("http://localhost/healthz?x=1"));
+    // Its host is the one that counts.
+    EXPECT_EQ(200, ask("http://localhost/healthz", {{"Host", "example.org"}}));
+    EXPECT_EQ(421, ask("http://example.org/healthz", {{"Host", "localhost"}}));
+    EXPECT_EQ(200, ask("http://" + ours + "/healthz", {{"Host", "x"}, {"Origin", "http://" + ours}}));
+    EXPECT_EQ(403, ask("http://" + ours + "/healthz", {{"Host", "example.org"}, {"Origin", "http://example.org"}}));
+    // A Host there must be, once.
+    EXPECT_EQ(400, ask("http://localhost/healthz", {{"Host", "localhost"}, {"Host", "localhost"}}));
+    Connection without(service->port());
+    without.send("GET http://localhost/healthz HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(400, without.readAnswer().status);
+    const auto askOld = [this](const std::string& request) {
+        Connection connection(service->port());
+        connection.send(request);
+        return connection.readAnswer().status;
+    };
+    EXPECT_EQ(200, askOld("GET http://localhost/ HTTP/1.0\r\n\r\n"));
+    EXPECT_EQ(421, askOld("GET http://example.org/ HTTP/1.0\r\n\r\n"));
+    EXPECT_EQ(421, askOld("GET http://example.org/ HTTP/1.0\r\nHost: localhost\r\n\r\n"));
+    for (const char* target : {"http:///healthz", "http://:80/healthz", "http://a@localhost/healthz", "http:/healthz",
+                               "http:healthz", "ftp://localhost/healthz", "localhost/healthz", "http://localhost:x/",
+                               "http://localhost/#x", "http://localhost/%zz", "http://@localhost/", "http://"}) {
+        EXPECT_PROBLEM(400, "none", get(target));
     }
 }
 
@@ -266,6 +342,48 @@ TEST_F(Http, OneConnectionTakesManyRequests) {
     for (int i = 0; i < 5; ++i) EXPECT_EQ(200, connection.ask("GET", "/api/v1/lines").status);
     EXPECT_EQ("close", connection.ask("GET", "/healthz", {{"Connection", "close"}}).header("connection"));
     EXPECT_TRUE(connection.isClosed());
+}
+
+TEST_F(Http, EmptyLinesBeforeARequestArePassedOver) {
+    serve();
+    Connection connection(service->port());
+    for (const std::string& lines : std::vector<std::string>{"\r\n", "", "\r\n\r\n\r\n\r\n", "\r\n"}) {
+        connection.send(lines + requestText("GET", "/healthz"));
+        EXPECT_EQ(200, connection.readAnswer().status);
+    }
+    connection.send(requestText("POST", "/", {{"Content-Length", "1"}}) + "x\r\n" + requestText("GET", "/healthz"));
+    EXPECT_EQ(405, connection.readAnswer().status);
+    EXPECT_EQ(200, connection.readAnswer().status);
+    for (const char character : "\r\n\r\n" + requestText("GET", "/healthz")) {
+        connection.send(std::string(1, character));
+    }
+    EXPECT_EQ(200, connection.readAnswer().status);
+    for (const std::string& lines :
+         std::vector<std::string>{"\n", "\r", "\r\r\n", "\r\n\n", "\r\n ", "\r\n\r\n\r\n\r\n\r\n"}) {
+        Connection refused(service->port());
+        refused.send(lines + requestText("GET", "/healthz") + requestText("GET", "/healthz"));
+        EXPECT_EQ(400, refused.readAnswer().status);
+        EXPECT_TRUE(refused.isClosed());
+    }
+}
+
+TEST_F(Http, OnlyThoseWhoWaitForItAreAskedForTheirBody) {
+    serve("");
+    const auto firstLine = [this](const std::string& version, const std::string& expected) {
+        Connection connection(service->port());
+        connection.send("POST / HTTP/" + version + "\r\nHost: localhost\r\nContent-Length: 5\r\nExpect: " + expected +
+                        "\r\n\r\n");
+        // One who is not asked sends the body all the same, later on.
+        if (version == "1.1" && expected.size() == 12) {
+            EXPECT_EQ(100, connection.readHead().status);
+        }
+        connection.send("hello");
+        return connection.readAnswer().status;
+    };
+    EXPECT_EQ(405, firstLine("1.1", "100-continue"));
+    EXPECT_EQ(405, firstLine("1.1", "100-Continue"));
+    EXPECT_EQ(405, firstLine("1.0", "100-continue"));
+    EXPECT_EQ(405, firstLine("1.1", "something-else"));
 }
 
 TEST_F(Http, PipelinedRequestsAreAnsweredInOrder) {

@@ -1,4 +1,4 @@
-// A real nginx in front of the service, with nothing set but whom it stands before.
+// A real nginx in front of the service, with nothing set but whom it stands before, unless a test says more.
 #ifndef TESTS_SERVICE_NGINX_H
 #define TESTS_SERVICE_NGINX_H
 
@@ -20,7 +20,8 @@ namespace pis::service {
 class Nginx {
 public:
     /// Listens on a free port of loopback, which is found here and handed on: nobody can come in between.
-    explicit Nginx(unsigned short servicePort) {
+    /// @param settings that its server has besides.
+    explicit Nginx(unsigned short servicePort, const std::string& settings = "") {
         const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -35,12 +36,12 @@ public:
         for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
             places += std::string(kind) + "_temp_path " + _folder.path(kind) + ";\n";
         }
-        const std::string config = _folder.write(
-            "nginx.conf", std::string(geteuid() == 0 ? "user root;\n" : "") + "pid " + _folder.path("pid") +
-                              ";\nevents {}\nhttp {\naccess_log off;\n" + places +
-                              "server { listen 127.0.0.1:" + std::to_string(_port) +
-                              "; location / { proxy_pass http://127.0.0.1:" + std::to_string(servicePort) +
-                              "; } }\n}\n");
+        const std::string config =
+            _folder.write("nginx.conf", std::string(geteuid() == 0 ? "user root;\n" : "") + "pid " +
+                                            _folder.path("pid") + ";\nevents {}\nhttp {\naccess_log off;\n" + places +
+                                            "server { listen 127.0.0.1:" + std::to_string(_port) + "; " + settings +
+                                            " location / { proxy_pass http://127.0.0.1:" + std::to_string(servicePort) +
+                                            "; } }\n}\n");
         const std::string inherited = "NGINX=" + std::to_string(socket) + ";";
         const pid_t parent = getpid();
         _pid = fork();

@@ -94,40 +94,6 @@ TEST_F(Robustness, AChunkHeadWithoutEndTakesNoMemory) {
     expectStillServing();
 }
 
-TEST_F(Robustness, BodiesOfTwoLengthsAreRefused) {
-    serve("");
-    const std::string smuggled = "GET /smuggled HTTP/1.1\r\nHost: localhost\r\n\r\n";
-    for (const Headers& headers : std::vector<Headers>{{{"Content-Length", "0"}, {"Transfer-Encoding", "chunked"}},
-                                                       {{"Transfer-Encoding", "chunked"}, {"Content-Length", "5"}},
-                                                       {{"Content-Length", "0"}, {"Content-Length", "43"}},
-                                                       {{"Content-Length", "+5"}},
-                                                       {{"Content-Length", "-1"}},
-                                                       {{"Content-Length", "99999999999999999999999"}},
-                                                       {{"Content-Length", "5x"}},
-                                                       {{"Transfer-Encoding", "chunked, identity"}},
-                                                       {{"Transfer-Encoding", "xchunked"}}}) {
-        SCOPED_TRACE(headers[0].first + ": " + headers[0].second);
-        Connection connection(service->port());
-        connection.send(requestText("GET", "/healthz", headers) + "0\r\n\r\n" + smuggled);
-        connection.endSending();
-        const std::string text = connection.takeRest();
-        EXPECT_EQ(std::string::npos, text.find("404 Not Found")) << text;
-    }
-    expectStillServing();
-}
-
-TEST_F(Robustness, AClientThatWaitsToBeAskedForItsBodyIsAnswered) {
-    serve("");
-    Connection connection(service->port());
-    connection.send(requestText("POST", "/", {{"Content-Length", "5"}, {"Expect", "100-continue"}}));
-    Answer answer = connection.readAnswer();
-    if (answer.status == 100) {
-        connection.send("hello");
-        answer = connection.readAnswer();
-    }
-    EXPECT_PROBLEM(405, "none", answer);
-}
-
 TEST_F(Robustness, ClientsThatLeaveHalfWay) {
     serve();
     for (int i = 0; i < 30; ++i) {
