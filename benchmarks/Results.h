@@ -17,6 +17,13 @@
 //     standstill  READERS SECONDS_UNTIL_CLOSED MOST_BYTES
 //     compared    READERS ROWS DIFFERING ENDED ALL_KNOW RECORDS RESETS COALESCED
 //     end         MILLISECONDS READERS CLOSED
+//     network     ROWS SERVICE_STOPS STATIONS SECONDS_TO_LOAD BYTES
+//     fanout      SERVER READERS A_SECOND P50 P99 MOST CPU_MICROSECONDS_OF_EVENT BYTES_OF_EVENT CORES CORES_OF_LOAD
+//                 INCOMPLETE COALESCED
+//     endured     WHAT READERS SECONDS MOST_BYTES MOST_KERNEL_BYTES CORES FAILED KEPT_P50 KEPT_P99 ANEW_P50 ANEW_P99 ANEW_MOST
+//     closed      WHAT READERS
+//     boards      BOARDS STATIONS CORES P50 P99 ANSWERS_A_SECOND SHARE_NOT_MODIFIED FAILED
+//     ended       BOARDS READERS SLOW_READERS MILLISECONDS LEFT
 //     request     CASE A_SECOND P50 P99 MOST SHARE_NOT_MODIFIED FAILED
 #ifndef BENCHMARKS_RESULTS_H
 #define BENCHMARKS_RESULTS_H
@@ -31,7 +38,7 @@
 /// A file of figures.
 class Results {
 public:
-    explicit Results(const std::string& path) : _file(path) {
+    explicit Results(const std::string& path) : _path(path), _file(path) {
         _file.exceptions(std::ofstream::failbit | std::ofstream::badbit);
         _file.precision(12);
     }
@@ -43,7 +50,10 @@ public:
         _file << std::endl;
     }
 
+    const std::string& path() const { return _path; }
+
 private:
+    const std::string _path;
     std::ofstream _file;
 };
 

@@ -20,7 +20,7 @@ kSeconds=5
 
 require_packages "${kRunPackages[@]}" "${kBenchPackages[@]}"
 cd "$here"
-build_preset bench --target pis bench-readers bench-picture || exit 2
+build_preset bench --target pis bench-readers bench-network bench-picture || exit 2
 
 pis=build/bench/standalone/pis
 results=build/bench/serve-results
@@ -32,6 +32,11 @@ machine_facts >"$results/facts.tsv"
 echo "Readers of changes" >&2
 "$pis" simulate "$kNetwork" --start "$kStart" --until 10:00 >"$results/day.jsonl"
 build/bench/benchmarks/bench-readers "$pis" "$results/day.jsonl" "$results/readers.tsv"
+
+echo "A network" >&2
+sed -E -f benchmarks/serve/network.sed "$kNetwork" >"$results/network.json"
+"$pis" simulate "$results/network.json" --start 06:00 --until 10:00 >"$results/network.jsonl"
+build/bench/benchmarks/bench-network "$pis" "$results/network.jsonl" "$results/network.tsv"
 
 service=
 end_service() {
@@ -47,7 +52,7 @@ trap end_service EXIT
 start_service() {
     local log=$results/service.log look
     : >"$log"
-    "$pis" serve --listen 127.0.0.1:0 --link "sim:$kNetwork" --speed 60 --start "$kStart" "$@" 2>"$log" &
+    "$pis" serve --listen 127.0.0.1:0 "$@" 2>"$log" &
     service=$!
     for ((look = 0; look < 100; ++look)); do
         address=$(sed -n 's|^listening on \(http://[^/]*\)/.*|\1|p' "$log")
@@ -76,10 +81,15 @@ all_requests() {
 
 echo "Plain requests" >&2
 {
-    start_service --until "$kMinuteLater"
+    start_service --link "sim:$kNetwork" --speed 60 --start "$kStart" --until "$kMinuteLater"
     all_requests "standing still"
     end_service
-    start_service
+    start_service --link "file:$results/network.tsv.state.jsonl"
+    sleep 5 # until all of it is there
+    requests "a network, standing still, asked anew"
+    requests "a network, standing still, with the last tag" held
+    end_service
+    start_service --link "sim:$kNetwork" --speed 60 --start "$kStart"
     all_requests "at 60 times real speed"
     end_service
 } >"$results/requests.tsv"

@@ -16,7 +16,7 @@ command -v npm >/dev/null || kTestPackages+=(npm)
 k32BitPackages=(g++-multilib lib32z1-dev)
 
 # What the benchmarks need besides.
-kBenchPackages=(libbenchmark-dev libsqlite3-dev wrk)
+kBenchPackages=(libbenchmark-dev libnginx-mod-nchan libsqlite3-dev nginx-light wrk)
 
 # Whether this machine is one that builds and runs programs for the 32-bit host.
 can_build_32_bit() {

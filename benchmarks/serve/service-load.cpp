@@ -1,12 +1,9 @@
 // bench-readers PIS FEED OUTPUT [READERS]: starts the service, feeds it the railway's day at sixty times real
 // speed and reads its changes some thousand times over: how long a record takes to its readers, what a reader
 // costs, whether anything is lost. The figures go to OUTPUT (see Results.h), what the service says beside it.
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <boost/asio/write.hpp>
 #include <cstdio>
-#include <fstream>
 #include <future>
 #include <stdexcept>
 #include <string>
@@ -19,6 +16,7 @@
 #include "ServiceProcess.h"
 #include "SignallingSide.h"
 #include "Socket.h"
+#include "Usage.h"
 
 namespace {
 
@@ -57,44 +55,6 @@ std::vector<std::string> serviceArguments(const SignallingSide& side, std::size_
             connections,
             "--connections-per-address",
             connections};
-}
-
-/// Every reader is a file.
-void provideDescriptors(std::size_t readers) {
-    rlimit allowed{};
-    getrlimit(RLIMIT_NOFILE, &allowed);
-    allowed.rlim_cur = allowed.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &allowed);
-    if (allowed.rlim_max < readers + 100) throw std::runtime_error("this system does not allow so many open files");
-}
-
-double ownCpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto inSeconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-    };
-    return inSeconds(usage.ru_utime) + inSeconds(usage.ru_stime);
-}
-
-/// Bytes that the kernel holds for every TCP socket of the machine.
-double kernelSocketBytes() {
-    constexpr double kPage = 4096;
-    std::ifstream file("/proc/net/sockstat");
-    for (std::string word; file >> word;) {
-        if (word != "mem") continue;
-        double pages = 0;
-        file >> pages;
-        return pages * kPage;
-    }
-    return 0;
-}
-
-std::string revisionOf(const ServiceProcess& service) {
-    static const std::string kBefore = R"("revision":")";
-    const std::string status = service.get("/api/v1/status");
-    const std::size_t begin = status.find(kBefore) + kBefore.size();
-    return status.substr(begin, status.find('"', begin) - begin);
 }
 
 class Measurement {
@@ -217,7 +177,7 @@ private:
 
     /// Nothing may be lost: when the feed stands still every reader holds what the tables show.
     void compare() {
-        const bool allKnow = _readers.runUntil([this] { return _readers.allKnow(revisionOf(_service)); }, seconds(20));
+        const bool allKnow = _readers.runUntil([this] { return _readers.allKnow(_service.revision()); }, seconds(20));
         ReaderState expected;
         for (const char* table :
              {"lines", "vehicles", "stations", "platforms", "trips", "trip-stops", "services", "service-stops"}) {
