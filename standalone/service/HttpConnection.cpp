@@ -60,14 +60,30 @@ HttpConnection::HttpConnection(HttpServer& server, asio::ip::tcp::socket socket,
 void HttpConnection::start() {
     error_code ignored;
     _socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    _place = ADMITTED;
     await();
     expectWithin(_server._limits.request);  // a client that connects has something to say
 }
 
 void HttpConnection::refuse(const Problem& problem) {
-    _isRefused = true;
+    _place = REFUSED;
     expectWithin(_server._limits.progress);
     send(answerOf(problem), false, true);
+}
+
+void HttpConnection::startOwnProbe(const Problem& noRoom) {
+    _noRoom = noRoom;
+    start();
+    _place = OWN_PROBE;
+    expectWithin(_server._limits.ownProbe);
+}
+
+void HttpConnection::giveWay() {
+    const bool answered = _state == WRITING || _finishing;
+    if (answered) return close();
+    _server.leaveOwnProbes(*this);
+    _place = NOWHERE;
+    _server.refuse(shared_from_this(), *_noRoom);
 }
 
 // --- Requests -----------------------------------------------------------------------------------
@@ -85,7 +101,7 @@ void HttpConnection::read() {
         if (progress == RequestReader::NOTHING) return awaitFirstByte();
         if (_state == WAITING) {
             _state = READING;
-            expectWithin(_server._limits.request);
+            if (_place == ADMITTED) expectWithin(_server._limits.request);
         }
         if (progress == RequestReader::HALFWAY) return readMore();
         if (progress == RequestReader::WHOLE) return answer();
@@ -100,7 +116,7 @@ void HttpConnection::read() {
 void HttpConnection::awaitFirstByte() {
     _socket.async_wait(asio::ip::tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
         if (error) return self->close();
-        self->readMore();
+        if (self->_place != REFUSED) self->readMore();
     });
 }
 
@@ -108,7 +124,7 @@ void HttpConnection::readMore() {
     _socket.async_read_some(_reader.room(), [self = shared_from_this()](error_code error, std::size_t bytes) {
         if (error) return self->close();
         self->_reader.came(bytes);
-        self->read();
+        if (self->_place != REFUSED) self->read();
     });
 }
 
@@ -117,7 +133,7 @@ void HttpConnection::askForBody() {
     static constexpr std::string_view kGoOn = "HTTP/1.1 100 Continue\r\n\r\n";
     asio::async_write(_socket, asio::buffer(kGoOn), [self = shared_from_this()](error_code error, std::size_t) {
         if (error) return self->close();
-        self->read();
+        if (self->_place != REFUSED) self->read();
     });
 }
 
@@ -125,6 +141,10 @@ void HttpConnection::answer() {
     const ReceivedRequest received = std::move(_received);
     const HttpRequest& request = received.request;
     _reader.next();
+    if (_place == OWN_PROBE && !request.isOwnProbe) {
+        _server._metrics.refused();
+        return send(answerOf(*_noRoom), false, true);
+    }
     const bool hasRoom = !_server._proxies.trust(_peer) || countFor(received.client);
     const HttpAnswer answer = hasRoom ? _server._api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
     _server._metrics.answered(answer.route, answer.status);
@@ -133,7 +153,7 @@ void HttpConnection::answer() {
         _inChunks = !received.isOld;
         return beginStream(answer);
     }
-    send(answer, received.keepAlive && !_finishing, bodyToo);
+    send(answer, received.keepAlive && !_finishing && _place == ADMITTED, bodyToo);
 }
 
 /// Nothing that comes behind what could not be read is a request.

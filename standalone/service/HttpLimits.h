@@ -12,9 +12,12 @@ struct HttpLimits {
     std::size_t connections = 4096;
     std::size_t connectionsPerAddress = 64;
     std::size_t refusals = 64;  ///< Connections that hear at a time why there is no room; others are just closed.
+    std::size_t ownProbes =
+        4;  ///< Connections from this machine beyond all these, for whoever looks after the service.
     std::size_t headerBytes = 8192;
     std::size_t bodyBytes = 16384;
     std::chrono::seconds request{10};   ///< For a whole request, from its first byte or the connection on.
+    std::chrono::seconds ownProbe{2};   ///< For a request on one of those.
     std::chrono::seconds idle{60};      ///< Between two requests.
     std::chrono::seconds progress{30};  ///< For a reader to take anything at all.
     std::chrono::seconds hearOut{2};    ///< For a client to take a last answer in and to say what it still says.

@@ -25,6 +25,7 @@ struct HttpRequest {
     std::string acceptEncoding;
     std::string lastEventId;
     bool fromLoopback = false;  ///< And not handed on by a proxy.
+    bool isOwnProbe = false;    ///< One of this machine's own asks how the service is.
 };
 
 /// What goes back, but for the headers that every answer bears.

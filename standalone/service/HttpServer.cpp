@@ -1,5 +1,6 @@
 #include "service/HttpServer.h"
 
+#include <algorithm>
 #include <boost/asio/error.hpp>
 #include <stdexcept>
 #include <vector>
@@ -18,6 +19,12 @@ namespace {
 constexpr std::chrono::milliseconds kWatchEvery{250};
 constexpr std::chrono::milliseconds kPauseAfterFault{100};
 
+/// An address as it is said, also where one socket listens for both kinds: 127.0.0.1, not ::ffff:127.0.0.1.
+asio::ip::address plainAddress(const asio::ip::address& address) {
+    if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address;
+    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+}
+
 }  // namespace
 
 HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Api& api, ChangeStream& changes,
@@ -31,7 +38,8 @@ HttpServer::HttpServer(asio::io_context& context, HttpLimits limits, Api& api, C
       _proxies(std::move(proxies)),
       _acceptor(context),
       _timer(context),
-      _pause(context) {}
+      _pause(context),
+      _acceptFaults([](const std::string& line) { handleError(2, "%s: %s", "accept", line.c_str()); }) {}
 
 HttpServer::~HttpServer() = default;
 
@@ -64,7 +72,7 @@ void HttpServer::accept() {
             return accept();
         }
         // No descriptors left, most likely: those that are open go on, new ones wait in the backlog.
-        handleError(2, "%s: a connection could not be accepted: %s", "accept", error.message().c_str());
+        _acceptFaults.say("a connection could not be accepted: " + error.message(), base::RareLog::Clock::now());
         _pause.expires_after(kPauseAfterFault);
         _pause.async_wait([this](error_code stopped) {
             if (!stopped) accept();
@@ -74,23 +82,37 @@ void HttpServer::accept() {
 
 void HttpServer::accepted(asio::ip::tcp::socket socket) {
     error_code error;
-    const auto peer = socket.remote_endpoint(error).address();
+    const auto peer = plainAddress(socket.remote_endpoint(error).address());
     if (error) return;  // gone already
     const auto connection = std::make_shared<HttpConnection>(*this, std::move(socket), peer);
     const bool full = _admitted >= _limits.connections;
+    const bool isProxy = _proxies.trust(peer);
     // Whom a proxy speaks for shows with the request.
-    if (!full && (_proxies.trust(peer) || connection->countFor(peer))) {
+    if (!full && (isProxy || connection->countFor(peer))) {
         _connections.insert(connection);
         ++_admitted;
         _metrics.connections(_admitted);
         return connection->start();
     }
-    _metrics.refused();
-    if (_connections.size() - _admitted >= _limits.refusals) return;
-    _connections.insert(connection);
-    connection->refuse(
+    const Problem noRoom =
         full ? Problem{503, "The service has as many connections as it takes.", "", "", {{"Retry-After", "10"}}}
-             : tooManyOfAddress());
+             : tooManyOfAddress();
+    if (!peer.is_loopback() || isProxy || _limits.ownProbes == 0) return refuse(connection, noRoom);
+    if (_ownProbes.size() >= _limits.ownProbes) {
+        const std::shared_ptr<HttpConnection> longest = _ownProbes.front();
+        longest->giveWay();
+    }
+    _connections.insert(connection);
+    _ownProbes.push_back(connection);
+    connection->startOwnProbe(noRoom);
+}
+
+void HttpServer::refuse(const std::shared_ptr<HttpConnection>& connection, const Problem& noRoom) {
+    _metrics.refused();
+    if (_refusals >= _limits.refusals) return connection->close();
+    _connections.insert(connection);
+    ++_refusals;
+    connection->refuse(noRoom);
 }
 
 Problem HttpServer::tooManyOfAddress() {
@@ -115,9 +137,19 @@ void HttpServer::release(const asio::ip::address& client) {
 }
 
 void HttpServer::closed(HttpConnection& connection) {
-    _connections.erase(connection.shared_from_this());
-    if (connection.isRefused()) return;
-    _metrics.connections(--_admitted);
+    const std::shared_ptr<HttpConnection> itself = connection.shared_from_this();
+    _connections.erase(itself);
+    switch (connection.place()) {
+        case HttpConnection::ADMITTED: return _metrics.connections(--_admitted);
+        case HttpConnection::REFUSED: --_refusals; return;
+        case HttpConnection::OWN_PROBE: return leaveOwnProbes(connection);
+        case HttpConnection::NOWHERE: return;
+    }
+}
+
+void HttpServer::leaveOwnProbes(HttpConnection& connection) {
+    const auto place = std::find(_ownProbes.begin(), _ownProbes.end(), connection.shared_from_this());
+    if (place != _ownProbes.end()) _ownProbes.erase(place);
 }
 
 void HttpServer::pictureChanged() {
@@ -131,6 +163,7 @@ void HttpServer::watch() {
     _timer.async_wait([this](error_code error) {
         if (error) return;
         const auto now = std::chrono::steady_clock::now();
+        _acceptFaults.writeWhatIsDue(now);
         const std::vector<std::shared_ptr<HttpConnection>> all(_connections.begin(), _connections.end());
         const bool giveUp = _stopping && now >= _giveUp;
         for (const auto& connection : all) giveUp ? connection->close() : connection->watch(now);

@@ -8,11 +8,13 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
 #include <unordered_set>
 
+#include "base/RareLog.h"
 #include "service/Api.h"
 #include "service/ChangeStream.h"
 #include "service/HttpLimits.h"
@@ -49,6 +51,8 @@ private:
 
     void accept();
     void accepted(boost::asio::ip::tcp::socket socket);
+    void refuse(const std::shared_ptr<HttpConnection>& connection, const Problem& noRoom);
+    void leaveOwnProbes(HttpConnection& connection);
     void closed(HttpConnection& connection);
     bool admit(const boost::asio::ip::address& client);
     void release(const boost::asio::ip::address& client);
@@ -64,9 +68,11 @@ private:
     boost::asio::ip::tcp::acceptor _acceptor;
     boost::asio::steady_timer _timer;
     boost::asio::steady_timer _pause;  // after accepting failed
+    base::RareLog _acceptFaults;
     std::unordered_set<std::shared_ptr<HttpConnection>> _connections;
-    // Without those that only hear why there is no room.
     std::size_t _admitted = 0;
+    std::size_t _refusals = 0;                               // only hear why there is no room
+    std::deque<std::shared_ptr<HttpConnection>> _ownProbes;  // the longest there first
     std::map<boost::asio::ip::address, std::size_t> _perAddress;
     bool _stopping = false;
     std::chrono::steady_clock::time_point _giveUp;
