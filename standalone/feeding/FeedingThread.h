@@ -16,10 +16,10 @@
 #include <thread>
 
 #include "base/Mutex.h"
+#include "base/RareLog.h"
 #include "feed/Intake.h"
 #include "feed/StoreEntry.h"
 #include "feeding/PublicationTimer.h"
-#include "feeding/RareLog.h"
 #include "picture/PictureBuilder.h"
 #include "picture/PublishedPicture.h"
 #include "signalling/Inbox.h"
@@ -108,7 +108,7 @@ private:
     feed::StoreEntry _storeEntry;
     feed::Intake _intake;
     PublicationTimer _timer;
-    RareLog _rareLog;
+    base::RareLog _rareLog;
     Clock::time_point _snapshotBegan;
     std::atomic<bool> _stopping{false};
     std::atomic<std::uint64_t> _publications{0};

@@ -225,6 +225,7 @@ void addHttpOptions(CLI::App& command, service::ServeOptions& options) {
         ->type_name("ADDRESS")
         ->group("HTTP");
     command.add_option("--connections", options.limits.connections, "Connections in all")
+        ->each([&options](const std::string&) { options.connectionsAsked = true; })
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}).description(""))

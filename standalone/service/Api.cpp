@@ -217,10 +217,6 @@ HttpAnswer Api::routed(const HttpRequest& request, std::string& route) const {
     return isPage ? page(request, target) : (this->*known->handler)(request, target);
 }
 
-bool Api::isOfOperator(const HttpRequest& request) {
-    return isProbe(request) || request.target == "/metrics";
-}
-
 /// A page on somebody else's site must not read what a browser inside the house can reach: the name it
 /// was reached by and the page's origin have to be ours.
 void Api::checkSender(const HttpRequest& request) const {

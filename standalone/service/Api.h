@@ -39,9 +39,6 @@ public:
         TextAccount& account;
     };
 
-    /// Whether a request asks how the service is: it is answered however many others wait.
-    static bool isOfOperator(const HttpRequest& request);
-
     Api(Surroundings surroundings, ApiOptions options);
 
     /// Never throws for what a client asks; what goes wrong is a problem document.

@@ -23,6 +23,7 @@ void HttpConnection::start() {
     error_code ignored;
     _socket.set_option(asio::ip::tcp::no_delay(true), ignored);
     _socket.non_blocking(true, ignored);
+    _place = ADMITTED;
     await();
     expectWithin(_server._limits.request);  // a client that connects has something to say
 }
@@ -30,8 +31,23 @@ void HttpConnection::start() {
 void HttpConnection::refuse(const Problem& problem) {
     error_code ignored;
     _socket.non_blocking(true, ignored);
-    _isRefused = true;
+    _place = REFUSED;
     send(answerOf(problem), {});
+}
+
+void HttpConnection::startOwnProbe(const Problem& noRoom) {
+    _noRoom = noRoom;
+    start();
+    _place = OWN_PROBE;
+    expectWithin(_server._limits.ownProbe);
+}
+
+void HttpConnection::giveWay() {
+    const bool answered = _state == WRITING || _finishing;
+    if (answered) return close();
+    _server.leaveOwnProbes(*this);
+    _place = NOWHERE;
+    _server.refuse(shared_from_this(), *_noRoom);
 }
 
 // --- Requests -----------------------------------------------------------------------------------
@@ -50,7 +66,7 @@ void HttpConnection::read() {
         if (progress == RequestReader::NOTHING) return awaitFirstByte();
         if (_state == WAITING) {
             _state = READING;
-            expectWithin(_server._limits.request);
+            if (_place == ADMITTED) expectWithin(_server._limits.request);
         }
         if (progress == RequestReader::HALFWAY) return readMore();
         if (progress == RequestReader::WHOLE) return answer();
@@ -65,7 +81,7 @@ void HttpConnection::read() {
 void HttpConnection::awaitFirstByte() {
     _socket.async_wait(asio::ip::tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
         if (error) return self->close();
-        self->readMore();
+        if (self->_place != REFUSED) self->readMore();
     });
 }
 
@@ -73,7 +89,7 @@ void HttpConnection::readMore() {
     _socket.async_read_some(_reader.room(), [self = shared_from_this()](error_code error, std::size_t bytes) {
         if (error) return self->close();
         self->_reader.came(bytes);
-        self->read();
+        if (self->_place != REFUSED) self->read();
     });
 }
 
@@ -82,16 +98,20 @@ void HttpConnection::askForBody() {
     static constexpr std::string_view kGoOn = "HTTP/1.1 100 Continue\r\n\r\n";
     asio::async_write(_socket, asio::buffer(kGoOn), [self = shared_from_this()](error_code error, std::size_t) {
         if (error) return self->close();
-        self->read();
+        if (self->_place != REFUSED) self->read();
     });
 }
 
 /// Answers the request that has been read, as soon as there is room for an answer.
 void HttpConnection::answer() {
     const HttpRequest& request = _received.request;
-    if (!_server._sources.account.hasRoom() && !Api::isOfOperator(request)) {
+    if (!_server._sources.account.hasRoom() && !request.isForOperator) {
         _waiting = FOR_TURN;
         return _server.awaitTurn(*this);
+    }
+    if (_place == OWN_PROBE && !request.isOwnProbe) {
+        _server._metrics.refused();
+        return send(answerOf(*_noRoom), {});
     }
     const bool hasRoom = !_server._proxies.trust(_peer) || countFor(_received.client);
     const HttpAnswer answer = hasRoom ? _server._sources.api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
@@ -99,7 +119,7 @@ void HttpConnection::answer() {
     AnswerWriter::Manner manner;
     manner.bodyToo = request.method != "HEAD";
     manner.inChunks = request.takesChunks;
-    manner.keepAlive = _received.keepAlive && !_finishing && !(answer.stream && manner.bodyToo);
+    manner.keepAlive = _received.keepAlive && !_finishing && _place == ADMITTED && !(answer.stream && manner.bodyToo);
     _reader.next();
     send(answer, manner);
 }
@@ -160,15 +180,10 @@ void HttpConnection::writeOn(const std::shared_ptr<const picture::Picture>& pict
     }
     if (before != FOR_CLIENT) _progress.begin(_server.now(), _writer.bytesLeft());
     _waiting = FOR_CLIENT;
-    const auto writeOnThen = [self = shared_from_this()](error_code error) {
-        if (error) return self->close();
-        self->writeOn(self->_server._sources.published.current());
-    };
-    if (state == AnswerWriter::TAKES_IN) {
-        _socket.async_wait(asio::ip::tcp::socket::wait_write, writeOnThen);
-    } else {
-        asio::post(_socket.get_executor(), [writeOnThen] { writeOnThen({}); });
-    }
+    if (state == AnswerWriter::MORE) return _server.writeLater(shared_from_this());
+    _socket.async_wait(asio::ip::tcp::socket::wait_write, [self = shared_from_this()](error_code error) {
+        error ? self->close() : self->_server.writeLater(self);
+    });
 }
 
 /// The answer is out.

@@ -31,6 +31,13 @@ public:
     /// Says why there is no room, then closes.
     void refuse(const Problem& problem);
 
+    /// Awaits one request of somebody on this machine who looks after the service, though there is no room; whoever
+    /// asks for anything else hears why.
+    void startOwnProbe(const Problem& noRoom);
+
+    /// Leaves the place of such a one to the next: says why there is no room if nothing has been answered yet.
+    void giveWay();
+
     /// Sends a stream's reader what is new, be it the state of the link alone, unless it is still busy with
     /// what came before. The server calls it for streams alone.
     void pictureChanged(const std::shared_ptr<const picture::Picture>& picture);
@@ -50,8 +57,9 @@ public:
     /// Takes a place among the connections of a client's address. False where there is none left.
     bool countFor(const boost::asio::ip::address& client);
 
-    /// Whether it hears why there is no room, and nothing else.
-    bool isRefused() const { return _isRefused; }
+    /// What it counts among.
+    enum Place { NOWHERE, ADMITTED, OWN_PROBE, REFUSED };
+    Place place() const { return _place; }
 
 private:
     friend class HttpServer;
@@ -83,7 +91,8 @@ private:
     Clock::time_point _deadline;
     enum State { WAITING, READING, WRITING } _state = WAITING;
     bool _finishing = false;
-    bool _isRefused = false;
+    Place _place = NOWHERE;
+    std::optional<Problem> _noRoom;  // for an own probe that is none
 
     // An answer under way.
     AnswerWriter _writer;

@@ -13,9 +13,12 @@ struct HttpLimits {
     std::size_t connections = 20000;
     std::size_t connectionsPerAddress = 64;
     std::size_t refusals = 64;  ///< Connections that hear at a time why there is no room; others are just closed.
+    std::size_t ownProbes =
+        4;  ///< Connections from this machine beyond all these, for whoever looks after the service.
     std::size_t headerBytes = 8192;
     std::size_t bodyBytes = 16384;
     std::chrono::seconds request{10};   ///< For a whole request, from its first byte or the connection on.
+    std::chrono::seconds ownProbe{2};   ///< For a request on one of those.
     std::chrono::seconds idle{60};      ///< Between two requests.
     std::chrono::seconds progress{30};  ///< For a reader to take anything at all.
     std::uint64_t lowestRate = 1024;    ///< Bytes a second that a reader has to take, over

@@ -27,7 +27,9 @@ struct HttpRequest {
     std::string acceptEncoding;
     bool takesChunks = true;  ///< Not where the client speaks HTTP/1.0.
     std::string lastEventId;
-    bool fromLoopback = false;  ///< And not handed on by a proxy.
+    bool fromLoopback = false;   ///< And not handed on by a proxy.
+    bool isForOperator = false;  ///< Asks how the service is.
+    bool isOwnProbe = false;     ///< One of this machine's own asks how the service is.
 };
 
 /// What goes back, but for the headers that every answer bears.

@@ -9,12 +9,14 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
+#include "base/RareLog.h"
 #include "service/AnswerWriter.h"
 #include "service/Api.h"
 #include "service/HttpLimits.h"
@@ -62,10 +64,17 @@ private:
     std::chrono::steady_clock::time_point now() const { return _now; }
 
     void accept();
+    void acceptWhoWaits();
     void accepted(boost::asio::ip::tcp::socket socket);
+    void refuse(const std::shared_ptr<HttpConnection>& connection, const Problem& noRoom);
+    void leaveOwnProbes(HttpConnection& connection);
     void closed(HttpConnection& connection);
     void streamBegan(HttpConnection& connection);
     void streamEnded(HttpConnection& connection);
+    void tellSome();
+    void writeLater(std::shared_ptr<HttpConnection> connection);
+    void writeSome();
+    std::function<bool()> sliceOfTime();
     void awaitTurn(HttpConnection& connection);
     void giveTurns();
     void textsMayHaveGone();
@@ -81,13 +90,19 @@ private:
     boost::asio::ip::tcp::acceptor _acceptor;
     boost::asio::steady_timer _timer;
     boost::asio::steady_timer _pause;  // after accepting failed
+    base::RareLog _acceptFaults;
     std::unordered_set<std::shared_ptr<HttpConnection>> _connections;
     std::vector<HttpConnection*> _streams;  // of _connections; each knows its place here
+    std::size_t _toTell = 0;                // of them, from the front, that have not heard of a picture yet
+    bool _tellAgain = false;                // there is a newer one
+    std::deque<std::shared_ptr<HttpConnection>> _toWrite;
+    bool _writesSoon = false;
     std::deque<std::weak_ptr<HttpConnection>> _awaitTurn;
     bool _turnsAreNear = false;
     std::chrono::steady_clock::time_point _now = std::chrono::steady_clock::now();
-    // Without those that only hear why there is no room.
     std::size_t _admitted = 0;
+    std::size_t _refusals = 0;                               // only hear why there is no room
+    std::deque<std::shared_ptr<HttpConnection>> _ownProbes;  // the longest there first
     std::map<boost::asio::ip::address, std::size_t> _perAddress;
     bool _stopping = false;
     std::chrono::steady_clock::time_point _giveUp;

@@ -61,6 +61,12 @@ void takeHost(HttpRequest& request) {
     request.target = std::move(target);
 }
 
+/// Whether a target is for whoever looks after the service.
+bool isForOperator(std::string_view target) {
+    const std::string_view path = target.substr(0, target.find('?'));
+    return path == "/healthz" || path == "/readyz" || path == "/metrics";
+}
+
 std::string_view textOf(const boost::beast::flat_buffer& bytes) {
     return {static_cast<const char*>(bytes.data().data()), bytes.size()};
 }
@@ -133,7 +139,10 @@ ReceivedRequest requestOf(const RequestReader::Message& message, const boost::as
     request.acceptEncoding = valueOf(message, http::field::accept_encoding);
     request.lastEventId = std::string(message["Last-Event-ID"]);
     const bool handedOn = message.count(http::field::forwarded) > 0 || message.count("X-Forwarded-For") > 0;
-    request.fromLoopback = peer.is_loopback() && !peerIsTrusted && !isOld && !handedOn;
+    request.isForOperator = isForOperator(request.target);
+    const bool isOwn = peer.is_loopback() && !peerIsTrusted && !handedOn;
+    request.fromLoopback = isOwn && !isOld;
+    request.isOwnProbe = isOwn && (!isOld || request.mayLackHost) && request.isForOperator;
     return received;
 }
 

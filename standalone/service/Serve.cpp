@@ -12,7 +12,10 @@
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
+#include <iterator>
 #include <stdexcept>
+#include <system_error>
 
 #include "base/HostAndPort.h"
 #include "base/Interrupt.h"
@@ -44,28 +47,42 @@ base::HostAndPort listenAddressOf(const std::string& text) {
     }
 }
 
-/// Sees to it that every connection can have its descriptor, or that no more of them are promised than there are.
-void provideDescriptors(HttpLimits& limits) {
-    constexpr rlim_t kOwn = 32;  // event loops, link, look-ups, log, what stands open anyway
-    constexpr rlim_t kFewest = 8;
-    const rlim_t wanted = limits.connections + limits.refusals + kOwn;
+/// Files that are open already, those that whoever started the program left open among them.
+rlim_t openFiles() {
+    std::error_code error;
+    const std::filesystem::directory_iterator files("/proc/self/fd", error);
+    return static_cast<rlim_t>(std::distance(begin(files), end(files)));
+}
+
+/// Sees to it that every connection can have its descriptor, or that no more of them are promised than there are. Some
+/// are kept for the link, the log and whatever else the service opens as it goes on.
+/// @param asked whether the operator asked for so many connections.
+void provideDescriptors(HttpLimits& limits, bool asked) {
+    constexpr rlim_t kToCome = 24;  // event loops, the listening socket, link, look-ups, log
+    constexpr rlim_t kFewest = 8;   // connections
+    const rlim_t own = openFiles() + kToCome + limits.ownProbes;
+    const rlim_t wanted = limits.connections + limits.refusals + own;
     rlimit allowed{};
     if (getrlimit(RLIMIT_NOFILE, &allowed) != 0 || allowed.rlim_cur >= wanted) return;
     rlimit raised = allowed;
     raised.rlim_cur = std::min(wanted, allowed.rlim_max);
     if (setrlimit(RLIMIT_NOFILE, &raised) != 0) raised = allowed;
     if (raised.rlim_cur >= wanted) return;
-    if (raised.rlim_cur < kOwn + kFewest) {
+    if (raised.rlim_cur < own + kFewest) {
         throw std::runtime_error(
             fmt::format("this system allows {} open files, the service needs {} at least: see "
                         "ulimit -n",
-                        raised.rlim_cur, kOwn + kFewest));
+                        raised.rlim_cur, own + kFewest));
     }
-    const rlim_t left = raised.rlim_cur - kOwn;
+    const rlim_t left = raised.rlim_cur - own;
+    const rlim_t before = limits.connections;
     limits.refusals = std::min(limits.refusals, left / 4);
     limits.connections = std::min(limits.connections, left - limits.refusals);
-    base::complain(fmt::format("this system allows {} open files: the service takes {} connections at most",
-                               raised.rlim_cur, limits.connections));
+    if (limits.connections == before) return;
+    const std::string what = fmt::format("this system allows {} open files: the service takes {} connections at most",
+                                         raised.rlim_cur, limits.connections);
+    asked ? base::complain(fmt::format("--connections {}: {}; see ulimit -n", before, what))
+          : base::remark(what + "\n");
 }
 
 /// A name or address as a `Host` bears it, without its port, in lower case.
@@ -221,7 +238,7 @@ base::ExitStatus serve(const ServeOptions& options) {
     platform::HostLog::setLevel(options.debugLevel);
     if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);
     ServeOptions possible = options;
-    provideDescriptors(possible.limits);
+    provideDescriptors(possible.limits, possible.connectionsAsked);
     LiveService(possible).run();
     platform::HostLog::finish();
     return base::DONE;

@@ -20,6 +20,7 @@ struct ServeOptions {
     std::vector<std::string> allowedHosts;
     std::vector<std::string> trustedProxies;  ///< Addresses, or ADDRESS/BITS.
     HttpLimits limits;
+    bool connectionsAsked = false;  ///< The operator said how many connections, so fewer are worth a complaint.
     bool openMetrics = false;
     picture::ClockOptions clock;
     double staleAfter = 90;  ///< Seconds.

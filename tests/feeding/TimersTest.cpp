@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "base/RareLog.h"
 #include "feeding/PublicationTimer.h"
-#include "feeding/RareLog.h"
 
 namespace pis::feeding {
 
@@ -47,7 +47,7 @@ TEST(PublicationTimer, AChangeWaitsNoLongerThanTheLimitWhileTheFeedFlows) {
 class RareLogTest : public ::testing::Test {
 protected:
     std::vector<std::string> written;
-    RareLog log{[this](const std::string& line) { written.push_back(line); }};
+    base::RareLog log{[this](const std::string& line) { written.push_back(line); }};
 };
 
 TEST_F(RareLogTest, TheFirstLineIsWrittenAtOnce) {

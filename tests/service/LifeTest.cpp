@@ -252,6 +252,39 @@ TEST_F(Life, PromisesNoMoreConnectionsThanThereAreDescriptors) {
     EXPECT_EQ(std::string::npos, folder.read("log.1").find("Too many open files"));
 }
 
+TEST_F(Life, DescriptorsThatItsStarterLeftOpenAreNotPromised) {
+    std::vector<int> left;
+    for (int i = 0; i < 20; ++i) left.push_back(open("/dev/null", O_RDONLY));
+    const signalling::LoopbackServer side;
+    service = std::make_unique<ServiceProcess>(
+        std::vector<std::string>{"--link", "tcp://127.0.0.1:" + std::to_string(side.port()), "--log-file",
+                                 folder.path("log")},
+        80);
+    for (const int file : left) close(file);
+    signalling::Peer first = side.accept();
+    std::vector<Connection> held;
+    for (int i = 0; i < 200; ++i) held.emplace_back(service->port());
+    patience::await("the service with all of them", [this] { return get("/healthz").status == 200; });
+    first.close();
+    signalling::Peer second = side.accept();
+    second.send(feed::kBegin + feed::line(1, "Coast Line") + feed::kEnd);
+    patience::await("the link's return", [this] { return get("/readyz").status == 200; });
+    std::filesystem::rename(folder.path("log"), folder.path("log.1"));
+    service->signal(SIGHUP);
+    patience::await("a new log", [&] { return std::filesystem::exists(folder.path("log")); });
+    EXPECT_EQ(std::string::npos, folder.read("log.1").find("Too many open files")) << folder.read("log.1");
+}
+
+TEST_F(Life, OnlyAPromiseThatWasAskedForIsWorthAComplaint) {
+    const std::string what = "this system allows 200 open files: the service takes ";
+    service = std::make_unique<ServiceProcess>(std::vector<std::string>{}, 200);
+    EXPECT_EQ(0U, service->err().find(what)) << service->err();
+    service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--connections", "5000"}, 200);
+    EXPECT_EQ(0U, service->err().find("pis: --connections 5000: " + what)) << service->err();
+    service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--connections", "80"}, 200);
+    EXPECT_EQ(std::string::npos, service->err().find("open files")) << service->err();
+}
+
 TEST_F(Life, TooFewDescriptorsAreSaid) {
     Program program({"serve", "--link", "file:-", "--listen", "127.0.0.1:0"}, 30);
     EXPECT_EQ(2, program.status());
@@ -274,6 +307,8 @@ TEST_F(Life, GoesOnAcceptingAfterDescriptorsRanOut) {
     patience::await("the failure in the log", [this] {
         return folder.read("log").find("a connection could not be accepted: Too many open files") != std::string::npos;
     });
+    patience::await("a line for many failures",
+                    [this] { return folder.read("log").find(" more since the line before)") != std::string::npos; });
     EXPECT_EQ(200, before.ask("GET", "/healthz").status) << "those that are open go on";
     ASSERT_EQ(0, prlimit(service->pid(), RLIMIT_NOFILE, &allowed, nullptr));
     EXPECT_EQ(200, waiting.readAnswer().status);

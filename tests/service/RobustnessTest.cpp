@@ -116,15 +116,14 @@ TEST_F(Robustness, ConnectionsPerAddressAreLimited) {
         EXPECT_EQ(200, held.back().ask("GET", "/healthz").status);
     }
     for (int i = 0; i < 10; ++i) {
-        Connection refused(service->port());
-        const Answer answer = refused.readAnswer();
+        const Answer answer = get("/");
         EXPECT_PROBLEM(429, "none", answer);
         EXPECT_EQ("close", answer.header("connection"));
         EXPECT_EQ("10", answer.header("retry-after"));
     }
     EXPECT_EQ(200, held.front().ask("GET", "/healthz").status);
     held.pop_back();
-    patience::await("room", [this] { return get("/healthz").status == 200; });
+    patience::await("room", [this] { return get("/").status == 200; });
     patience::await("the count", [this] { return metric("pis_http_connections_refused_total") >= 10; });
 }
 
@@ -135,9 +134,9 @@ TEST_F(Robustness, ConnectionsInAllAreLimited) {
         held.emplace_back(service->port());
         EXPECT_EQ(200, held.back().ask("GET", "/healthz").status);
     }
-    EXPECT_PROBLEM(503, "none", get("/healthz"));
+    EXPECT_PROBLEM(503, "none", get("/"));
     held.clear();
-    patience::await("room", [this] { return get("/healthz").status == 200; });
+    patience::await("room", [this] { return get("/").status == 200; });
 }
 
 TEST_F(Robustness, RefusalsWithoutEndLeaveTheServiceAlone) {
@@ -148,6 +147,58 @@ TEST_F(Robustness, RefusalsWithoutEndLeaveTheServiceAlone) {
     for (int i = 0; i < 200; ++i) flood.emplace_back(service->port());
     for (Connection& connection : flood) connection.takeRest();
     EXPECT_EQ(200, held.ask("GET", "/healthz").status);
+}
+
+// --- This machine's own ---
+
+TEST_F(Robustness, WhetherTheServiceIsWellIsAnsweredThoughAllIsTaken) {
+    serve(feed::railway(), {"--connections", "3"});
+    std::vector<Connection> held;
+    for (int i = 0; i < 200; ++i) held.emplace_back(service->port());  // all refusals are taken, too
+    for (int i = 0; i < 10; ++i) {
+        for (const char* target : {"/healthz", "/readyz", "/healthz?", "/metrics"}) {
+            Connection probe(service->port());
+            const Answer answer = probe.ask("GET", target);
+            EXPECT_EQ(200, answer.status) << target;
+            EXPECT_EQ("close", answer.header("connection"));
+            EXPECT_TRUE(probe.isClosed());
+        }
+        Connection old(service->port());
+        old.send("GET /readyz HTTP/1.0\r\n\r\n");
+        EXPECT_EQ(200, old.readAnswer().status);
+    }
+    EXPECT_EQ(3, metric("pis_http_connections"));
+}
+
+TEST_F(Robustness, NobodyElseIsAnsweredThere) {
+    serve(feed::railway(), {"--connections", "2", "--connections-per-address", "1"});
+    Connection held(service->port());
+    EXPECT_EQ(200, held.ask("GET", "/").status);
+    for (const char* target :
+         {"/", "/api/v1/lines", "/api/v1/changes", "/healthzz", "/healthz/", "//healthz", "/x?/healthz"}) {
+        Connection refused(service->port());
+        refused.send(requestText("GET", target) + requestText("GET", "/healthz"));
+        const Answer answer = refused.readAnswer();
+        EXPECT_PROBLEM(429, "none", answer);
+        EXPECT_EQ("10", answer.header("retry-after"));
+        EXPECT_TRUE(refused.isClosed()) << "what was sent along is not read";
+    }
+    EXPECT_EQ(429, get("/healthz", {{"X-Forwarded-For", "203.0.113.1"}}).status);
+    EXPECT_EQ(429, get("/healthz", {{"Forwarded", "for=203.0.113.1"}}).status);
+    Connection proxys(service->port());
+    proxys.send("GET /healthz HTTP/1.0\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(429, proxys.readAnswer().status);
+    EXPECT_EQ(200, get("/healthz").status);
+    EXPECT_EQ(421, get("/healthz", {{"Host", "example.org"}}).status);
+    EXPECT_EQ(400, answerTo("nonsense\r\n\r\n").status);
+    EXPECT_GE(metric("pis_http_connections_refused_total"), 10);
+}
+
+TEST_F(Robustness, ATrustedProxyIsNotThisMachine) {
+    serve("", {"--connections", "1", "--trusted-proxy", "127.0.0.1"});
+    Connection held(service->port());
+    EXPECT_EQ(200, held.ask("GET", "/healthz").status);
+    EXPECT_PROBLEM(503, "none", get("/healthz"));
 }
 
 TEST_F(Robustness, PathsWithoutEndTakeNoMemoryThatStays) {

@@ -39,7 +39,7 @@ protected:
     static HttpLimits patient() {
         HttpLimits limits;
         limits.request = limits.idle = limits.progress = limits.rateOver = limits.comment = limits.tick =
-            limits.hearOut = limits.lastWords = std::chrono::seconds(600);
+            limits.hearOut = limits.lastWords = limits.ownProbe = std::chrono::seconds(600);
         return limits;
     }
 
@@ -273,6 +273,7 @@ TEST_F(TimeLimits, AReaderThatFallsBehindEndsWithThePicture) {
 TEST_F(TimeLimits, ThoseThatAreRefusedTakeNobodysRoom) {
     HttpLimits limits = patient();
     limits.connectionsPerAddress = 2;
+    limits.ownProbes = 0;
     serve(limits);
     std::vector<Connection> held;
     for (int i = 0; i < 2; ++i) {
@@ -293,6 +294,7 @@ TEST_F(TimeLimits, NoMoreThanSomeAreToldWhyThereIsNoRoom) {
     HttpLimits limits = patient();
     limits.connectionsPerAddress = 1;
     limits.refusals = 2;
+    limits.ownProbes = 0;
     serve(limits);
     Connection held(port);
     EXPECT_EQ(200, held.ask("GET", "/healthz").status);
@@ -302,6 +304,41 @@ TEST_F(TimeLimits, NoMoreThanSomeAreToldWhyThereIsNoRoom) {
         EXPECT_EQ(429, refused.back().readAnswer().status);
     }
     EXPECT_TRUE(Connection(port).isClosed());
+}
+
+TEST_F(TimeLimits, WhoSaysNothingHoldsNoPlaceOfTheMachinesOwn) {
+    HttpLimits limits = patient();
+    limits.connectionsPerAddress = 1;
+    limits.refusals = 2;
+    limits.ownProbes = 2;
+    serve(limits);
+    Connection held(port);
+    EXPECT_EQ(200, held.ask("GET", "/healthz").status);
+    std::vector<Connection> silent;
+    for (int i = 0; i < 10; ++i) {
+        silent.emplace_back(port);
+        if (i % 2 == 0) silent.back().send("GET /healthz HTT");
+    }
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(200, service::get(port, "/readyz").status) << i;
+    // The first ones heard why, as many as there is room for; the others were just closed.
+    for (int i = 0; i < 9; ++i) {
+        const int status = silent[static_cast<std::size_t>(i)].readHead().status;
+        EXPECT_EQ(i < 2 ? 429 : 0, status) << i;
+    }
+}
+
+TEST_F(TimeLimits, WhoSaysNothingOnAPlaceOfTheMachinesOwnIsClosed) {
+    HttpLimits limits = patient();
+    limits.connectionsPerAddress = 1;
+    limits.ownProbe = std::chrono::seconds(1);
+    serve(limits);
+    Connection held(port);
+    EXPECT_EQ(200, held.ask("GET", "/healthz").status);
+    Connection silent(port);
+    Connection halfway(port);
+    halfway.send("GET /healthz HTT");
+    EXPECT_TRUE(silent.isClosed());
+    EXPECT_TRUE(halfway.isClosed());
 }
 
 TEST_F(TimeLimits, ARequestThatIsHalfReadAtTheEndIsAnswered) {

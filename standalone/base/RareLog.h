@@ -1,6 +1,6 @@
 // Log lines about what may come in floods: one a second at most, and how many were passed over.
-#ifndef PIS_FEEDING_RARELOG_H
-#define PIS_FEEDING_RARELOG_H
+#ifndef PIS_BASE_RARELOG_H
+#define PIS_BASE_RARELOG_H
 
 #include <chrono>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-namespace pis::feeding {
+namespace pis::base {
 
 /// For one thread.
 class RareLog {
@@ -47,6 +47,6 @@ private:
     std::optional<Clock::time_point> _nextLine;
 };
 
-}  // namespace pis::feeding
+}  // namespace pis::base
 
 #endif
