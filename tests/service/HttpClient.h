@@ -156,9 +156,27 @@ public:
     Answer readAnswer(bool bodyToo = true) {
         Answer answer = readHead();
         if (!bodyToo || answer.status == 0 || answer.status == 304 || answer.status < 200) return answer;
+        if (answer.header("transfer-encoding") == "chunked") {
+            answer.body = readChunks();
+            return answer;
+        }
         if (!answer.has("content-length")) throw std::runtime_error("an answer without Content-Length");
         if (!take(std::stoul(answer.header("content-length")), answer.body)) throw std::runtime_error("body cut short");
         return answer;
+    }
+
+    /// The text of all chunks, the last one read as well.
+    std::string readChunks() {
+        std::string text;
+        std::string line;
+        std::string chunk;
+        while (takeLine(line)) {
+            const std::size_t size = std::stoul(line, nullptr, 16);
+            if (!take(size + 2, chunk) || chunk.substr(size) != "\r\n") break;
+            if (size == 0) return text;
+            text += chunk.substr(0, size);
+        }
+        throw std::runtime_error("chunks cut short");
     }
 
     Answer ask(const std::string& method, const std::string& target, const Headers& headers = {}) {

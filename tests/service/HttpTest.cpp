@@ -67,6 +67,46 @@ TEST_F(Http, GzipWhenItIsAskedFor) {
     }
 }
 
+TEST_F(Http, LargeTablesAreTheSameInEveryForm) {
+    constexpr int kLines = 900;
+    std::string records = feed::railway();
+    for (int id = 1001; id <= 1000 + kLines; ++id) {
+        records += feed::line(id, std::string(static_cast<std::size_t>(id) % 1500, static_cast<char>('a' + id % 26)));
+    }
+    serve(records);
+    Connection connection(service->port());
+    const Answer plain = connection.ask("GET", "/api/v1/lines");
+    ASSERT_GT(plain.body.size(), 500000U);
+    Rows rows;
+    addRowsAt(rows, plain.body, "/items");
+    EXPECT_EQ(std::to_string(kLines + 1), valueAt(plain.body, "/count"));
+    EXPECT_EQ(static_cast<std::size_t>(kLines) + 1, rows["lines"].size());
+    for (const long id : {1L, 1001L, 1450L, 1900L}) {
+        EXPECT_EQ(withoutUpdatedAt(get("/api/v1/lines/" + std::to_string(id)).body), rows["lines"][id]);
+    }
+    const Answer packed = connection.ask("GET", "/api/v1/lines", {{"Accept-Encoding", "gzip"}});
+    EXPECT_EQ("gzip", packed.header("content-encoding"));
+    EXPECT_LT(packed.body.size(), plain.body.size() / 4);
+    EXPECT_EQ(plain.body, gunzipped(packed.body));
+    EXPECT_NE(plain.header("etag"), packed.header("etag"));
+
+    EXPECT_EQ(plain.header("content-length"), connection.ask("HEAD", "/api/v1/lines").header("content-length"));
+    EXPECT_EQ(304, connection.ask("GET", "/api/v1/lines", {{"If-None-Match", plain.header("etag")}}).status);
+    EXPECT_EQ(304, connection
+                       .ask("GET", "/api/v1/lines",
+                            {{"If-None-Match", packed.header("etag")}, {"Accept-Encoding", "gzip"}})
+                       .status);
+    Connection old(service->port());
+    old.send("GET /api/v1/lines HTTP/1.0\r\nHost: localhost\r\nAccept-Encoding: gzip\r\n\r\n");
+    const Answer whole = old.readAnswer();
+    EXPECT_EQ(plain.body, whole.body) << "who speaks HTTP/1.0 knows no chunks";
+    EXPECT_EQ("", whole.header("transfer-encoding"));
+
+    Connection impatient(service->port());
+    for (int i = 0; i < 3; ++i) impatient.send(requestText("GET", "/api/v1/lines"));
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(plain.body, impatient.readAnswer().body);
+}
+
 // --- Methods ---
 
 TEST_F(Http, HeadIsGetWithoutTheBody) {
