@@ -1,5 +1,6 @@
-// bench-picture: what an update costs the feeding thread until the picture with it is published, at three
-// sizes of the table of service stops. Prints a Markdown table.
+// bench-picture: what an update costs the feeding thread until the picture with it is published, at three sizes of the
+// table of service stops, and what the departures of a station cost on a metro. Prints Markdown tables.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -7,9 +8,12 @@
 #include <vector>
 
 #include "Measure.h"
+#include "MetroPicture.h"
 #include "Results.h"
 #include "SignallingCodes.h"
+#include "picture/Departures.h"
 #include "picture/PictureBuilder.h"
+#include "picture/ServiceClock.h"
 
 namespace {
 
@@ -99,7 +103,7 @@ private:
     pis::picture::PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
 };
 
-void measureAll() {
+void measureUpdates() {
     std::vector<std::unique_ptr<PictureOfSize>> pictures;
     std::vector<Body> bodies;
     for (const int size : kSizes) {
@@ -118,7 +122,37 @@ void measureAll() {
         std::printf("| %d | %.1f µs | %.1f µs | %.0f µs |\n", kSizes[i], times[3 * i] / 1e3, times[3 * i + 1] / 1e3,
                     times[3 * i + 2] / 1e3);
     }
-    if (std::fflush(stdout) != 0) throw std::runtime_error("the table cannot be written");
+}
+
+/// An answer made anew, of every station in turn.
+void measureDepartures() {
+    const MetroPicture metro;
+    const auto picture = metro.current();
+    const auto now = pis::picture::ServiceClock({pis::picture::ClockOptions::WALL, "day", "Europe/Oslo", "03:00"})
+                         .at({}, pis::base::WallTime(std::chrono::seconds(1795129200 + MetroPicture::kNow)));
+    std::size_t rows = 0;
+    for (const auto table : pis::records::kEveryTable) rows += picture->size(table);
+    std::vector<Body> bodies;
+    std::size_t bytes = 0;
+    for (int id = 1; id <= MetroPicture::kStations; ++id) {
+        const pis::picture::DepartureQuery query{id, 0, 20};
+        bytes += departuresJson(*picture, query, now).size();
+        bodies.push_back({"departures", [picture, query, now] { keep(departuresJson(*picture, query, now)); }});
+    }
+    const std::vector<double> times = timeInTurns(bodies, {2e5, 15, 10.0});
+    double all = 0;
+    for (const double time : times) all += time;
+    std::printf("\n| rows | stations | one answer of departures, mean | of the busiest station | bytes, mean |\n");
+    std::printf("|---:|---:|---:|---:|---:|\n");
+    std::printf("| %zu | %zu | %.0f µs | %.0f µs | %zu |\n", rows, times.size(),
+                all / static_cast<double>(times.size()) / 1e3, *std::max_element(times.begin(), times.end()) / 1e3,
+                bytes / times.size());
+}
+
+void measureAll() {
+    measureUpdates();
+    measureDepartures();
+    if (std::fflush(stdout) != 0) throw std::runtime_error("the tables cannot be written");
 }
 
 }  // namespace
