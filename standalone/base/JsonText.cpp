@@ -43,6 +43,19 @@ char shortEscape(char character) {
     }
 }
 
+/// How many bytes at the front stand in a string of JSON as they are.
+std::size_t plainLength(std::string_view bytes) {
+    std::size_t length = 0;
+    while (length < bytes.size()) {
+        const auto byte = static_cast<unsigned char>(bytes[length]);
+        if (byte < 0x20 || byte == '"' || byte == '\\') return length;
+        const std::size_t character = byte < 0x80 ? 1 : characterLength(bytes.substr(length));
+        if (character == 0) return length;
+        length += character;
+    }
+    return length;
+}
+
 }  // namespace
 
 JsonText& JsonText::key(std::string_view name) {
@@ -91,20 +104,20 @@ void JsonText::separate() {
 void JsonText::appendQuoted(std::string_view value) {
     _text += '"';
     while (!value.empty()) {
+        const std::size_t plain = plainLength(value);
+        _text.append(value.data(), plain);
+        value.remove_prefix(plain);
+        if (value.empty()) break;
         const char character = value.front();
-        std::size_t length = characterLength(value);
-        if (length == 0) {
+        if (static_cast<unsigned char>(character) >= 0x80) {
             _text += "\xef\xbf\xbd";
-            length = 1;
         } else if (const char letter = shortEscape(character)) {
             _text += '\\';
             _text += letter;
-        } else if (static_cast<unsigned char>(character) < 0x20) {
-            _text += "\\u" + inHex(static_cast<unsigned char>(character), 4);
         } else {
-            _text.append(value.substr(0, length));
+            _text += "\\u" + inHex(static_cast<unsigned char>(character), 4);
         }
-        value.remove_prefix(length);
+        value.remove_prefix(1);
     }
     _text += '"';
 }

@@ -45,13 +45,13 @@ public:
     }
 
     void writeCall(const Call& call) {
-        const Service& service = *call.run->service;
+        const Service& service = *call.service;
         _json.beginObject().key("service_id").number(service.getId());
         _json.key("service_stop_id");
         call.serviceStop != nullptr ? _json.number(call.serviceStop->getId()) : _json.raw("null");
         _json.key("trip_id").number(service.getTripId());
         text("name", call.run->trip->getName());
-        writeLine(*call.run);
+        writeLine(call);
         writeDestination(call);
         _json.key("platform").beginObject().key("id").number(call.platform->getId());
         text("name", call.platform->getName());
@@ -86,22 +86,22 @@ private:
     }
 
     void writeState(const Call& call) {
-        const Service& service = *call.run->service;
+        const Service& service = *call.service;
         code("state", service.getState());
         text("state_text", service.getStateText());
         code("platform_state", call.platform->getState());
         _json.key("at_platform").flag(call.isAtPlatform());
         _json.key("is_stopping").flag(call.stop->isStopping());
-        _json.key("cancelled").flag(call.run->isCancelled());
+        _json.key("cancelled").flag(call.isCancelled());
         _json.key("last_train").flag(service.getIsLastTrain());
         code("priority", call.run->trip->getPriority());
         text("priority_text", call.run->trip->getPriorityText());
     }
 
     /// The service's own line, else its trip's.
-    void writeLine(const Run& run) {
-        const auto* line = _picture.record<Line>(run.service->getLineId());
-        if (line == nullptr) line = _picture.record<Line>(run.trip->getLineId());
+    void writeLine(const Call& call) {
+        const auto* line = _picture.record<Line>(call.service->getLineId());
+        if (line == nullptr) line = _picture.record<Line>(call.run->trip->getLineId());
         _json.key("line");
         if (line == nullptr) {
             _json.raw("null");
@@ -115,13 +115,8 @@ private:
 
     /// The station that the service names, else that of its last call.
     void writeDestination(const Call& call) {
-        const auto* station = _picture.record<Station>(call.run->service->getDestinationStationId());
-        const std::vector<Pattern::Stop>& stops = call.pattern->stops;
-        for (auto stop = stops.rbegin(); station == nullptr && stop != stops.rend(); ++stop) {
-            if (stop->record == nullptr) continue;
-            station = stationOf(_picture.record<PlatformInfo>(stop->record->getPlatformId()));
-            break;
-        }
+        const auto* station = _picture.record<Station>(call.service->getDestinationStationId());
+        if (station == nullptr) station = stationOf(platformOfLast(*call.pattern));
         _json.key("destination");
         if (station == nullptr) {
             _json.raw("null");
@@ -130,6 +125,14 @@ private:
         _json.beginObject().key("id").number(station->getId());
         text("name", station->getName());
         _json.endObject();
+    }
+
+    const PlatformInfo* platformOfLast(const Pattern& pattern) const {
+        for (auto id = pattern.stops.rbegin(); id != pattern.stops.rend(); ++id) {
+            const auto* stop = _picture.record<TripStop>(*id);
+            if (stop != nullptr) return _picture.record<PlatformInfo>(stop->getPlatformId());
+        }
+        return nullptr;
     }
 
     void writeVehicle(int id) {
@@ -146,21 +149,21 @@ private:
 
     void writeStopsAhead(const Call& call) {
         _json.key("stops_ahead").beginArray();
-        const std::vector<Pattern::Stop>& stops = call.pattern->stops;
-        for (std::size_t place = call.place + 1; place < stops.size(); ++place) {
-            const TripStop* stop = stops[place].record;
-            if (stop != nullptr && stop->isStopping()) writeStopAhead(*call.run, *stop);
+        _stopsByTripStop.gather(_picture, idsUnder(_picture.stopsOfService, call.service->getId()),
+                                &ServiceStop::getTripStopId);
+        for (std::size_t place = call.place + 1; place < call.pattern->stops.size(); ++place) {
+            const auto* stop = _picture.record<TripStop>(call.pattern->stops[place]);
+            if (stop != nullptr && stop->isStopping()) writeStopAhead(call, *stop, _stopsByTripStop.at(stop->getId()));
         }
         _json.endArray();
     }
 
     /// Times are those of the arrival. A stop at a platform that is not held has no name to go by.
-    void writeStopAhead(const Run& run, const TripStop& stop) {
+    void writeStopAhead(const Call& call, const TripStop& stop, const ServiceStop* serviceStop) {
         const auto* platform = _picture.record<PlatformInfo>(stop.getPlatformId());
         if (platform == nullptr) return;
         const Station* station = stationOf(platform);
-        const ServiceStop* serviceStop = run.stopAt(stop.getId());
-        const std::int64_t scheduled = run.start + secondsOf(stop.getSchArvOffset());
+        const std::int64_t scheduled = call.start + secondsOf(stop.getSchArvOffset());
         const std::int64_t delay = serviceStop != nullptr ? secondsOf(serviceStop->getArvDelay()) : 0;
         _json.beginObject().key("station_id").number(platform->getStationId());
         text("name", station != nullptr ? station->getName() : platform->getName());
@@ -176,6 +179,7 @@ private:
     const Picture& _picture;
     const ServiceMoment& _now;
     base::JsonText _json;
+    StopsByKey _stopsByTripStop;  // of the service that is written
 };
 
 }  // namespace
@@ -191,8 +195,9 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
     NextCalls next(picture, now);
     std::vector<Call> calls;
     if (hasData) {
-        calls = query.stationId != 0 ? next.at(idsUnder(picture.platformsOfStation, query.stationId))
-                                     : next.at({query.platformId});
+        const std::size_t least = std::max(query.limit, std::size_t{1});  // one tells whether there are any
+        calls = query.stationId != 0 ? next.at(idsUnder(picture.platformsOfStation, query.stationId), least)
+                                     : next.at({query.platformId}, least);
     }
 
     DepartureWriter writer(picture, now);

@@ -22,12 +22,25 @@ constexpr double kStaysCancelled = 5 * 60;
 
 /// The nth next departure is read as this order of calls.
 auto orderOf(const Call& call) {
-    const std::int64_t leaves = call.run->isCancelled() ? call.scheduled : call.expected();
-    return std::make_tuple(leaves, call.scheduled, call.run->service->getId(), call.stop->getId());
+    const std::int64_t leaves = call.isCancelled() ? call.scheduled : call.expected();
+    return std::make_tuple(leaves, call.scheduled, call.service->getId(), call.stop->getId());
 }
 
-void add(Pattern& pattern, int id, const TripStop* record) {
-    if (pattern.places.emplace(id, pattern.stops.size()).second) pattern.stops.push_back({id, record});
+/// Of stops in their order; one that is named again counts where it is named first.
+Pattern patternOf(std::vector<int> stops) {
+    Pattern pattern{std::move(stops), {}};
+    for (std::size_t i = 0; i < pattern.stops.size(); ++i) pattern.byId.emplace_back(pattern.stops[i], i);
+    std::sort(pattern.byId.begin(), pattern.byId.end());
+    const auto isAgain = [](const auto& a, const auto& b) { return a.first == b.first; };
+    const auto again = std::unique(pattern.byId.begin(), pattern.byId.end(), isAgain);
+    if (again == pattern.byId.end()) return pattern;
+
+    std::vector<std::size_t> firsts;
+    std::for_each(pattern.byId.begin(), again, [&firsts](const auto& stop) { firsts.push_back(stop.second); });
+    std::sort(firsts.begin(), firsts.end());
+    std::vector<int> once;
+    for (const std::size_t place : firsts) once.push_back(pattern.stops[place]);
+    return patternOf(std::move(once));
 }
 
 /// A state without a name is one of a train that runs.
@@ -56,13 +69,30 @@ std::vector<int> idsOf(const std::string& list) {
     return ids;
 }
 
-const ServiceStop* Run::stopAt(int tripStopId) const {
-    const auto found = stops.find(tripStopId);
-    return found != stops.end() ? found->second : nullptr;
+std::optional<std::size_t> Pattern::placeOf(int tripStopId) const {
+    const auto found = std::lower_bound(byId.begin(), byId.end(), std::make_pair(tripStopId, std::size_t{0}));
+    return found != byId.end() && found->first == tripStopId ? std::optional(found->second) : std::nullopt;
 }
 
+void StopsByKey::gather(const Picture& picture, const std::vector<int>& ids, Key key) {
+    _stops.clear();
+    for (const int id : ids) {
+        const auto* stop = picture.record<ServiceStop>(id);
+        _stops.emplace_back((stop->*key)(), stop);
+    }
+    std::stable_sort(_stops.begin(), _stops.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+}
+
+const ServiceStop* StopsByKey::at(int key) const {
+    const auto found = std::lower_bound(_stops.begin(), _stops.end(), key,
+                                        [](const auto& stop, int wanted) { return stop.first < wanted; });
+    return found != _stops.end() && found->first == key ? found->second : nullptr;
+}
+
+// --- Rules --------------------------------------------------------------------------------------
+
 bool Call::isAtPlatform() const {
-    if (!standsAtPlatform(run->service->getState())) return false;
+    if (!standsAtPlatform(service->getState())) return false;
     return serviceStop != nullptr ? run->next == serviceStop->getId() : placeOfNext() == place;
 }
 
@@ -76,55 +106,26 @@ std::optional<bool> Call::isListed() const {
 
 /// Where the stops still ahead begin in the pattern, counted back from the first one listed that is held.
 std::optional<std::size_t> Call::placeOfNext() const {
-    const auto held = pattern->places.find(run->firstHeld);
-    if (held == pattern->places.end() || held->second < run->beforeFirstHeld) return std::nullopt;
-    return held->second - run->beforeFirstHeld;
+    const std::optional<std::size_t> held = pattern->placeOf(run->firstHeld);
+    if (!held || *held < run->beforeFirstHeld) return std::nullopt;
+    return *held - run->beforeFirstHeld;
 }
 
-std::vector<Call> NextCalls::at(const std::vector<int>& platforms) {
-    std::vector<Call> calls;
-    for (const int platformId : platforms) {
-        const auto* platform = _picture.record<PlatformInfo>(platformId);
-        if (platform == nullptr) continue;
-        for (const int stopId : idsUnder(_picture.tripStopsAtPlatform, platformId)) {
-            addCalls(*_picture.record<TripStop>(stopId), *platform, calls);
-        }
-    }
-    std::sort(calls.begin(), calls.end(), [](const Call& a, const Call& b) { return orderOf(a) < orderOf(b); });
-    return calls;
-}
-
-void NextCalls::addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls) {
-    const std::vector<int>& services = idsUnder(_picture.servicesOfTrip, stop.getTripId());
-    if (services.empty()) return;
-    const Pattern& pattern = patternWith(stop);
-    for (const int serviceId : services) {
-        const Run& run = runOf(*_picture.record<Service>(serviceId));
-        const ServiceStop* serviceStop = run.stopAt(stop.getId());
-        const Call call{&run,
-                        &pattern,
-                        pattern.places.at(stop.getId()),
-                        &stop,
-                        serviceStop,
-                        &platform,
-                        run.start + secondsOf(stop.getSchDepOffset()),
-                        serviceStop != nullptr ? secondsOf(serviceStop->getDepDelay()) : 0};
-        if (isAhead(call) && isDeparture(call)) calls.push_back(call);
-    }
-}
-
-/// What the feed says of a train counts for more than the time: one that runs stays until it has left. Where it
-/// does not say what lies ahead, time decides.
-bool NextCalls::isAhead(const Call& call) const {
-    const Service::State state = call.run->service->getState();
-    if (state == Service::TERMINATED) return false;
+/// What state and time rule out of a train that has not terminated, whatever the feed lists.
+bool NextCalls::mayBeAhead(const Call& call) const {
+    const Service::State state = call.service->getState();
     const double now = _now.seconds();
     if (state == Service::CANCELLED) return now <= static_cast<double>(call.scheduled) + kStaysCancelled;
+    return hasBegun(state) || now <= static_cast<double>(call.expected()) + kNeverRan;
+}
 
+/// Of a call that may be. What the feed says of a train counts for more than the time: one that runs stays until it
+/// has left. Where it does not say what lies ahead, time decides.
+bool NextCalls::isAhead(const Call& call) const {
+    if (call.isCancelled()) return true;
     const std::optional<bool> listed = call.isListed();
-    if (listed == false) return false;
-    if (!hasBegun(state)) return now <= static_cast<double>(call.expected()) + kNeverRan;
-    return listed || now <= static_cast<double>(call.expected()) + kRunsUnseen;
+    if (listed || !hasBegun(call.service->getState())) return listed.value_or(true);
+    return _now.seconds() <= static_cast<double>(call.expected()) + kRunsUnseen;
 }
 
 bool NextCalls::isDeparture(const Call& call) {
@@ -133,13 +134,67 @@ bool NextCalls::isDeparture(const Call& call) {
     return !ends && (!begins || call.stop->isStopping());
 }
 
+// --- The calls ----------------------------------------------------------------------------------
+
+std::vector<Call> NextCalls::at(const std::vector<int>& platforms, std::size_t limit) {
+    std::vector<Call> waiting;
+    for (const int platformId : platforms) {
+        const auto* platform = _picture.record<PlatformInfo>(platformId);
+        if (platform == nullptr) continue;
+        for (const int stopId : idsUnder(_picture.tripStopsAtPlatform, platformId)) {
+            addCalls(*_picture.record<TripStop>(stopId), *platform, waiting);
+        }
+    }
+
+    // Lists are long, and most calls lie behind the limit: only those in front are looked into.
+    const auto isLater = [](const Call& a, const Call& b) { return orderOf(b) < orderOf(a); };
+    std::make_heap(waiting.begin(), waiting.end(), isLater);
+    std::vector<Call> calls;
+    while (!waiting.empty() && calls.size() < limit) {
+        std::pop_heap(waiting.begin(), waiting.end(), isLater);
+        Call call = waiting.back();
+        waiting.pop_back();
+        lookUp(call);
+        if (isDeparture(call) && isAhead(call)) calls.push_back(call);
+    }
+    return calls;
+}
+
+/// What calls at a stop and may be ahead.
+void NextCalls::addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls) {
+    const std::size_t first = calls.size();
+    for (const int serviceId : idsUnder(_picture.servicesOfTrip, stop.getTripId())) {
+        const auto& service = *_picture.record<Service>(serviceId);
+        if (service.getState() == Service::TERMINATED) continue;
+        const std::int64_t written = secondsOf(service.getStartTime());
+        const std::int64_t start = written + _now.shiftOf(written, hasBegun(service.getState()));
+        calls.push_back({&service, &stop, nullptr, &platform, start, start + secondsOf(stop.getSchDepOffset()), 0});
+    }
+    if (calls.size() == first) return;
+
+    _stopsByService.gather(_picture, idsUnder(_picture.stopsOfTripStop, stop.getId()), &ServiceStop::getServiceId);
+    const auto added = calls.begin() + static_cast<std::ptrdiff_t>(first);
+    std::for_each(added, calls.end(), [this](Call& call) {
+        call.serviceStop = _stopsByService.at(call.service->getId());
+        if (call.serviceStop != nullptr) call.delay = secondsOf(call.serviceStop->getDepDelay());
+    });
+    calls.erase(std::remove_if(added, calls.end(), [this](const Call& call) { return !mayBeAhead(call); }),
+                calls.end());
+}
+
+void NextCalls::lookUp(Call& call) {
+    call.run = &runOf(*call.service);
+    call.pattern = &patternWith(*call.stop);
+    call.place = *call.pattern->placeOf(call.stop->getId());
+}
+
 /// The pattern of the stop's trip, by the trip's list of stops; where the trip does not name this stop, by
 /// the times.
 const Pattern& NextCalls::patternWith(const TripStop& stop) {
     const int tripId = stop.getTripId();
     const auto [listed, isNew] = _listed.try_emplace(tripId);
     if (isNew) listed->second = listedPattern(tripId);
-    if (listed->second.places.count(stop.getId()) != 0) return listed->second;
+    if (listed->second.placeOf(stop.getId())) return listed->second;
 
     const auto [timed, isFirst] = _timed.try_emplace(tripId);
     if (isFirst) timed->second = timedPattern(tripId);
@@ -147,39 +202,29 @@ const Pattern& NextCalls::patternWith(const TripStop& stop) {
 }
 
 Pattern NextCalls::listedPattern(int tripId) const {
-    Pattern pattern;
     const auto* trip = _picture.record<Trip>(tripId);
-    if (trip == nullptr) return pattern;
-    for (const int id : idsOf(trip->getStopsListAsString())) add(pattern, id, _picture.record<TripStop>(id));
-    return pattern;
+    return trip != nullptr ? patternOf(idsOf(trip->getStopsListAsString())) : Pattern();
 }
 
 Pattern NextCalls::timedPattern(int tripId) const {
-    std::vector<const TripStop*> stops;
-    for (const int id : idsUnder(_picture.tripStopsOfTrip, tripId)) stops.push_back(_picture.record<TripStop>(id));
-    const auto timeOf = [](const TripStop* stop) {
-        return std::make_tuple(secondsOf(stop->getSchDepOffset()), secondsOf(stop->getSchArvOffset()), stop->getId());
-    };
-    std::sort(stops.begin(), stops.end(),
-              [&timeOf](const TripStop* a, const TripStop* b) { return timeOf(a) < timeOf(b); });
-    Pattern pattern;
-    for (const TripStop* stop : stops) add(pattern, stop->getId(), stop);
-    return pattern;
+    using Time = std::tuple<std::int64_t, std::int64_t, int>;
+    std::vector<Time> times;
+    for (const int id : idsUnder(_picture.tripStopsOfTrip, tripId)) {
+        const auto& stop = *_picture.record<TripStop>(id);
+        times.emplace_back(secondsOf(stop.getSchDepOffset()), secondsOf(stop.getSchArvOffset()), id);
+    }
+    std::sort(times.begin(), times.end());
+    std::vector<int> stops;
+    for (const Time& time : times) stops.push_back(std::get<int>(time));
+    return patternOf(std::move(stops));
 }
 
 const Run& NextCalls::runOf(const Service& service) {
     const auto [place, isNew] = _runs.try_emplace(service.getId());
     Run& run = place->second;
     if (!isNew) return run;
-    run.service = &service;
     run.trip = _picture.record<Trip>(service.getTripId());
     if (run.trip == nullptr) run.trip = &service;
-    for (const int id : idsUnder(_picture.stopsOfService, service.getId())) {
-        const auto* stop = _picture.record<ServiceStop>(id);
-        run.stops.emplace(stop->getTripStopId(), stop);
-    }
-    run.start = secondsOf(service.getStartTime());
-    run.start += _now.shiftOf(run.start, hasBegun(service.getState()));
     run.following = idsOf(service.getFollowingStopsListAsString());
     if (!run.following.empty()) run.next = run.following.front();
     for (const int id : run.following) {

@@ -5,9 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "picture/Picture.h"
@@ -15,47 +16,41 @@
 
 namespace pis::picture {
 
-/// A trip's stops in the order in which it calls.
+/// A trip's stops in the order in which it calls, each once, whether or not the picture holds it.
 struct Pattern {
-    struct Stop {
-        int id;
-        const TripStop* record;  ///< Null where the trip names a stop that the picture does not hold.
-    };
+    std::vector<int> stops;
+    std::vector<std::pair<int, std::size_t>> byId;  ///< Ids of the stops, ascending, and where in the list they are.
 
-    std::vector<Stop> stops;
-    std::unordered_map<int, std::size_t> places;  ///< Of the stops, by id.
+    std::optional<std::size_t> placeOf(int tripStopId) const;
 };
 
-/// A service with what the feed says of its stops.
+/// A service with what the feed says of where it is.
 struct Run {
-    const Service* service = nullptr;
-    const Trip* trip = nullptr;  ///< Its trip; where that is not held, what the service took over from it.
-    std::int64_t start = 0;      ///< In service time of the moment that is looked at.
-    std::unordered_map<int, const ServiceStop*> stops;  ///< By trip stop.
+    const Trip* trip = nullptr;       ///< Its trip; where that is not held, what the service took over from it.
     std::vector<int> following;       ///< Service stops still ahead, ascending; empty where nobody says.
     int next = 0;                     ///< The first of them as listed.
     int firstHeld = 0;                ///< The trip stop of the first of them that the picture holds, or 0.
     std::size_t beforeFirstHeld = 0;  ///< How many are listed before that.
-
-    /// The service stop that realises a trip stop, or null. A service calls wherever its trip does, whether or
-    /// not that has come: there is no more to say of such a call.
-    const ServiceStop* stopAt(int tripStopId) const;
-
-    bool isCancelled() const { return service->getState() == Service::CANCELLED; }
 };
 
-/// One call of a service at a platform, with its times of departure in service time.
+/// One call of a service at a platform, with its times of departure in service time. A service calls wherever its
+/// trip does, whether or not the service stop has come: there is no more to say of a call without.
 struct Call {
-    const Run* run;
-    const Pattern* pattern;
-    std::size_t place;  ///< In the pattern.
+    const Service* service;
     const TripStop* stop;
     const ServiceStop* serviceStop;  ///< Null where it has not come.
     const PlatformInfo* platform;
+    std::int64_t start;  ///< Of the service, in service time of the moment that is looked at.
     std::int64_t scheduled;
     std::int64_t delay;
 
+    // Looked up for calls whose turn it is.
+    const Run* run = nullptr;
+    const Pattern* pattern = nullptr;
+    std::size_t place = 0;  ///< In the pattern.
+
     std::int64_t expected() const { return scheduled + delay; }
+    bool isCancelled() const { return service->getState() == Service::CANCELLED; }
 
     /// Whether the train stands there, as far as its service's state says.
     bool isAtPlatform() const;
@@ -65,6 +60,21 @@ struct Call {
 
 private:
     std::optional<std::size_t> placeOfNext() const;
+};
+
+/// Service stops by what they belong to, for looking them up: of several with one key the first counts.
+class StopsByKey {
+public:
+    using Key = int (ServiceStop::*)() const;
+
+    /// @param ids of service stops of the picture; what was there before is forgotten.
+    void gather(const Picture& picture, const std::vector<int>& ids, Key key);
+
+    /// Null where none has come.
+    const ServiceStop* at(int key) const;
+
+private:
+    std::vector<std::pair<int, const ServiceStop*>> _stops;
 };
 
 /// A time of the feed in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
@@ -80,14 +90,17 @@ class NextCalls {
 public:
     NextCalls(const Picture& picture, const ServiceMoment& now) : _picture(picture), _now(now) {}
 
-    /// Departures still to come, the next one first. No departure is where a trip ends, and where a
-    /// passing train begins.
-    std::vector<Call> at(const std::vector<int>& platforms);
+    /// Departures still to come, the next one first, `limit` of them at the most. No departure is where a trip
+    /// ends, and where a passing train begins. Costs the calls at the platforms by their state and time; lists are
+    /// read of those alone whose turn comes.
+    std::vector<Call> at(const std::vector<int>& platforms, std::size_t limit);
 
 private:
     void addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls);
+    bool mayBeAhead(const Call& call) const;
     bool isAhead(const Call& call) const;
     static bool isDeparture(const Call& call);
+    void lookUp(Call& call);
     const Pattern& patternWith(const TripStop& stop);
     Pattern listedPattern(int tripId) const;
     Pattern timedPattern(int tripId) const;
@@ -95,9 +108,10 @@ private:
 
     const Picture& _picture;
     ServiceMoment _now;
-    std::unordered_map<int, Pattern> _listed;  // by trip
-    std::unordered_map<int, Pattern> _timed;   // by trip
-    std::unordered_map<int, Run> _runs;        // by service
+    std::map<int, Pattern> _listed;  // by trip
+    std::map<int, Pattern> _timed;   // by trip
+    std::map<int, Run> _runs;        // by service
+    StopsByKey _stopsByService;      // of one trip stop
 };
 
 }  // namespace pis::picture

@@ -69,7 +69,8 @@ struct Picture {
     PersistentMap<int, Ids> tripStopsAtPlatform;
     PersistentMap<int, Ids> tripStopsOfTrip;
     PersistentMap<int, Ids> servicesOfTrip;
-    PersistentMap<int, Ids> stopsOfService;  ///< Service stops.
+    PersistentMap<int, Ids> stopsOfService;   ///< Service stops.
+    PersistentMap<int, Ids> stopsOfTripStop;  ///< Service stops.
 
     /// Changes by revision, the latest ones; a client that knows an older revision starts over.
     PersistentMap<Revision, std::shared_ptr<const std::vector<Change>>> log;

@@ -138,7 +138,7 @@ void PictureBuilder::joinStops() {
     auto& stops = pending<ServiceStop>();
     const auto& tripStops = pending<TripStop>();
     for (const auto& [tripStopId, tripStop] : tripStops) {
-        for (const int id : idsUnder(_stopsOfTripStop, tripStopId)) {
+        for (const int id : idsUnder(_picture.stopsOfTripStop, tripStopId)) {
             if (stops.count(id) == 0) stops.emplace(id, *_picture.record<ServiceStop>(id));
         }
     }
@@ -208,7 +208,7 @@ void PictureBuilder::applyIndexes() {
     _tripStopsOfTrip.applyTo(_picture.tripStopsOfTrip);
     _servicesOfTrip.applyTo(_picture.servicesOfTrip);
     _stopsOfService.applyTo(_picture.stopsOfService);
-    _joins.applyTo(_stopsOfTripStop);
+    _joins.applyTo(_picture.stopsOfTripStop);
 }
 
 /// Adds the changes of this revision to the log and takes the oldest revisions out of it.
@@ -226,7 +226,7 @@ void PictureBuilder::logChanges(std::vector<Change> changes) {
 void PictureBuilder::freeze() {
     std::apply([](auto&... rows) { (rows.freeze(), ...); }, _picture.tables);
     for (auto* index : {&_picture.platformsOfStation, &_picture.tripStopsAtPlatform, &_picture.tripStopsOfTrip,
-                        &_picture.servicesOfTrip, &_picture.stopsOfService}) {
+                        &_picture.servicesOfTrip, &_picture.stopsOfService, &_picture.stopsOfTripStop}) {
         index->freeze();
     }
     _picture.log.freeze();

@@ -91,8 +91,7 @@ private:
     std::size_t _loggedChanges;
     std::size_t _logged = 0;  // changes that the log holds
     feed::FeedStatus _feed;
-    Picture _picture;                          // as it was published last
-    PersistentMap<int, Ids> _stopsOfTripStop;  // service stops of the picture that join a trip stop
+    Picture _picture;  // as it was published last
     records::PerTable<Pending>::Tuple _pending;
     IndexEdits _platformsOfStation;
     IndexEdits _tripStopsAtPlatform;

@@ -667,7 +667,7 @@ TEST_F(DeparturesTest, ManyCallsAtOnePlatformTakeTheirTimeOnce) {
         serviceStop(id, {"12", stop.c_str(), "0", "0", "0"});
     }
     publish();
-    EXPECT_EQ(NextCalls(*picture, momentOf(kStart)).at({9}).size(), 4999U) << "each of them but the last";
+    EXPECT_EQ(NextCalls(*picture, momentOf(kStart)).at({9}, 10000).size(), 4999U) << "each of them but the last";
 }
 
 TEST(IdsOf, ReadsListStrings) {
