@@ -20,12 +20,6 @@ constexpr double kRunsUnseen = 5 * 60;
 /// A cancelled train stays for those who come for it.
 constexpr double kStaysCancelled = 5 * 60;
 
-/// The nth next departure is read as this order of calls.
-auto orderOf(const Call& call) {
-    const std::int64_t leaves = call.isCancelled() ? call.scheduled : call.expected();
-    return std::make_tuple(leaves, call.scheduled, call.service->getId(), call.stop->getId());
-}
-
 /// Of stops in their order; one that is named again counts where it is named first.
 Pattern patternOf(std::vector<int> stops) {
     Pattern pattern{std::move(stops), {}};
@@ -41,11 +35,6 @@ Pattern patternOf(std::vector<int> stops) {
     std::vector<int> once;
     for (const std::size_t place : firsts) once.push_back(pattern.stops[place]);
     return patternOf(std::move(once));
-}
-
-/// A state without a name is one of a train that runs.
-bool hasBegun(Service::State state) {
-    return state >= Service::RUNNING && state != Service::CANCELLED;
 }
 
 bool standsAtPlatform(Service::State state) {
@@ -74,21 +63,6 @@ std::optional<std::size_t> Pattern::placeOf(int tripStopId) const {
     return found != byId.end() && found->first == tripStopId ? std::optional(found->second) : std::nullopt;
 }
 
-void StopsByKey::gather(const Picture& picture, const std::vector<int>& ids, Key key) {
-    _stops.clear();
-    for (const int id : ids) {
-        const auto* stop = picture.record<ServiceStop>(id);
-        _stops.emplace_back((stop->*key)(), stop);
-    }
-    std::stable_sort(_stops.begin(), _stops.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-}
-
-const ServiceStop* StopsByKey::at(int key) const {
-    const auto found = std::lower_bound(_stops.begin(), _stops.end(), key,
-                                        [](const auto& stop, int wanted) { return stop.first < wanted; });
-    return found != _stops.end() && found->first == key ? found->second : nullptr;
-}
-
 // --- Rules --------------------------------------------------------------------------------------
 
 bool Call::isAtPlatform() const {
@@ -111,12 +85,30 @@ std::optional<std::size_t> Call::placeOfNext() const {
     return *held - run->beforeFirstHeld;
 }
 
-/// What state and time rule out of a train that has not terminated, whatever the feed lists.
-bool NextCalls::mayBeAhead(const Call& call) const {
-    const Service::State state = call.service->getState();
-    const double now = _now.seconds();
-    if (state == Service::CANCELLED) return now <= static_cast<double>(call.scheduled) + kStaysCancelled;
-    return hasBegun(state) || now <= static_cast<double>(call.expected()) + kNeverRan;
+/// A call by what decides when its turn comes.
+struct NextCalls::Waiting {
+    std::int64_t scheduled;
+    std::int64_t start;
+    const CallsAtStop::One* one;
+    int tripStopId;
+    const PlatformInfo* platform;
+
+    std::int64_t expected() const { return scheduled + one->delay; }
+
+    /// The nth next departure is read as this order of calls.
+    auto order() const {
+        const std::int64_t leaves = one->progress == Progress::CANCELLED ? scheduled : expected();
+        return std::make_tuple(leaves, scheduled, one->serviceId, tripStopId);
+    }
+};
+
+/// What progress and time rule out, whatever the feed lists.
+bool NextCalls::mayBeAhead(const Waiting& call) const {
+    switch (call.one->progress) {
+        case Progress::CANCELLED: return _now.seconds() <= static_cast<double>(call.scheduled) + kStaysCancelled;
+        case Progress::NOT_BEGUN: return _now.seconds() <= static_cast<double>(call.expected()) + kNeverRan;
+        default: return true;
+    }
 }
 
 /// Of a call that may be. What the feed says of a train counts for more than the time: one that runs stays until it
@@ -124,7 +116,7 @@ bool NextCalls::mayBeAhead(const Call& call) const {
 bool NextCalls::isAhead(const Call& call) const {
     if (call.isCancelled()) return true;
     const std::optional<bool> listed = call.isListed();
-    if (listed || !hasBegun(call.service->getState())) return listed.value_or(true);
+    if (listed || progressOf(call.service->getState()) == Progress::NOT_BEGUN) return listed.value_or(true);
     return _now.seconds() <= static_cast<double>(call.expected()) + kRunsUnseen;
 }
 
@@ -137,55 +129,44 @@ bool NextCalls::isDeparture(const Call& call) {
 // --- The calls ----------------------------------------------------------------------------------
 
 std::vector<Call> NextCalls::at(const std::vector<int>& platforms, std::size_t limit) {
-    std::vector<Call> waiting;
+    std::vector<Waiting> waiting;
     for (const int platformId : platforms) {
-        const auto* platform = _picture.record<PlatformInfo>(platformId);
+        const auto* platform = _reader.record<PlatformInfo>(platformId);
         if (platform == nullptr) continue;
-        for (const int stopId : idsUnder(_picture.tripStopsAtPlatform, platformId)) {
-            addCalls(*_picture.record<TripStop>(stopId), *platform, waiting);
-        }
+        for (const int stopId : _reader.tripStopsAtPlatform(platformId)) addCalls(stopId, *platform, waiting);
     }
 
     // Lists are long, and most calls lie behind the limit: only those in front are looked into.
-    const auto isLater = [](const Call& a, const Call& b) { return orderOf(b) < orderOf(a); };
+    const auto isLater = [](const Waiting& a, const Waiting& b) { return b.order() < a.order(); };
     std::make_heap(waiting.begin(), waiting.end(), isLater);
     std::vector<Call> calls;
     while (!waiting.empty() && calls.size() < limit) {
         std::pop_heap(waiting.begin(), waiting.end(), isLater);
-        Call call = waiting.back();
+        const Call call = callOf(waiting.back());
         waiting.pop_back();
-        lookUp(call);
         if (isDeparture(call) && isAhead(call)) calls.push_back(call);
     }
     return calls;
 }
 
 /// What calls at a stop and may be ahead.
-void NextCalls::addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls) {
-    const std::size_t first = calls.size();
-    for (const int serviceId : idsUnder(_picture.servicesOfTrip, stop.getTripId())) {
-        const auto& service = *_picture.record<Service>(serviceId);
-        if (service.getState() == Service::TERMINATED) continue;
-        const std::int64_t written = secondsOf(service.getStartTime());
-        const std::int64_t start = written + _now.shiftOf(written, hasBegun(service.getState()));
-        calls.push_back({&service, &stop, nullptr, &platform, start, start + secondsOf(stop.getSchDepOffset()), 0});
+void NextCalls::addCalls(int tripStopId, const PlatformInfo& platform, std::vector<Waiting>& waiting) {
+    const CallsAtStop& at = _reader.callsAt(tripStopId);
+    for (const CallsAtStop::One& one : at.calls) {
+        const std::int64_t start = one.startTime + _now.shiftOf(one.startTime, one.progress == Progress::BEGUN);
+        const Waiting call{start + at.offset, start, &one, tripStopId, &platform};
+        if (mayBeAhead(call)) waiting.push_back(call);
     }
-    if (calls.size() == first) return;
-
-    _stopsByService.gather(_picture, idsUnder(_picture.stopsOfTripStop, stop.getId()), &ServiceStop::getServiceId);
-    const auto added = calls.begin() + static_cast<std::ptrdiff_t>(first);
-    std::for_each(added, calls.end(), [this](Call& call) {
-        call.serviceStop = _stopsByService.at(call.service->getId());
-        if (call.serviceStop != nullptr) call.delay = secondsOf(call.serviceStop->getDepDelay());
-    });
-    calls.erase(std::remove_if(added, calls.end(), [this](const Call& call) { return !mayBeAhead(call); }),
-                calls.end());
 }
 
-void NextCalls::lookUp(Call& call) {
-    call.run = &runOf(*call.service);
-    call.pattern = &patternWith(*call.stop);
-    call.place = *call.pattern->placeOf(call.stop->getId());
+Call NextCalls::callOf(const Waiting& waiting) {
+    const CallsAtStop::One& one = *waiting.one;
+    const auto* service = _reader.record<Service>(one.serviceId);
+    const auto* stop = _reader.record<TripStop>(waiting.tripStopId);
+    const auto* serviceStop = one.serviceStopId != 0 ? _reader.record<ServiceStop>(one.serviceStopId) : nullptr;
+    const Pattern& pattern = patternWith(*stop);
+    return {service,           stop,      serviceStop,      waiting.platform, waiting.start,
+            waiting.scheduled, one.delay, &runOf(*service), &pattern,         *pattern.placeOf(stop->getId())};
 }
 
 /// The pattern of the stop's trip, by the trip's list of stops; where the trip does not name this stop, by
@@ -201,16 +182,16 @@ const Pattern& NextCalls::patternWith(const TripStop& stop) {
     return timed->second;
 }
 
-Pattern NextCalls::listedPattern(int tripId) const {
-    const auto* trip = _picture.record<Trip>(tripId);
+Pattern NextCalls::listedPattern(int tripId) {
+    const auto* trip = _reader.record<Trip>(tripId);
     return trip != nullptr ? patternOf(idsOf(trip->getStopsListAsString())) : Pattern();
 }
 
-Pattern NextCalls::timedPattern(int tripId) const {
+Pattern NextCalls::timedPattern(int tripId) {
     using Time = std::tuple<std::int64_t, std::int64_t, int>;
     std::vector<Time> times;
-    for (const int id : idsUnder(_picture.tripStopsOfTrip, tripId)) {
-        const auto& stop = *_picture.record<TripStop>(id);
+    for (const int id : _reader.tripStopsOfTrip(tripId)) {
+        const auto& stop = *_reader.record<TripStop>(id);
         times.emplace_back(secondsOf(stop.getSchDepOffset()), secondsOf(stop.getSchArvOffset()), id);
     }
     std::sort(times.begin(), times.end());
@@ -223,12 +204,12 @@ const Run& NextCalls::runOf(const Service& service) {
     const auto [place, isNew] = _runs.try_emplace(service.getId());
     Run& run = place->second;
     if (!isNew) return run;
-    run.trip = _picture.record<Trip>(service.getTripId());
+    run.trip = _reader.record<Trip>(service.getTripId());
     if (run.trip == nullptr) run.trip = &service;
     run.following = idsOf(service.getFollowingStopsListAsString());
     if (!run.following.empty()) run.next = run.following.front();
     for (const int id : run.following) {
-        const auto* stop = _picture.record<ServiceStop>(id);
+        const auto* stop = _reader.record<ServiceStop>(id);
         if (stop != nullptr && stop->getServiceId() == service.getId()) {
             run.firstHeld = stop->getTripStopId();
             break;

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "picture/Picture.h"
+#include "picture/CallBook.h"
 #include "picture/ServiceClock.h"
 
 namespace pis::picture {
@@ -44,10 +44,9 @@ struct Call {
     std::int64_t scheduled;
     std::int64_t delay;
 
-    // Looked up for calls whose turn it is.
-    const Run* run = nullptr;
-    const Pattern* pattern = nullptr;
-    std::size_t place = 0;  ///< In the pattern.
+    const Run* run;
+    const Pattern* pattern;
+    std::size_t place;  ///< In the pattern.
 
     std::int64_t expected() const { return scheduled + delay; }
     bool isCancelled() const { return service->getState() == Service::CANCELLED; }
@@ -62,56 +61,37 @@ private:
     std::optional<std::size_t> placeOfNext() const;
 };
 
-/// Service stops by what they belong to, for looking them up: of several with one key the first counts.
-class StopsByKey {
-public:
-    using Key = int (ServiceStop::*)() const;
-
-    /// @param ids of service stops of the picture; what was there before is forgotten.
-    void gather(const Picture& picture, const std::vector<int>& ids, Key key);
-
-    /// Null where none has come.
-    const ServiceStop* at(int key) const;
-
-private:
-    std::vector<std::pair<int, const ServiceStop*>> _stops;
-};
-
-/// A time of the feed in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
-inline std::int64_t secondsOf(unsigned long time) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(time));
-}
-
 /// Numbers of a list string, "11!12"; none at all where an item is not the id of an element.
 std::vector<int> idsOf(const std::string& list);
 
-/// Looks into one picture at one time. The calls it hands out are valid as long as it and the picture.
+/// Looks into one picture at one time. The calls it hands out are valid as long as it and what its reader gives.
 class NextCalls {
 public:
-    NextCalls(const Picture& picture, const ServiceMoment& now) : _picture(picture), _now(now) {}
+    NextCalls(PictureReader& reader, const ServiceMoment& now) : _reader(reader), _now(now) {}
 
     /// Departures still to come, the next one first, `limit` of them at the most. No departure is where a trip
-    /// ends, and where a passing train begins. Costs the calls at the platforms by their state and time; lists are
-    /// read of those alone whose turn comes.
+    /// ends, and where a passing train begins. Costs the calls at the platforms by their progress and time; records
+    /// and lists are read of those alone whose turn comes.
     std::vector<Call> at(const std::vector<int>& platforms, std::size_t limit);
 
 private:
-    void addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls);
-    bool mayBeAhead(const Call& call) const;
+    struct Waiting;
+
+    void addCalls(int tripStopId, const PlatformInfo& platform, std::vector<Waiting>& waiting);
+    bool mayBeAhead(const Waiting& call) const;
     bool isAhead(const Call& call) const;
     static bool isDeparture(const Call& call);
-    void lookUp(Call& call);
+    Call callOf(const Waiting& waiting);
     const Pattern& patternWith(const TripStop& stop);
-    Pattern listedPattern(int tripId) const;
-    Pattern timedPattern(int tripId) const;
+    Pattern listedPattern(int tripId);
+    Pattern timedPattern(int tripId);
     const Run& runOf(const Service& service);
 
-    const Picture& _picture;
+    PictureReader& _reader;
     ServiceMoment _now;
     std::map<int, Pattern> _listed;  // by trip
     std::map<int, Pattern> _timed;   // by trip
     std::map<int, Run> _runs;        // by service
-    StopsByKey _stopsByService;      // of one trip stop
 };
 
 }  // namespace pis::picture

@@ -319,7 +319,7 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
     const std::string key = std::string(ofStation ? "departures/station/" : "departures/platform/") +
                             std::to_string(id) + "/" + std::to_string(query.limit);
     const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
-    const auto body = _bodies.get(key, validity, "", [&] { return picture::departuresJson(*picture, query, now); });
+    const auto body = _bodies.get(key, validity, "", [&] { return picture::departuresJson(picture, query, now); });
     return answerWith(request, *body);
 }
 

@@ -39,7 +39,7 @@ TEST(DepartureModel, OfRailwaysAtRandom) {
             for (const ServiceMoment& now : momentsOf(*picture)) {
                 const std::vector<std::string> expected = modelOfDepartures(*picture, queries, now);
                 for (std::size_t i = 0; i < queries.size(); ++i) {
-                    ASSERT_EQ(departuresJson(*picture, queries[i], now), expected[i]) << "seed " << seed;
+                    ASSERT_EQ(departuresJson(picture, queries[i], now), expected[i]) << "seed " << seed;
                     departures += expected[i].find("service_id") != std::string::npos ? 1 : 0;
                 }
             }
