@@ -120,10 +120,10 @@ bool NextCalls::isAhead(const Call& call) const {
     return _now.seconds() <= static_cast<double>(call.expected()) + kRunsUnseen;
 }
 
-bool NextCalls::isDeparture(const Call& call) {
-    const bool begins = call.place == 0;
-    const bool ends = call.place + 1 == call.pattern->stops.size();
-    return !ends && (!begins || call.stop->isStopping());
+bool NextCalls::isDeparture(const TripStop& stop, const Pattern& pattern, std::size_t place) {
+    const bool begins = place == 0;
+    const bool ends = place + 1 == pattern.stops.size();
+    return !ends && (!begins || stop.isStopping());
 }
 
 // --- The calls ----------------------------------------------------------------------------------
@@ -142,9 +142,9 @@ std::vector<Call> NextCalls::at(const std::vector<int>& platforms, std::size_t l
     std::vector<Call> calls;
     while (!waiting.empty() && calls.size() < limit) {
         std::pop_heap(waiting.begin(), waiting.end(), isLater);
-        const Call call = callOf(waiting.back());
+        const std::optional<Call> call = departureOf(waiting.back());
         waiting.pop_back();
-        if (isDeparture(call) && isAhead(call)) calls.push_back(call);
+        if (call && isAhead(*call)) calls.push_back(*call);
     }
     return calls;
 }
@@ -159,14 +159,18 @@ void NextCalls::addCalls(int tripStopId, const PlatformInfo& platform, std::vect
     }
 }
 
-Call NextCalls::callOf(const Waiting& waiting) {
+/// Nothing where the call is no departure.
+std::optional<Call> NextCalls::departureOf(const Waiting& waiting) {
+    const auto& stop = *_reader.record<TripStop>(waiting.tripStopId);
+    const Pattern& pattern = patternWith(stop);
+    const std::size_t place = *pattern.placeOf(stop.getId());
+    if (!isDeparture(stop, pattern, place)) return std::nullopt;
+
     const CallsAtStop::One& one = *waiting.one;
-    const auto* service = _reader.record<Service>(one.serviceId);
-    const auto* stop = _reader.record<TripStop>(waiting.tripStopId);
+    const auto& service = *_reader.record<Service>(one.serviceId);
     const auto* serviceStop = one.serviceStopId != 0 ? _reader.record<ServiceStop>(one.serviceStopId) : nullptr;
-    const Pattern& pattern = patternWith(*stop);
-    return {service,           stop,      serviceStop,      waiting.platform, waiting.start,
-            waiting.scheduled, one.delay, &runOf(*service), &pattern,         *pattern.placeOf(stop->getId())};
+    return Call{&service,          &stop,     serviceStop,     waiting.platform, waiting.start,
+                waiting.scheduled, one.delay, &runOf(service), &pattern,         place};
 }
 
 /// The pattern of the stop's trip, by the trip's list of stops; where the trip does not name this stop, by

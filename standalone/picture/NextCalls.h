@@ -80,8 +80,8 @@ private:
     void addCalls(int tripStopId, const PlatformInfo& platform, std::vector<Waiting>& waiting);
     bool mayBeAhead(const Waiting& call) const;
     bool isAhead(const Call& call) const;
-    static bool isDeparture(const Call& call);
-    Call callOf(const Waiting& waiting);
+    static bool isDeparture(const TripStop& stop, const Pattern& pattern, std::size_t place);
+    std::optional<Call> departureOf(const Waiting& waiting);
     const Pattern& patternWith(const TripStop& stop);
     Pattern listedPattern(int tripId);
     Pattern timedPattern(int tripId);

@@ -11,6 +11,7 @@
 #include "picture/PublishedPicture.h"
 #include "picture/ServiceClock.h"
 #include "service/BodyCache.h"
+#include "service/DepartureCache.h"
 #include "service/FeedReport.h"
 #include "service/HttpMessages.h"
 #include "service/RequestTarget.h"
@@ -40,6 +41,8 @@ public:
 
     /// Never throws for what a client asks; what goes wrong is a problem document.
     HttpAnswer answer(const HttpRequest& request) const;
+
+    const DepartureCache& departureCache() const { return _departures; }
 
 private:
     using Handler = HttpAnswer (Api::*)(const HttpRequest&, const RequestTarget&) const;
@@ -76,6 +79,7 @@ private:
     Surroundings _around;
     ApiOptions _options;
     mutable BodyCache _bodies;
+    mutable DepartureCache _departures{_bodies};
     std::vector<Route> _routes;
 };
 

@@ -58,7 +58,7 @@ protected:
     FeedReport report{tokens, clock, 90};
     Api api{{published, clock, report, tokens,
              [this] {
-                 return metrics.text({feeding, observer, published, report}, base::WallTime());
+                 return metrics.text({feeding, observer, published, report, api.departureCache()}, base::WallTime());
              },
              [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
