@@ -8,8 +8,8 @@
 
 #include "picture/PictureBuilder.h"
 
-/// Seven lines of thirty stations, every second of which lie side by side in the middle: each line calls at six of the
-/// twelve stations there, and at each of them half of the lines meet. One trip runs two or three times.
+/// Seven lines of thirty stations, each a train every seven minutes. Six stations in the middle of a line are among
+/// twelve that the lines share: at each of those half of the lines meet. One trip is run by two or three services.
 class MetroPicture {
 public:
     static constexpr int kNow = 8 * 3600;

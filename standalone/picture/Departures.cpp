@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -163,17 +164,29 @@ private:
 
     /// Times are those of the arrival. A stop at a platform that is not held has no name to go by.
     void writeStopAhead(const Call& call, const TripStop& stop) {
-        const std::optional<PlatformName> platform = _reader.platformName(stop.getPlatformId());
-        if (!platform) return;
-        const auto* station = _reader.record<Station>(platform->stationId());
+        const std::string& place = placeOfStop(stop.getPlatformId());
+        if (place.empty()) return;
         const ServiceStop* serviceStop = stopThatRealises(stop.getId());
         const std::int64_t scheduled = call.start + secondsOf(stop.getSchArvOffset());
         const std::int64_t delay = serviceStop != nullptr ? secondsOf(serviceStop->getArvDelay()) : 0;
-        _json.beginObject().key("station_id").number(platform->stationId());
-        text("name", station != nullptr ? station->getName() : platform->name());
-        _json.key("platform_id").number(stop.getPlatformId());
+        _json.beginObject().raw(place);
         writeTimes(scheduled, scheduled + delay);
         _json.endObject();
+    }
+
+    /// What is said of a platform at which a train stops further on, members of an object; empty where the platform
+    /// is not held. Most trains of a board go on to the same ones.
+    const std::string& placeOfStop(int platformId) {
+        const auto [known, isNew] = _places.try_emplace(platformId);
+        if (!isNew) return known->second;
+        const std::optional<PlatformName> platform = _reader.platformName(platformId);
+        if (!platform) return known->second;
+        const auto* station = _reader.record<Station>(platform->stationId());
+        base::JsonText place;
+        place.key("station_id").number(platform->stationId());
+        place.key("name").text(station != nullptr ? station->getName() : platform->name());
+        place.key("platform_id").number(platformId);
+        return known->second = place.str();
     }
 
     void findStopsOf(int serviceId) {
@@ -199,6 +212,7 @@ private:
     PictureReader& _reader;
     const ServiceMoment& _now;
     base::JsonText _json;
+    std::unordered_map<int, std::string> _places;            // by platform
     std::vector<std::pair<int, const ServiceStop*>> _stops;  // of the service that is written, by trip stop
 };
 

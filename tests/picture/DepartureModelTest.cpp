@@ -30,7 +30,7 @@ std::vector<DepartureQuery> everyQuery() {
 TEST(DepartureModel, OfRailwaysAtRandom) {
     const std::vector<DepartureQuery> queries = everyQuery();
     int departures = 0;
-    for (unsigned seed = 1; seed <= 20; ++seed) {
+    for (unsigned seed = 1; seed <= 10; ++seed) {
         RandomRailway railway(seed);
         for (int round = 0; round < 12; ++round) {
             for (int i = 0; i < (round == 0 ? 400 : 30); ++i) railway.change();
@@ -45,7 +45,7 @@ TEST(DepartureModel, OfRailwaysAtRandom) {
             }
         }
     }
-    EXPECT_GT(departures, 5000) << "the boards are not empty";
+    EXPECT_GT(departures, 2500) << "the boards are not empty";
 }
 
 }  // namespace
