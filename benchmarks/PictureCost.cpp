@@ -1,15 +1,23 @@
-// bench-picture: what an update costs the feeding thread until the picture with it is published, at three
-// sizes of the table of service stops. Prints a Markdown table.
+// bench-picture: what an update costs the feeding thread until the picture with it is published, at three sizes of the
+// table of service stops, and what the departures of a station cost on a metro. Prints Markdown tables.
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
 #include "Measure.h"
+#include "MetroPicture.h"
 #include "Results.h"
 #include "SignallingCodes.h"
+#include "picture/Departures.h"
 #include "picture/PictureBuilder.h"
+#include "picture/ServiceClock.h"
+#include "service/DepartureCache.h"
 
 namespace {
 
@@ -99,7 +107,7 @@ private:
     pis::picture::PictureBuilder _builder{_published, [] { return std::chrono::system_clock::now(); }};
 };
 
-void measureAll() {
+void measureUpdates() {
     std::vector<std::unique_ptr<PictureOfSize>> pictures;
     std::vector<Body> bodies;
     for (const int size : kSizes) {
@@ -118,7 +126,96 @@ void measureAll() {
         std::printf("| %d | %.1f µs | %.1f µs | %.0f µs |\n", kSizes[i], times[3 * i] / 1e3, times[3 * i + 1] / 1e3,
                     times[3 * i + 2] / 1e3);
     }
-    if (std::fflush(stdout) != 0) throw std::runtime_error("the table cannot be written");
+}
+
+pis::picture::ServiceMoment minuteOf(const pis::picture::Picture& picture) {
+    return pis::picture::ServiceClock({pis::picture::ClockOptions::FEED, "2026-11-20", "Europe/Oslo", "03:00"})
+        .at(picture.feed, {})
+        .wholeMinute();
+}
+
+/// An answer made anew, of every station in turn.
+void measureDepartures() {
+    const MetroPicture metro;
+    const auto now = minuteOf(*metro.current());
+    pis::picture::CallBook book(metro.current());
+    std::size_t rows = 0;
+    for (const auto table : pis::records::kEveryTable) rows += book.picture().size(table);
+    std::vector<Body> bodies;
+    std::size_t bytes = 0;
+    const auto answer = [&](int stationId) {
+        pis::picture::Reads reads;
+        return departuresJson(book, {stationId, 0, 20}, now, reads);
+    };
+    for (int id = 1; id <= MetroPicture::kStations; ++id) {
+        bytes += answer(id).size();
+        bodies.push_back({"departures", [&answer, id] { keep(answer(id)); }});
+    }
+    const std::vector<double> times = timeInTurns(bodies, {2e5, 15, 10.0});
+    const double all = std::accumulate(times.begin(), times.end(), 0.0);
+    std::printf("\n| rows | stations | one answer of departures, mean | of the busiest station | bytes, mean |\n");
+    std::printf("|---:|---:|---:|---:|---:|\n");
+    std::printf("| %zu | %zu | %.0f µs | %.0f µs | %zu |\n", rows, times.size(),
+                all / static_cast<double>(times.size()) / 1e3, *std::max_element(times.begin(), times.end()) / 1e3,
+                bytes / times.size());
+}
+
+/// Seconds that this thread has run: whoever else keeps the machine busy does not count.
+double ownTime() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/// Boards of half the stations that all ask after every record, with two minutes of a feed.
+void measureBoards() {
+    constexpr int kBoards = 91;
+    constexpr int kRecordsOfSecond = 12;
+    constexpr int kSeconds = 120;
+    MetroPicture metro;
+    pis::service::BodyCache bodies;
+    pis::service::DepartureCache cache(bodies);
+    double spent = 0;
+    double packing = 0;
+    double most = 0;
+    std::size_t packed = 0;
+    const auto askAll = [&] {
+        const auto picture = metro.current();
+        const auto now = minuteOf(*picture);
+        for (int i = 0; i < kBoards; ++i) {
+            const double began = ownTime();
+            const auto body = cache.get(picture, {1 + i * MetroPicture::kStations / kBoards, 0, 20}, now);
+            const double made = ownTime();
+            packed += body->gzip == nullptr ? 1U : 0U;
+            keep(bodies.compressed(*body));
+            spent += made - began;
+            packing += ownTime() - made;
+            most = std::max(most, made - began);
+        }
+    };
+    askAll();
+    const std::uint64_t madeBefore = cache.made();
+    spent = packing = most = 0;
+    packed = 0;
+    for (int record = 1; record <= kRecordsOfSecond * kSeconds; ++record) {
+        metro.setTime(MetroPicture::kNow + record / kRecordsOfSecond);
+        metro.publishRecord();
+        askAll();
+    }
+    const auto ofCore = [](double seconds) { return 100 * seconds / kSeconds; };
+    std::printf(
+        "\n| stations asked after each record | records/s | made anew/s | compressed/s | of a core, answers | "
+        "compressing | longest answer |\n|---:|---:|---:|---:|---:|---:|---:|\n");
+    std::printf("| %d | %d | %.0f | %.0f | %.1f %% | %.1f %% | %.1f ms |\n", kBoards, kRecordsOfSecond,
+                static_cast<double>(cache.made() - madeBefore) / kSeconds, static_cast<double>(packed) / kSeconds,
+                ofCore(spent), ofCore(packing), most * 1e3);
+}
+
+void measureAll() {
+    measureUpdates();
+    measureDepartures();
+    measureBoards();
+    if (std::fflush(stdout) != 0) throw std::runtime_error("the tables cannot be written");
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "base/JsonText.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include "base/Numbers.h"
 
 namespace pis::base {
@@ -41,6 +44,37 @@ char shortEscape(char character) {
         case '\t': return 't';
         default: return 0;
     }
+}
+
+/// Whether eight bytes are all characters of ASCII that stand in a string of JSON as they are. All eight are looked at
+/// at once: a difference sets the highest bit of a byte that was less than what it is lessened by.
+bool areEightPlain(const char* bytes) {
+    constexpr std::uint64_t kEach = 0x0101010101010101U;
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, bytes, sizeof eight);
+    const std::uint64_t quotes = eight ^ (kEach * '"');
+    const std::uint64_t backslashes = eight ^ (kEach * '\\');
+    const std::uint64_t controls = (eight - kEach * 0x20) & ~eight;
+    const std::uint64_t found =
+        ((quotes - kEach) & ~quotes) | ((backslashes - kEach) & ~backslashes) | controls | eight;
+    return (found & (kEach * 0x80)) == 0;
+}
+
+/// How many bytes at the front stand in a string of JSON as they are.
+std::size_t plainLength(std::string_view bytes) {
+    std::size_t length = 0;
+    while (length < bytes.size()) {
+        if (bytes.size() - length >= sizeof(std::uint64_t) && areEightPlain(bytes.data() + length)) {
+            length += sizeof(std::uint64_t);
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(bytes[length]);
+        if (byte < 0x20 || byte == '"' || byte == '\\') return length;
+        const std::size_t character = byte < 0x80 ? 1 : characterLength(bytes.substr(length));
+        if (character == 0) return length;
+        length += character;
+    }
+    return length;
 }
 
 }  // namespace
@@ -91,20 +125,20 @@ void JsonText::separate() {
 void JsonText::appendQuoted(std::string_view value) {
     _text += '"';
     while (!value.empty()) {
+        const std::size_t plain = plainLength(value);
+        _text.append(value.data(), plain);
+        value.remove_prefix(plain);
+        if (value.empty()) break;
         const char character = value.front();
-        std::size_t length = characterLength(value);
-        if (length == 0) {
+        if (static_cast<unsigned char>(character) >= 0x80) {
             _text += "\xef\xbf\xbd";
-            length = 1;
         } else if (const char letter = shortEscape(character)) {
             _text += '\\';
             _text += letter;
-        } else if (static_cast<unsigned char>(character) < 0x20) {
-            _text += "\\u" + inHex(static_cast<unsigned char>(character), 4);
         } else {
-            _text.append(value.substr(0, length));
+            _text += "\\u" + inHex(static_cast<unsigned char>(character), 4);
         }
-        value.remove_prefix(length);
+        value.remove_prefix(1);
     }
     _text += '"';
 }

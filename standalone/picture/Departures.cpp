@@ -1,6 +1,9 @@
 #include "picture/Departures.h"
 
 #include <algorithm>
+#include <optional>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "base/JsonText.h"
@@ -24,16 +27,16 @@ std::string trackOf(const PlatformInfo& platform, const Station* station) {
 /// Writes the parts of the answer into one text.
 class DepartureWriter {
 public:
-    DepartureWriter(const Picture& picture, const ServiceMoment& now) : _picture(picture), _now(now) {}
+    DepartureWriter(PictureReader& reader, const ServiceMoment& now) : _reader(reader), _now(now) {}
 
     void writePlace(const DepartureQuery& query) {
         if (query.stationId != 0) {
-            const auto* station = _picture.record<Station>(query.stationId);
+            const auto* station = _reader.record<Station>(query.stationId);
             _json.key("station").beginObject().key("id").number(query.stationId);
             text("name", station != nullptr ? station->getName() : "");
             text("abrv", station != nullptr ? station->getAbrv() : "");
         } else {
-            const auto* platform = _picture.record<PlatformInfo>(query.platformId);
+            const auto* platform = _reader.record<PlatformInfo>(query.platformId);
             const Station* station = stationOf(platform);
             _json.key("platform").beginObject().key("id").number(query.platformId);
             text("name", platform != nullptr ? platform->getName() : "");
@@ -45,13 +48,13 @@ public:
     }
 
     void writeCall(const Call& call) {
-        const Service& service = *call.run->service;
+        const Service& service = *call.service;
         _json.beginObject().key("service_id").number(service.getId());
         _json.key("service_stop_id");
         call.serviceStop != nullptr ? _json.number(call.serviceStop->getId()) : _json.raw("null");
         _json.key("trip_id").number(service.getTripId());
         text("name", call.run->trip->getName());
-        writeLine(*call.run);
+        writeLine(call);
         writeDestination(call);
         _json.key("platform").beginObject().key("id").number(call.platform->getId());
         text("name", call.platform->getName());
@@ -86,22 +89,22 @@ private:
     }
 
     void writeState(const Call& call) {
-        const Service& service = *call.run->service;
+        const Service& service = *call.service;
         code("state", service.getState());
         text("state_text", service.getStateText());
         code("platform_state", call.platform->getState());
         _json.key("at_platform").flag(call.isAtPlatform());
         _json.key("is_stopping").flag(call.stop->isStopping());
-        _json.key("cancelled").flag(call.run->isCancelled());
+        _json.key("cancelled").flag(call.isCancelled());
         _json.key("last_train").flag(service.getIsLastTrain());
         code("priority", call.run->trip->getPriority());
         text("priority_text", call.run->trip->getPriorityText());
     }
 
     /// The service's own line, else its trip's.
-    void writeLine(const Run& run) {
-        const auto* line = _picture.record<Line>(run.service->getLineId());
-        if (line == nullptr) line = _picture.record<Line>(run.trip->getLineId());
+    void writeLine(const Call& call) {
+        const auto* line = _reader.record<Line>(call.service->getLineId());
+        if (line == nullptr) line = _reader.record<Line>(call.run->trip->getLineId());
         _json.key("line");
         if (line == nullptr) {
             _json.raw("null");
@@ -115,13 +118,8 @@ private:
 
     /// The station that the service names, else that of its last call.
     void writeDestination(const Call& call) {
-        const auto* station = _picture.record<Station>(call.run->service->getDestinationStationId());
-        const std::vector<Pattern::Stop>& stops = call.pattern->stops;
-        for (auto stop = stops.rbegin(); station == nullptr && stop != stops.rend(); ++stop) {
-            if (stop->record == nullptr) continue;
-            station = stationOf(_picture.record<PlatformInfo>(stop->record->getPlatformId()));
-            break;
-        }
+        const auto* station = _reader.record<Station>(call.service->getDestinationStationId());
+        if (station == nullptr) station = stationOfLast(*call.pattern);
         _json.key("destination");
         if (station == nullptr) {
             _json.raw("null");
@@ -132,50 +130,90 @@ private:
         _json.endObject();
     }
 
+    const Station* stationOfLast(const Pattern& pattern) {
+        for (auto id = pattern.stops.rbegin(); id != pattern.stops.rend(); ++id) {
+            const auto* stop = _reader.record<TripStop>(*id);
+            if (stop == nullptr) continue;
+            const std::optional<PlatformName> platform = _reader.platformName(stop->getPlatformId());
+            return platform ? _reader.record<Station>(platform->stationId()) : nullptr;
+        }
+        return nullptr;
+    }
+
     void writeVehicle(int id) {
-        const auto* vehicle = _picture.record<Vehicle>(id);
+        const std::optional<VehicleLabel> vehicle = _reader.vehicle(id);
         _json.key("vehicle");
-        if (vehicle == nullptr) {
+        if (!vehicle) {
             _json.raw("null");
             return;
         }
         _json.beginObject().key("id").number(id);
-        text("name", vehicle->getName());
-        _json.key("cars").number(vehicle->getNumCars()).endObject();
+        text("name", vehicle->name());
+        _json.key("cars").number(vehicle->cars()).endObject();
     }
 
     void writeStopsAhead(const Call& call) {
         _json.key("stops_ahead").beginArray();
-        const std::vector<Pattern::Stop>& stops = call.pattern->stops;
-        for (std::size_t place = call.place + 1; place < stops.size(); ++place) {
-            const TripStop* stop = stops[place].record;
-            if (stop != nullptr && stop->isStopping()) writeStopAhead(*call.run, *stop);
+        findStopsOf(call.service->getId());
+        for (std::size_t place = call.place + 1; place < call.pattern->stops.size(); ++place) {
+            const auto* stop = _reader.record<TripStop>(call.pattern->stops[place]);
+            if (stop != nullptr && stop->isStopping()) writeStopAhead(call, *stop);
         }
         _json.endArray();
     }
 
     /// Times are those of the arrival. A stop at a platform that is not held has no name to go by.
-    void writeStopAhead(const Run& run, const TripStop& stop) {
-        const auto* platform = _picture.record<PlatformInfo>(stop.getPlatformId());
-        if (platform == nullptr) return;
-        const Station* station = stationOf(platform);
-        const ServiceStop* serviceStop = run.stopAt(stop.getId());
-        const std::int64_t scheduled = run.start + secondsOf(stop.getSchArvOffset());
+    void writeStopAhead(const Call& call, const TripStop& stop) {
+        const std::string& place = placeOfStop(stop.getPlatformId());
+        if (place.empty()) return;
+        const ServiceStop* serviceStop = stopThatRealises(stop.getId());
+        const std::int64_t scheduled = call.start + secondsOf(stop.getSchArvOffset());
         const std::int64_t delay = serviceStop != nullptr ? secondsOf(serviceStop->getArvDelay()) : 0;
-        _json.beginObject().key("station_id").number(platform->getStationId());
-        text("name", station != nullptr ? station->getName() : platform->getName());
-        _json.key("platform_id").number(platform->getId());
+        _json.beginObject().raw(place);
         writeTimes(scheduled, scheduled + delay);
         _json.endObject();
     }
 
-    const Station* stationOf(const PlatformInfo* platform) const {
-        return platform != nullptr ? _picture.record<Station>(platform->getStationId()) : nullptr;
+    /// What is said of a platform at which a train stops further on, members of an object; empty where the platform
+    /// is not held. Most trains of a board go on to the same ones.
+    const std::string& placeOfStop(int platformId) {
+        const auto [known, isNew] = _places.try_emplace(platformId);
+        if (!isNew) return known->second;
+        const std::optional<PlatformName> platform = _reader.platformName(platformId);
+        if (!platform) return known->second;
+        const auto* station = _reader.record<Station>(platform->stationId());
+        base::JsonText place;
+        place.key("station_id").number(platform->stationId());
+        place.key("name").text(station != nullptr ? station->getName() : platform->name());
+        place.key("platform_id").number(platformId);
+        return known->second = place.str();
     }
 
-    const Picture& _picture;
+    void findStopsOf(int serviceId) {
+        _stops.clear();
+        for (const int id : _reader.stopsOfService(serviceId)) {
+            const auto* stop = _reader.record<ServiceStop>(id);
+            _stops.emplace_back(stop->getTripStopId(), stop);
+        }
+        std::stable_sort(_stops.begin(), _stops.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    }
+
+    /// Of several the first counts; null where none has come.
+    const ServiceStop* stopThatRealises(int tripStopId) const {
+        const auto found = std::lower_bound(_stops.begin(), _stops.end(), tripStopId,
+                                            [](const auto& stop, int id) { return stop.first < id; });
+        return found != _stops.end() && found->first == tripStopId ? found->second : nullptr;
+    }
+
+    const Station* stationOf(const PlatformInfo* platform) {
+        return platform != nullptr ? _reader.record<Station>(platform->getStationId()) : nullptr;
+    }
+
+    PictureReader& _reader;
     const ServiceMoment& _now;
     base::JsonText _json;
+    std::unordered_map<int, std::string> _places;            // by platform
+    std::vector<std::pair<int, const ServiceStop*>> _stops;  // of the service that is written, by trip stop
 };
 
 }  // namespace
@@ -186,16 +224,22 @@ bool knows(const Picture& picture, const DepartureQuery& query) {
                                 : picture.table<PlatformInfo>().find(query.platformId) != nullptr;
 }
 
-std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceMoment& now) {
-    const bool hasData = picture.feed.ready && !picture.table<TripStop>().empty();
-    NextCalls next(picture, now);
+bool hasTimetable(const Picture& picture) {
+    return picture.feed.ready && !picture.table<TripStop>().empty();
+}
+
+std::string departuresJson(CallBook& book, const DepartureQuery& query, const ServiceMoment& now, Reads& reads) {
+    const bool hasData = hasTimetable(book.picture());
+    PictureReader reader(book, reads);
+    NextCalls next(reader, now);
     std::vector<Call> calls;
     if (hasData) {
-        calls = query.stationId != 0 ? next.at(idsUnder(picture.platformsOfStation, query.stationId))
-                                     : next.at({query.platformId});
+        const std::size_t least = std::max(query.limit, std::size_t{1});  // one tells whether there are any
+        calls = query.stationId != 0 ? next.at(reader.platformsOfStation(query.stationId), least)
+                                     : next.at({query.platformId}, least);
     }
 
-    DepartureWriter writer(picture, now);
+    DepartureWriter writer(reader, now);
     base::JsonText& json = writer.json();
     json.beginObject();
     writer.writePlace(query);
@@ -204,6 +248,13 @@ std::string departuresJson(const Picture& picture, const DepartureQuery& query, 
     for (std::size_t i = 0; i < std::min(calls.size(), query.limit); ++i) writer.writeCall(calls[i]);
     json.endArray().endObject();
     return json.str();
+}
+
+std::string departuresJson(std::shared_ptr<const Picture> picture, const DepartureQuery& query,
+                           const ServiceMoment& now) {
+    CallBook book(std::move(picture));
+    Reads reads;
+    return departuresJson(book, query, now, reads);
 }
 
 std::string boardsJson(const Picture& picture) {

@@ -3,9 +3,10 @@
 #define PIS_PICTURE_DEPARTURES_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
-#include "picture/Picture.h"
+#include "picture/CallBook.h"
 #include "picture/ServiceClock.h"
 
 namespace pis::picture {
@@ -21,9 +22,16 @@ struct DepartureQuery {
 /// ready: nobody can say yet.
 bool knows(const Picture& picture, const DepartureQuery& query);
 
-/// The answer as one JSON object; the same text as long as nothing in it changes. Costs the calls at the
-/// platforms asked for, not the tables.
-std::string departuresJson(const Picture& picture, const DepartureQuery& query, const ServiceMoment& now);
+/// Whether there is anything that could depart: without it, an answer says that there is no data.
+bool hasTimetable(const Picture& picture);
+
+/// The answer of the book's picture as one JSON object; the same text as long as nothing in it changes. It follows
+/// from what it puts into `reads`, from hasTimetable(), the query and the moment, and from nothing else.
+std::string departuresJson(CallBook& book, const DepartureQuery& query, const ServiceMoment& now, Reads& reads);
+
+/// The same for whoever asks once.
+std::string departuresJson(std::shared_ptr<const Picture> picture, const DepartureQuery& query,
+                           const ServiceMoment& now);
 
 /// Every station with its platforms, in the order of the ids, as one JSON object: what departures can be asked for,
 /// under the names that the departures bear. Platforms without a station of the picture are left out.

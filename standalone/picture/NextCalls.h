@@ -5,57 +5,51 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "picture/Picture.h"
+#include "picture/CallBook.h"
 #include "picture/ServiceClock.h"
 
 namespace pis::picture {
 
-/// A trip's stops in the order in which it calls.
+/// A trip's stops in the order in which it calls, each once, whether or not the picture holds it.
 struct Pattern {
-    struct Stop {
-        int id;
-        const TripStop* record;  ///< Null where the trip names a stop that the picture does not hold.
-    };
+    std::vector<int> stops;
+    std::vector<std::pair<int, std::size_t>> byId;  ///< Ids of the stops, ascending, and where in the list they are.
 
-    std::vector<Stop> stops;
-    std::unordered_map<int, std::size_t> places;  ///< Of the stops, by id.
+    std::optional<std::size_t> placeOf(int tripStopId) const;
 };
 
-/// A service with what the feed says of its stops.
+/// A service with what the feed says of where it is.
 struct Run {
-    const Service* service = nullptr;
-    const Trip* trip = nullptr;  ///< Its trip; where that is not held, what the service took over from it.
-    std::int64_t start = 0;      ///< In service time of the moment that is looked at.
-    std::unordered_map<int, const ServiceStop*> stops;  ///< By trip stop.
+    const Trip* trip = nullptr;       ///< Its trip; where that is not held, what the service took over from it.
     std::vector<int> following;       ///< Service stops still ahead, ascending; empty where nobody says.
     int next = 0;                     ///< The first of them as listed.
     int firstHeld = 0;                ///< The trip stop of the first of them that the picture holds, or 0.
     std::size_t beforeFirstHeld = 0;  ///< How many are listed before that.
-
-    /// The service stop that realises a trip stop, or null. A service calls wherever its trip does, whether or
-    /// not that has come: there is no more to say of such a call.
-    const ServiceStop* stopAt(int tripStopId) const;
-
-    bool isCancelled() const { return service->getState() == Service::CANCELLED; }
 };
 
-/// One call of a service at a platform, with its times of departure in service time.
+/// One call of a service at a platform, with its times of departure in service time. A service calls wherever its
+/// trip does, whether or not the service stop has come: there is no more to say of a call without.
 struct Call {
-    const Run* run;
-    const Pattern* pattern;
-    std::size_t place;  ///< In the pattern.
+    const Service* service;
     const TripStop* stop;
     const ServiceStop* serviceStop;  ///< Null where it has not come.
     const PlatformInfo* platform;
+    std::int64_t start;  ///< Of the service, in service time of the moment that is looked at.
     std::int64_t scheduled;
     std::int64_t delay;
 
+    const Run* run;
+    const Pattern* pattern;
+    std::size_t place;  ///< In the pattern.
+
     std::int64_t expected() const { return scheduled + delay; }
+    bool isCancelled() const { return service->getState() == Service::CANCELLED; }
 
     /// Whether the train stands there, as far as its service's state says.
     bool isAtPlatform() const;
@@ -67,37 +61,37 @@ private:
     std::optional<std::size_t> placeOfNext() const;
 };
 
-/// A time of the feed in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
-inline std::int64_t secondsOf(unsigned long time) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(time));
-}
-
 /// Numbers of a list string, "11!12"; none at all where an item is not the id of an element.
 std::vector<int> idsOf(const std::string& list);
 
-/// Looks into one picture at one time. The calls it hands out are valid as long as it and the picture.
+/// Looks into one picture at one time. The calls it hands out are valid as long as it and what its reader gives.
 class NextCalls {
 public:
-    NextCalls(const Picture& picture, const ServiceMoment& now) : _picture(picture), _now(now) {}
+    NextCalls(PictureReader& reader, const ServiceMoment& now) : _reader(reader), _now(now) {}
 
-    /// Departures still to come, the next one first. No departure is where a trip ends, and where a
-    /// passing train begins.
-    std::vector<Call> at(const std::vector<int>& platforms);
+    /// Departures still to come, the next one first, `limit` of them at the most. No departure is where a trip
+    /// ends, and where a passing train begins. Costs the calls at the platforms by their progress and time; records
+    /// and lists are read of those alone whose turn comes.
+    std::vector<Call> at(const std::vector<int>& platforms, std::size_t limit);
 
 private:
-    void addCalls(const TripStop& stop, const PlatformInfo& platform, std::vector<Call>& calls);
+    struct Waiting;
+
+    void addCalls(int tripStopId, const PlatformInfo& platform, std::vector<Waiting>& waiting);
+    bool mayBeAhead(const Waiting& call) const;
     bool isAhead(const Call& call) const;
-    static bool isDeparture(const Call& call);
+    static bool isDeparture(const TripStop& stop, const Pattern& pattern, std::size_t place);
+    std::optional<Call> departureOf(const Waiting& waiting);
     const Pattern& patternWith(const TripStop& stop);
-    Pattern listedPattern(int tripId) const;
-    Pattern timedPattern(int tripId) const;
+    Pattern listedPattern(int tripId);
+    Pattern timedPattern(int tripId);
     const Run& runOf(const Service& service);
 
-    const Picture& _picture;
+    PictureReader& _reader;
     ServiceMoment _now;
-    std::unordered_map<int, Pattern> _listed;  // by trip
-    std::unordered_map<int, Pattern> _timed;   // by trip
-    std::unordered_map<int, Run> _runs;        // by service
+    std::map<int, Pattern> _listed;  // by trip
+    std::map<int, Pattern> _timed;   // by trip
+    std::map<int, Run> _runs;        // by service
 };
 
 }  // namespace pis::picture

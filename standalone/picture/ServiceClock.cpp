@@ -9,15 +9,15 @@
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop
 #endif
-#include <fmt/core.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <tuple>
 
 namespace pis::picture {
 
@@ -86,9 +86,11 @@ const date::time_zone* zoneOf(const std::string& name) {
     return text.empty() ? nullptr : zoneNamed(std::string(text), ", which TZ names in the environment");
 }
 
-/// Seconds that local time is ahead of UTC at an instant.
-std::int64_t offsetAt(const date::time_zone* zone, std::int64_t instant) {
-    return zone != nullptr ? zone->get_info(date::sys_seconds(seconds(instant))).offset.count() : 0;
+/// How far local time is ahead of UTC at an instant, and for how long around it.
+UtcOffset offsetAt(const date::time_zone* zone, std::int64_t instant) {
+    if (zone == nullptr) return {0, std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()};
+    const date::sys_info info = zone->get_info(date::sys_seconds(seconds(instant)));
+    return {info.offset.count(), info.begin.time_since_epoch().count(), info.end.time_since_epoch().count()};
 }
 
 /// Twelve hours before a day's noon, in seconds since 1970.
@@ -153,6 +155,18 @@ std::optional<std::int64_t> epochOf(const std::string& epoch, const date::time_z
                              "2018-05-14T04:00:00Z");
 }
 
+/// No farther from the epoch than a feed's times can lie.
+std::int64_t wholeSeconds(double time) {
+    constexpr auto kFar = static_cast<double>(kFarthest);
+    return static_cast<std::int64_t>(std::floor(std::clamp(time, -kFar, kFar)));
+}
+
+/// Writes two digits over the zeros at a place.
+void addDigits(std::string& text, std::size_t place, std::int64_t number) {
+    text[place] = static_cast<char>(text[place] + number / 10);
+    text[place + 1] = static_cast<char>(text[place + 1] + number % 10);
+}
+
 int dayStartOf(const std::string& dayStart) {
     if (const auto time = timeOfDay(dayStart)) return static_cast<int>(seconds(*time).count());
     throw std::runtime_error("--day-start: \"" + dayStart + "\" is no time of day; say HH:MM, such as 03:00");
@@ -180,15 +194,25 @@ std::string ServiceMoment::text(std::int64_t serviceTime) const {
     std::int64_t local = std::clamp(serviceTime, -kFarthest, kFarthest);
     if (_epoch) {
         const std::int64_t instant = *_epoch + local;
-        local = instant + offsetAt(_zone, instant);
+        const bool isNear = _offset.from <= instant && instant < _offset.until;
+        local = instant + (isNear ? _offset : offsetAt(_zone, instant)).seconds;
     }
     const std::int64_t sinceMidnight = (local % kDay + kDay) % kDay;
-    return fmt::format("{:02}:{:02}", sinceMidnight / kHour, sinceMidnight % kHour / kMinute);
+    std::string text = "00:00";
+    addDigits(text, 0, sinceMidnight / kHour);
+    addDigits(text, 3, sinceMidnight % kHour / kMinute);
+    return text;
 }
 
 std::string ServiceMoment::text() const {
-    constexpr auto kFar = static_cast<double>(kFarthest);
-    return text(static_cast<std::int64_t>(std::floor(std::clamp(_seconds, -kFar, kFar))));
+    return text(wholeSeconds(_seconds));
+}
+
+bool ServiceMoment::operator==(const ServiceMoment& other) const {
+    const auto members = [](const ServiceMoment& moment) {
+        return std::tie(moment._zone, moment._seconds, moment._epoch, moment._yesterday, moment._tomorrow);
+    };
+    return members(*this) == members(other);
 }
 
 // --- The clock ----------------------------------------------------------------------------------
@@ -208,12 +232,13 @@ ServiceMoment ServiceClock::at(const feed::FeedStatus& feed, base::WallTime wall
     moment._epoch = _epoch;
     if (source(feed) == ClockOptions::FEED) {
         moment._seconds = *feed.at;
+        if (_epoch) moment._offset = offsetAt(_zone, *_epoch + wholeSeconds(moment._seconds));
         return moment;
     }
 
     if (!_epoch) {
         const std::int64_t instant = date::floor<seconds>(wall).time_since_epoch().count();
-        const date::local_seconds local(seconds(instant + offsetAt(_zone, instant)));
+        const date::local_seconds local(seconds(instant + offsetAt(_zone, instant).seconds));
         const date::local_days today = date::floor<date::days>(local - seconds(_dayStart));
         moment._epoch = beginOf(today, _zone);
         moment._yesterday = beginOf(today - date::days(1), _zone) - *moment._epoch;
@@ -221,6 +246,7 @@ ServiceMoment ServiceClock::at(const feed::FeedStatus& feed, base::WallTime wall
     }
     moment._seconds =
         std::chrono::duration<double>(wall.time_since_epoch()).count() - static_cast<double>(*moment._epoch);
+    moment._offset = offsetAt(_zone, *moment._epoch + wholeSeconds(moment._seconds));
     return moment;
 }
 

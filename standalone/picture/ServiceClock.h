@@ -27,6 +27,13 @@ struct ClockOptions {
     std::string dayStart = "03:00";  ///< Before this the wall clock still shows the operating day before.
 };
 
+/// How far local time is ahead of UTC from one instant until another, all in seconds, instants since 1970.
+struct UtcOffset {
+    std::int64_t seconds = 0;
+    std::int64_t from = 0;
+    std::int64_t until = 0;
+};
+
 /// Now, in service time: signed seconds from the epoch. Times of an operating day count from twelve hours
 /// before its noon, which is midnight but on the days on which the clocks change, and go on past 86,400.
 class ServiceMoment {
@@ -49,6 +56,9 @@ public:
     /// This moment as a text.
     std::string text() const;
 
+    /// Whether the two say the same of everything above.
+    bool operator==(const ServiceMoment& other) const;
+
 private:
     friend class ServiceClock;
     explicit ServiceMoment(const date::time_zone* zone) : _zone(zone) {}
@@ -58,6 +68,7 @@ private:
     std::optional<std::int64_t> _epoch;  // seconds since 1970 from which service times count, where known
     std::int64_t _yesterday = 0;         // what to add to times of the day before; 0 where times say their day
     std::int64_t _tomorrow = 0;          // and to those of the day after
+    UtcOffset _offset;                   // around this moment, where most times to be said lie
 };
 
 /// [Threading] Any, at once: it changes nothing, neither in itself nor in the process. It is built while no

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/rfc7230.hpp>
-#include <cmath>
 #include <exception>
 #include <limits>
 #include <sstream>
@@ -13,7 +12,6 @@
 #include "base/Text.h"
 #include "debug.h"
 #include "pages/EmbeddedPages.h"
-#include "picture/Departures.h"
 #include "service/Problem.h"
 
 namespace pis::service {
@@ -355,7 +353,6 @@ HttpAnswer Api::platformDepartures(const HttpRequest& request, const RequestTarg
 HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& target, bool ofStation) const {
     constexpr int kDefaultLimit = 20;
     constexpr int kHighestLimit = 200;
-    constexpr double kMinute = 60;
     target.allow({"limit"});
     picture::DepartureQuery query;
     const int id = wholeNumber(target.segments()[3], "id", kLowestId, kHighestId);
@@ -369,11 +366,7 @@ HttpAnswer Api::departures(const HttpRequest& request, const RequestTarget& targ
     }
     // Whatever passes with time alone passes within the minute.
     const picture::ServiceMoment now = _around.clock.at(picture->feed, _around.wallClock()).wholeMinute();
-    const auto minute = static_cast<std::uint64_t>(static_cast<std::int64_t>(std::fmod(now.seconds() / kMinute, 1e15)));
-    const std::string key = std::string(ofStation ? "departures/station/" : "departures/platform/") +
-                            std::to_string(id) + "/" + std::to_string(query.limit);
-    const std::uint64_t validity = picture->revision * 0x9e3779b97f4a7c15U + minute * 2 + (picture->feed.ready ? 1 : 0);
-    const auto body = _bodies.get(key, validity, "", [&] { return picture::departuresJson(*picture, query, now); });
+    const auto body = _departures.get(picture, query, now);
     return answerWith(request, *body);
 }
 

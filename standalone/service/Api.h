@@ -13,6 +13,7 @@
 #include "picture/PublishedPicture.h"
 #include "picture/ServiceClock.h"
 #include "service/BodyCache.h"
+#include "service/DepartureCache.h"
 #include "service/FeedReport.h"
 #include "service/HttpMessages.h"
 #include "service/RequestTarget.h"
@@ -43,6 +44,8 @@ public:
 
     /// Never throws for what a client asks; what goes wrong is a problem document.
     HttpAnswer answer(const HttpRequest& request) const;
+
+    const DepartureCache& departureCache() const { return _departures; }
 
 private:
     using Handler = HttpAnswer (Api::*)(const HttpRequest&, const RequestTarget&) const;
@@ -82,6 +85,7 @@ private:
     ApiOptions _options;
     mutable BodyCache _bodies;
     mutable std::array<std::weak_ptr<const RowDocument>, records::kTables> _documents;  // of large tables, being read
+    mutable DepartureCache _departures{_bodies};
     std::vector<Route> _routes;
 };
 

@@ -156,7 +156,9 @@ private:
         return theObserver;
     }
 
-    ServiceMetrics::Sources sources() const { return {_feeding, observer(), _published, _report}; }
+    ServiceMetrics::Sources sources() const {
+        return {_feeding, observer(), _published, _report, _api.departureCache()};
+    }
 
     /// Threads inherit what is blocked here: signals are for the main thread.
     void startFeeding() {

@@ -164,6 +164,10 @@ std::string ServiceMetrics::text(const Sources& sources, base::WallTime now) con
         Families::addCounter(answers, {{"route", which.first}, {"status", std::to_string(which.second)}},
                              number(count));
     }
+    auto& departures = families.begin("departure_answers_total", "Answers of departures, made anew or still standing.",
+                                      MetricType::Counter);
+    Families::addCounter(departures, {{"how", "made"}}, number(sources.departures.made()));
+    Families::addCounter(departures, {{"how", "kept"}}, number(sources.departures.kept()));
     return families.text();
 }
 

@@ -12,6 +12,7 @@
 #include "feeding/FeedingThread.h"
 #include "feeding/ServiceObserver.h"
 #include "picture/PublishedPicture.h"
+#include "service/DepartureCache.h"
 #include "service/FeedReport.h"
 
 namespace pis::service {
@@ -37,6 +38,7 @@ public:
         const feeding::ServiceObserver& observer;
         const picture::PublishedPicture& published;
         const FeedReport& report;
+        const DepartureCache& departures;
     };
 
     std::string text(const Sources& sources, base::WallTime now) const;

@@ -51,6 +51,19 @@ TEST(JsonTextTest, EscapesQuotesBackslashesAndControlCharacters) {
     EXPECT_EQ(quoted(std::string("a\0b", 3)), R"("a\u0000b")");
 }
 
+TEST(JsonTextTest, EscapesWhereverInATextACharacterStands) {
+    const std::string plain(20, ' ');
+    for (int byte = 0; byte < 256; ++byte) {
+        const std::string character(1, static_cast<char>(byte));
+        const std::string escaped = quoted(character).substr(1, quoted(character).size() - 2);
+        for (std::size_t place = 0; place <= plain.size(); ++place) {
+            const std::string front = plain.substr(0, place);
+            const std::string behind = plain.substr(place);
+            EXPECT_EQ(quoted(front + character + behind), '"' + front + escaped + behind + '"') << byte;
+        }
+    }
+}
+
 TEST(JsonTextTest, EscapesKeysAsTexts) {
     EXPECT_EQ(JsonText().beginObject().key("a\"\n").number(1).endObject().str(), R"({"a\"\n":1})");
 }

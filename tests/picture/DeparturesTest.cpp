@@ -76,7 +76,7 @@ protected:
 
     std::string answer(const DepartureQuery& query, const ServiceMoment& now) {
         publish();
-        return departuresJson(*picture, query, now);
+        return departuresJson(picture, query, now);
     }
 
     /// By the feed's clock.
@@ -667,7 +667,10 @@ TEST_F(DeparturesTest, ManyCallsAtOnePlatformTakeTheirTimeOnce) {
         serviceStop(id, {"12", stop.c_str(), "0", "0", "0"});
     }
     publish();
-    EXPECT_EQ(NextCalls(*picture, momentOf(kStart)).at({9}).size(), 4999U) << "each of them but the last";
+    CallBook book(picture);
+    Reads reads;
+    PictureReader reader(book, reads);
+    EXPECT_EQ(NextCalls(reader, momentOf(kStart)).at({9}, 10000).size(), 4999U) << "each of them but the last";
 }
 
 TEST(IdsOf, ReadsListStrings) {

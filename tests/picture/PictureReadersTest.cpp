@@ -66,7 +66,7 @@ TEST_F(PictureReaders, SeeWholePicturesThatStayAsTheyAre) {
                     if (change.row != nullptr) torn += change.row->revision > seen->revision;
                 }
             }
-            torn += departuresJson(*seen, {0, 9, 5}, now).empty();
+            torn += departuresJson(seen, {0, 9, 5}, now).empty();
             known = seen->revision;
             ++read;
         } while (writing);

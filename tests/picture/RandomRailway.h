@@ -1,5 +1,5 @@
 // A small railway at random: records of every kind come, change, move and go, most of them as a feed would have
-// them and some as it should not.
+// them and some as it should not. It has parts that name nothing of one another.
 #ifndef TESTS_PICTURE_RANDOMRAILWAY_H
 #define TESTS_PICTURE_RANDOMRAILWAY_H
 
@@ -34,13 +34,14 @@ public:
         _builder.feed().at = kNow;
     }
 
-    /// One record of any kind.
-    void change();
+    /// One record of any kind in a part, whose ids are a thousand times its number higher.
+    void change(int part = 0);
 
     /// The feed's status: seldom is nothing known, and time goes on.
     void changeFeed();
 
     void deleteAllTripStops() { _builder.acceptDeletion(SignallingCodes::TRIP_STOP, 0); }
+    void setTime(double at) { _builder.feed().at = at; }
 
     std::shared_ptr<const Picture> publish() {
         _builder.publish();
@@ -55,6 +56,9 @@ private:
     static constexpr int kTripStops = kTrips * kStopsOfTrip;
     static constexpr int kServiceStops = kServices * kStopsOfTrip;
 
+    /// The id of this part; 0 is nobody's.
+    int own(int id) const { return id != 0 ? id + 1000 * _part : 0; }
+
     /// Mostly the one that belongs there, else any, some of which are none.
     int mostly(int usual, int most) { return once(8) ? upTo(most + 1) - 1 : usual; }
     static int tripOf(int serviceId) { return 1 + serviceId % kTrips; }
@@ -67,7 +71,7 @@ private:
         if (once(12)) return once(2) ? "" : "1!x";
         std::string text;
         for (int i = 0; i < count; ++i) {
-            text += std::to_string(once(25) ? upTo(kServiceStops) : first + i) + (once(40) ? " ! " : "!");
+            text += std::to_string(own(once(25) ? upTo(kServiceStops) : first + i)) + (once(40) ? " ! " : "!");
         }
         if (!once(4) && !text.empty()) text.pop_back();
         return text;
@@ -79,10 +83,10 @@ private:
         _builder.accept({goes ? updated + 1 : updated, record.getId(), record});
     }
     void stop(int type, int id, const std::vector<std::string>& texts) {
-        if (once(8)) return _builder.acceptDeletion(type, id);
+        if (once(8)) return _builder.acceptDeletion(type, own(id));
         feed::FeedRecord record;
         record.type = type;
-        record.id = id;
+        record.id = own(id);
         for (const std::string& text : texts) record.fields.append(text);
         _builder.acceptStop(record);
     }
@@ -92,64 +96,66 @@ private:
     void changePlatform(int id);
     void changeVehicle(int id);
 
+    int _part = 0;
     std::mt19937 _random;
     PublishedPicture _published;
     PictureBuilder _builder;
 };
 
 inline void RandomRailway::changeTrip(int id) {
-    Trip trip(id);
+    Trip trip(own(id));
     trip.setName(name("Trip", id));
-    trip.setLineId(upTo(kLines + 1));
+    trip.setLineId(own(upTo(kLines + 1)));
     trip.setPriority(static_cast<Trip::Priority>(upTo(4) - 1));
     trip.setStopsListAsString(list(1 + (id - 1) * kStopsOfTrip, kStopsOfTrip));
     post(SignallingCodes::TRIP_UPDATED, trip);
 }
 
 inline void RandomRailway::changeService(int id) {
-    Service service(id, mostly(tripOf(id), kTrips), kNow - 3000 + 60L * upTo(100));
+    Service service(own(id), own(mostly(tripOf(id), kTrips)), kNow - 3000 + 60L * upTo(100));
     if (once(10)) service.setStartTime(static_cast<unsigned long>(kNow + 43200 * (upTo(4) - 2)));
     service.setState(static_cast<Service::State>(upTo(10) - 1));
     service.setStateText(name("state", upTo(3)));
     const int left = upTo(kStopsOfTrip + 1) - 1;
     service.setFollowingStopsListAsString(list(1 + id * kStopsOfTrip - left, left));
-    service.setVehicleId(upTo(kVehicles + 1) - 1);
-    service.setLineId(upTo(kLines + 2) - 1);
-    service.setDestinationStationId(once(2) ? 0 : upTo(kStations + 1));
+    service.setVehicleId(own(upTo(kVehicles + 1) - 1));
+    service.setLineId(own(upTo(kLines + 2) - 1));
+    service.setDestinationStationId(once(2) ? 0 : own(upTo(kStations + 1)));
     service.setIsLastTrain(once(4));
     post(SignallingCodes::SERVICE_UPDATED, service);
 }
 
 inline void RandomRailway::changePlatform(int id) {
-    PlatformInfo platform(id);
+    PlatformInfo platform(own(id));
     const int station = mostly(1 + id % kStations, kStations);
     platform.setName((once(2) ? "Station " : "Quay ") + std::to_string(station) + " " + std::to_string(id));
-    platform.setStationId(station);
+    platform.setStationId(own(station));
     platform.setState(static_cast<PlatformInfo::State>(upTo(6) - 1));
     platform.setStateText(name("state", upTo(3)));
     post(SignallingCodes::PLATFORM_UPDATED, platform);
 }
 
 inline void RandomRailway::changeVehicle(int id) {
-    Vehicle vehicle(id);
+    Vehicle vehicle(own(id));
     vehicle.setName(once(3) ? name("Vehicle", id) : "Vehicle");
     vehicle.setNumCars(once(3) ? upTo(8) : 4);
     vehicle.setCurrentLocation(std::to_string(upTo(1000)));
     post(SignallingCodes::VEHICLE_UPDATED, vehicle);
 }
 
-inline void RandomRailway::change() {
+inline void RandomRailway::change(int part) {
+    _part = part;
     const auto text = [](int number) { return std::to_string(number); };
     switch (upTo(12)) {
         case 1: {
-            Line line(upTo(kLines));
+            Line line(own(upTo(kLines)));
             line.setName(name("Line", line.getId()));
             line.setAbrv(name("L", upTo(2)));
             return post(SignallingCodes::LINE_UPDATED, line);
         }
         case 2: {
-            Station station(upTo(kStations));
-            station.setName("Station " + text(station.getId()));
+            Station station(own(upTo(kStations)));
+            station.setName("Station " + text(station.getId() % 1000));
             station.setAbrv(name("S", upTo(2)));
             return post(SignallingCodes::STATION_UPDATED, station);
         }
@@ -162,7 +168,7 @@ inline void RandomRailway::change() {
             const int id = upTo(kTripStops);
             const int place = (id - 1) % kStopsOfTrip;
             return stop(SignallingCodes::TRIP_STOP, id,
-                        {text(mostly(1 + (id - 1) / kStopsOfTrip, kTrips)), text(upTo(kPlatforms + 1) - 1),
+                        {text(own(mostly(1 + (id - 1) / kStopsOfTrip, kTrips))), text(own(upTo(kPlatforms + 1) - 1)),
                          once(5) ? "N" : "Y", text(180 * place), text(180 * place + 60 * upTo(3))});
         }
         case 9: return changeService(upTo(kServices));
@@ -171,7 +177,7 @@ inline void RandomRailway::change() {
             const int service = 1 + (id - 1) / kStopsOfTrip;
             const int tripStop = 1 + (tripOf(service) - 1) * kStopsOfTrip + (id - 1) % kStopsOfTrip;
             return stop(SignallingCodes::SERVICE_STOP, id,
-                        {text(mostly(service, kServices)), text(mostly(tripStop, kTripStops)), "0",
+                        {text(own(mostly(service, kServices))), text(own(mostly(tripStop, kTripStops))), "0",
                          text(60 * (upTo(8) - 3)), text(60 * (upTo(8) - 3))});
         }
     }

@@ -92,10 +92,10 @@ TEST_F(Http, LargeTablesAreTheSameInEveryForm) {
 
     EXPECT_EQ(plain.header("content-length"), connection.ask("HEAD", "/api/v1/lines").header("content-length"));
     EXPECT_EQ(304, connection.ask("GET", "/api/v1/lines", {{"If-None-Match", plain.header("etag")}}).status);
-    EXPECT_EQ(304, connection
-                       .ask("GET", "/api/v1/lines",
-                            {{"If-None-Match", packed.header("etag")}, {"Accept-Encoding", "gzip"}})
-                       .status);
+    EXPECT_EQ(
+        304,
+        connection.ask("GET", "/api/v1/lines", {{"If-None-Match", packed.header("etag")}, {"Accept-Encoding", "gzip"}})
+            .status);
     Connection old(service->port());
     old.send("GET /api/v1/lines HTTP/1.0\r\nHost: localhost\r\nAccept-Encoding: gzip\r\n\r\n");
     const Answer whole = old.readAnswer();

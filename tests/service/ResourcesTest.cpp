@@ -226,6 +226,8 @@ TEST_F(Resources, DeparturesKeepTheirTagUntilTheyChange) {
     const Answer changed = get("/api/v1/stations/1/departures", {{"If-None-Match", tag}});
     EXPECT_EQ(200, changed.status);
     EXPECT_EQ("28980", valueAt(changed.body, "/departures/0/expected"));
+    EXPECT_EQ(
+        4, metric(R"(pis_departure_answers_total{how="made"})") + metric(R"(pis_departure_answers_total{how="kept"})"));
 }
 
 TEST_F(Resources, ATrainThatHasLeftGoes) {

@@ -52,7 +52,9 @@ protected:
                         [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); });
         api.emplace(Api::Surroundings{published, clock, report, tokens,
                                       [this] {
-                                          return metrics.text({feeding, observer, published, report}, base::WallTime());
+                                          return metrics.text(
+                                              {feeding, observer, published, report, api->departureCache()},
+                                              base::WallTime());
                                       },
                                       [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }, *account},
                     ApiOptions{{"localhost"}, false});
