@@ -31,6 +31,9 @@ public:
     /// Bytes of memory that the fields take up, about.
     std::size_t bytes() const { return _characters.size() + _starts.size() * sizeof(std::size_t); }
 
+    /// Bytes of the texts themselves, each with its NUL.
+    std::size_t textBytes() const { return _characters.size(); }
+
     /// Text of a field, counted from 0; null when it is missing. Valid until the next change.
     const char* operator[](std::size_t position) const {
         const std::size_t start = _starts[position];

@@ -1,6 +1,5 @@
 #include "feed/Intake.h"
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -73,7 +72,7 @@ Intake::Verdict Intake::judgeUpdate(const FeedRecord& record) const {
         return ignored(subjectOf(*type, record.id) + ": only record 1 is taken, this one is ignored");
     }
     if (record.id == 0) return ignored(subjectOf(*type, 0) + ": a record with id 0 is ignored");
-    if (elements() < _options.maxElements || knows(*type, record.id)) return {};
+    if (elements() < _options.maxElements || _known.has(*type, record.id)) return {};
     return {Outcome::REFUSED, "id " + std::to_string(record.id) + " is new, and " +
                                   std::to_string(_options.maxElements) + " elements are the most"};
 }
@@ -109,7 +108,7 @@ void Intake::deliver(const FeedRecord& record) {
         case FeedRecord::UPDATE: return update(record);
         case FeedRecord::DELETION: return remove(record.type, record.id);
         case FeedRecord::SNAPSHOT_BEGIN:
-            ++_snapshotNumber;
+            _known.beginSnapshot();
             _inSnapshot = true;
             return;
         case FeedRecord::SNAPSHOT_END: return endSnapshot();
@@ -118,48 +117,49 @@ void Intake::deliver(const FeedRecord& record) {
 
 void Intake::update(const FeedRecord& record) {
     const ElementType& type = *findElementType(record.type);
-    if (!type.isStatus()) _known[placeOf(type.table)][record.id].seen = _snapshotNumber;
+    if (!type.isStatus()) _known.note(type, record.id, record.fields.textBytes());
     if (_receiver != nullptr) _receiver->onUpdate(record);
 }
 
 void Intake::remove(int type, int id) {
     if (_receiver != nullptr) _receiver->onDeletion(type, id);
-    for (std::size_t place = 0; place < kTables; ++place) {
-        if (type != ALL_ELEMENTS && place != placeOf(static_cast<Element>(type))) continue;
-        if (id == 0) {
-            _known[place].clear();
-        } else {
-            _known[place].erase(id);
-        }
-    }
+    _known.forget(type, id);
 }
 
 void Intake::endSnapshot() {
-    for (std::size_t place = 0; place < kTables; ++place) {
-        std::vector<int> leftOut;
-        for (const auto& [id, kept] : _known[place]) {
-            if (kept.seen != _snapshotNumber) leftOut.push_back(id);
-        }
-        std::sort(leftOut.begin(), leftOut.end());
-        const int type = LINE + static_cast<int>(place);
-        for (const int id : leftOut) {
-            remove(type, id);
-            const base::MutexLock lock(_countsMutex);
-            ++_counts[rowOf(type)].leftOut;
-        }
+    for (const ElementType& type : elementTypes()) {
+        if (!type.hasTable() && !type.isStatus()) resetStates(type);
+    }
+    for (const ElementType& type : elementTypes()) {
+        if (type.hasTable()) removeLeftOut(type.table);
     }
     _inSnapshot = false;
     ++_snapshots;
 }
 
-bool Intake::knows(const ElementType& type, int id) const {
-    return !type.isStatus() && _known[placeOf(type.table)].count(id) != 0;
+/// Gives a state's defaults to the elements that came without it.
+void Intake::resetStates(const ElementType& state) {
+    FeedRecord defaults;
+    defaults.type = state.code;
+    for (const int id : _known.withOldState(state.table)) {
+        defaults.id = id;
+        if (_receiver != nullptr) _receiver->onUpdate(defaults);
+        _known.forgetState(state.table, id);
+        const base::MutexLock lock(_countsMutex);
+        ++_counts[rowOf(state.code)].reset;
+    }
+}
+
+void Intake::removeLeftOut(Element table) {
+    for (const int id : _known.leftOut(table)) {
+        remove(table, id);
+        const base::MutexLock lock(_countsMutex);
+        ++_counts[rowOf(table)].leftOut;
+    }
 }
 
 void Intake::noteSize() {
-    std::size_t total = 0;
-    for (const auto& known : _known) total += known.size();
-    _elements.store(total, std::memory_order_relaxed);
+    _elements.store(_known.all().elements, std::memory_order_relaxed);
 }
 
 // --- Counts -------------------------------------------------------------------------------------

@@ -39,6 +39,7 @@ struct TypeCounts {
     std::array<OutcomeCount, kOutcomes> outcomes = {};
     std::uint64_t deletions = 0;  ///< Deletion records among those delivered.
     std::uint64_t leftOut = 0;    ///< Elements deleted since a snapshot left them out; no records.
+    std::uint64_t reset = 0;  ///< States given their defaults since a snapshot brought the element alone; no records.
 
     const OutcomeCount& of(Outcome outcome) const { return outcomes[static_cast<std::size_t>(outcome)]; }
     OutcomeCount& of(Outcome outcome) { return outcomes[static_cast<std::size_t>(outcome)]; }

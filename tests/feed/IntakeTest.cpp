@@ -593,6 +593,122 @@ TEST_F(IntakeTest, ASnapshotMakesAReceiverRightAgainThatMissedSomething) {
     EXPECT_EQ(describe(store), right);
 }
 
+// --- States that a snapshot does not bring ------------------------------------------------------
+
+TEST_F(IntakeTest, AfterAWholeStateEverythingIsAsItSays) {
+    const auto elements = [this] {
+        deliver(5, 50, "40", "", "Track 1", "km 0");
+        deliver(6, 60, "Trip", "7", "1", "2", "express", "70");
+        deliver(3, 30, "Train", "T", "4", "80");
+        deliver(8, 80, "60", "21600", "30", "70", "1", "40", "1", "7");
+    };
+    const auto wholeState = [&] {
+        begin();
+        elements();
+        deliver(3, 31, "Other train", "O", "2", "");
+        deliver(10, 31, "Y", "km 9", "1", "in service", "80", "1", "left", "2", "right");
+        end();
+    };
+    wholeState();
+    const std::string right = describe(store);
+
+    deliverDeletion(0, 0);
+    elements();
+    deliver(3, 31, "Other train", "O", "2", "");
+    deliver(10, 30, "N", "km 1", "2", "switching", "80", "1", "left", "3", "both");
+    deliver(10, 31, "N", "km 2", "2", "switching", "81", "3", "both", "1", "left");
+    deliver(11, 50, "5", "boarding", "90!91");
+    deliver(12, 80, "90!91", "8", "cancelled");
+    EXPECT_NE(describe(store), right);
+    wholeState();
+    EXPECT_EQ(describe(store), right);
+    EXPECT_EQ(removals, "0:0 ");
+}
+
+TEST_F(IntakeTest, AStateThatASnapshotDoesNotBringGetsItsDefaultsOnce) {
+    deliver(8, 80, "60");
+    deliver(12, 80, "90", "8", "cancelled");
+    begin();
+    deliver(8, 80, "60");
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::CANCELLED) << "it may come yet";
+    EXPECT_EQ(transcriptOfEnd(), "debug 2 updateServiceState: serviceId >80< updated\nevent 34 80\n");
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::NOT_STARTED);
+    EXPECT_EQ(countsOf("service state"), "1 0 0 0 0, 0, 0");
+    begin();
+    deliver(8, 80, "60");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    deliver(12, 80, "", "1", "running");
+    begin();
+    deliver(12, 80, "", "1", "running");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::RUNNING);
+}
+
+TEST_F(IntakeTest, StatesGetTheirDefaultsBeforeAnythingIsDeleted) {
+    deliver(8, 80, "60");
+    deliver(5, 52, "40");
+    deliver(5, 51, "40");
+    deliver(9, 90, "80");
+    deliver(11, 52, "5", "boarding", "90");
+    deliver(11, 51, "5", "boarding", "90");
+    deliver(12, 80, "90", "1", "running");
+    begin();
+    deliver(5, 51, "40");
+    deliver(5, 52, "40");
+    EXPECT_EQ(transcriptOfEnd(),
+              "debug 2 updatePlatformState: platformId >51< updated\nevent 32 51\n"
+              "debug 2 updatePlatformState: platformId >52< updated\nevent 32 52\n"
+              "event 35 80\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE serviceId >80< deleted\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE_STOP serviceStopId >90< deleted\n")
+        << "a platform does not name a stop that is gone";
+    EXPECT_EQ(countsOf("service state"), "1 0 0 0 0, 0, 0") << "it went with its service";
+}
+
+TEST_F(IntakeTest, ADeletedElementLeavesNoStateBehind) {
+    deliver(12, 80, "90", "8", "cancelled");
+    deliver(11, 50, "5", "boarding", "90");
+    deliverDeletion(8, 80);
+    deliverDeletion(0, 0);
+    begin();
+    deliver(8, 80, "60");
+    deliver(5, 50, "40");
+    EXPECT_EQ(transcriptOfEnd(), "") << "there is nothing to put right";
+}
+
+TEST_F(IntakeTest, AStateOfAnAbandonedSnapshotIsNoneOfTheNext) {
+    deliver(8, 80, "60");
+    begin();
+    deliver(12, 80, "90", "8", "cancelled");
+    intake.abandonSnapshot();
+    begin();
+    deliver(8, 80, "60");
+    end();
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::NOT_STARTED);
+}
+
+TEST_F(IntakeTest, DefaultsThatFailAreMadeUpForByTheNextSnapshot) {
+    deliver(8, 80, "60");
+    deliver(12, 80, "90", "8", "cancelled");
+    begin();
+    deliver(8, 80, "60");
+    host.at("event 34", [] { throw std::runtime_error("no room for events"); });
+    EXPECT_EQ(end().outcome, Outcome::FAILED);
+    EXPECT_FALSE(intake.inSnapshot());
+    host.clear();
+    begin();
+    deliver(8, 80, "60");
+    EXPECT_EQ(transcriptOfEnd(), "event 34 80\n") << "asked again, though the store had it before it threw";
+}
+
+TEST_F(IntakeTest, CountsTheStatesThatGotTheirDefaults) {
+    deliver(8, 80, "60");
+    deliver(12, 80, "90", "8", "cancelled");
+    begin();
+    deliver(8, 80, "60");
+    end();
+    for (const TypeCounts& type : intake.counts()) EXPECT_EQ(type.reset, type.name == "service state" ? 1U : 0U);
+}
+
 // --- Counts -------------------------------------------------------------------------------------
 
 TEST_F(IntakeTest, CountsWhatWasDeliveredByType) {
