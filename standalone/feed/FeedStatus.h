@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/WallTime.h"
+#include "feed/ElementSums.h"
 
 namespace pis::feed {
 
@@ -24,6 +25,7 @@ struct FeedStatus {
     bool serverOnline = false;
     bool serverKnown = false;  ///< The signalling server has said how it is, or was given up with its link.
     bool automaticMessages = false;
+    ElementSums known;  ///< What the intake knows of; a state belongs to its element.
 };
 
 /// "connecting", "up", "down", "ended".

@@ -47,6 +47,26 @@ std::string subjectOf(const ElementType& type, int id) {
     return std::string(type.name) + " " + std::to_string(id);
 }
 
+template <typename Number>
+Number twice(Number number) {
+    return number > std::numeric_limits<Number>::max() / 2 ? std::numeric_limits<Number>::max() : 2 * number;
+}
+
+/// Why an element may not become what it would; empty where it may. What does not grow always may.
+std::string faultOf(const KnownElements::Growth& growth, const ElementSums& most, int id, const std::string& ofWhat) {
+    const auto& [now, then] = growth;
+    const std::string subject = "id " + std::to_string(id);
+    if (then.elements > now.elements && then.elements > most.elements) {
+        return subject + " is new, and " + std::to_string(most.elements) + " elements" + ofWhat + " are the most";
+    }
+    if (then.bytes > now.bytes && then.bytes > most.bytes) {
+        const std::uint64_t more = then.bytes - now.bytes;
+        return subject + " takes " + std::to_string(more) + (more == 1 ? " byte more, and " : " bytes more, and ") +
+               std::to_string(most.bytes) + " bytes of all elements" + ofWhat + " are the most";
+    }
+    return "";
+}
+
 }  // namespace
 
 Intake::Intake(IntakeReceiver* receiver, Options options)
@@ -72,9 +92,21 @@ Intake::Verdict Intake::judgeUpdate(const FeedRecord& record) const {
         return ignored(subjectOf(*type, record.id) + ": only record 1 is taken, this one is ignored");
     }
     if (record.id == 0) return ignored(subjectOf(*type, 0) + ": a record with id 0 is ignored");
-    if (elements() < _options.maxElements || _known.has(*type, record.id)) return {};
-    return {Outcome::REFUSED, "id " + std::to_string(record.id) + " is new, and " +
-                                  std::to_string(_options.maxElements) + " elements are the most"};
+    return judgeSize(*type, record);
+}
+
+Intake::Verdict Intake::judgeSize(const ElementType& type, const FeedRecord& record) const {
+    const std::size_t bytes = record.fields.textBytes();
+    const ElementSums most{_options.maxElements, _options.maxBytes};
+    const auto judged = [&](const KnownElements::Growth& growth, const ElementSums& limit, const char* ofWhat) {
+        const std::string fault = faultOf(growth, limit, record.id, ofWhat);
+        return fault.empty() ? Verdict() : Verdict{Outcome::REFUSED, fault};
+    };
+    if (!_inSnapshot) return judged(_known.growthOfAll(type, record.id, bytes), most, "");
+    Verdict verdict = judged(_known.growthOfStanding(type, record.id, bytes), most, " of a snapshot");
+    if (verdict.outcome != Outcome::DELIVERED) return verdict;
+    return judged(_known.growthOfAll(type, record.id, bytes), {twice(most.elements), twice(most.bytes)},
+                  " inside a snapshot, old and new together,");
 }
 
 Intake::Verdict Intake::judgeDeletion(const FeedRecord& record) const {
@@ -160,6 +192,7 @@ void Intake::removeLeftOut(Element table) {
 
 void Intake::noteSize() {
     _elements.store(_known.all().elements, std::memory_order_relaxed);
+    _bytes.store(_known.all().bytes, std::memory_order_relaxed);
 }
 
 // --- Counts -------------------------------------------------------------------------------------

@@ -37,11 +37,12 @@ public:
     virtual void onDeletion(int type, int id) = 0;
 };
 
-/// [Threading] For one thread, but for counts() and elements(), which any thread may call.
+/// [Threading] For one thread, but for counts(), elements() and bytes(), which any thread may call.
 class Intake {
 public:
     struct Options {
-        std::size_t maxElements = std::numeric_limits<std::size_t>::max();  ///< Of all types together.
+        std::size_t maxElements = std::numeric_limits<std::size_t>::max();   ///< Of all types together.
+        std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max();  ///< Of their fields' texts.
         std::function<base::WallTime()> wallClock = std::chrono::system_clock::now;
     };
 
@@ -55,7 +56,11 @@ public:
     explicit Intake(IntakeReceiver* receiver) : Intake(receiver, Options()) {}
     Intake(IntakeReceiver* receiver, Options options);
 
-    /// What would become of a record if it came now.
+    /// What would become of a record if it came now. An update by which more would be known than the options allow is
+    /// REFUSED, and what is known stays as it was. Inside a snapshot the limits are for what will stand at its end;
+    /// what it leaves out is known besides until then, old and new together twice as much at the most. That much
+    /// stays known after a snapshot that was abandoned: nothing is added then until deletions or a snapshot's end
+    /// have made room.
     Verdict judge(const FeedRecord& record) const;
 
     /// Judges a record, counts it, and hands it on where the store is to hear of it. The end of a snapshot first gives
@@ -81,10 +86,14 @@ public:
     /// Elements of all types together; a state belongs to its element.
     std::size_t elements() const { return _elements.load(std::memory_order_relaxed); }
 
+    /// Bytes of their fields' texts, as ElementSums counts them.
+    std::uint64_t bytes() const { return _bytes.load(std::memory_order_relaxed); }
+
     IntakeCounts counts() const;
 
 private:
     Verdict judgeUpdate(const FeedRecord& record) const;
+    Verdict judgeSize(const ElementType& type, const FeedRecord& record) const;
     Verdict judgeDeletion(const FeedRecord& record) const;
     void deliver(const FeedRecord& record);
     void update(const FeedRecord& record);
@@ -99,6 +108,7 @@ private:
     Options _options;
     KnownElements _known;
     std::atomic<std::size_t> _elements{0};
+    std::atomic<std::uint64_t> _bytes{0};
     std::uint64_t _snapshots = 0;
     bool _inSnapshot = false;
 

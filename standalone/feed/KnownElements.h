@@ -8,16 +8,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "feed/ElementSums.h"
 #include "feed/ElementTypes.h"
 
 namespace pis::feed {
-
-/// A number of elements, and the bytes of their fields' texts: FieldTexts::textBytes() of each element's own record
-/// and of its state's, those that came last.
-struct ElementSums {
-    std::size_t elements = 0;
-    std::uint64_t bytes = 0;
-};
 
 /// A state belongs to its element. For one thread.
 class KnownElements {

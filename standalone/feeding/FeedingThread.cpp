@@ -63,7 +63,7 @@ FeedingThread::FeedingThread(PassengerInformationServer& store, std::unique_ptr<
       _inbox(_options.inboxCapacity),
       _builder(published, _options.wallClock),
       _storeEntry(store),
-      _intake(this, {_options.maxElements, _options.wallClock}),
+      _intake(this, {_options.maxElements, _options.maxBytes, _options.wallClock}),
       _rareLog(report) {}
 
 FeedingThread::~FeedingThread() {
@@ -126,6 +126,7 @@ FeedingFigures FeedingThread::figures() const {
     figures.publications = _publications;
     figures.snapshots = _snapshots;
     figures.elements = _intake.elements();
+    figures.bytes = _intake.bytes();
     figures.secondsInStore =
         std::chrono::duration<double>(std::chrono::nanoseconds(_inStore.load(std::memory_order_relaxed))).count();
     const base::MutexLock lock(_requestsMutex);
@@ -267,6 +268,7 @@ void FeedingThread::publish() {
     feed::FeedStatus& feed = _builder.feed();
     feed.serverOnline = _store.getServerStatus();
     feed.automaticMessages = _store.isAutomaticMessageGenerationEnabled();
+    feed.known = {_intake.elements(), _intake.bytes()};
     _builder.publish();
     _publications.fetch_add(1, std::memory_order_relaxed);
 }

@@ -29,6 +29,7 @@ namespace pis::feeding {
 
 struct FeedingOptions {
     std::size_t maxElements = 1000000;
+    std::uint64_t maxBytes = std::uint64_t{256} << 20;  ///< Of the fields' texts of all elements.
     std::size_t inboxCapacity = 1024;
     std::chrono::milliseconds snapshotPatience{5000};  ///< A longer snapshot is shown before its end.
     std::function<base::WallTime()> wallClock = std::chrono::system_clock::now;
@@ -43,6 +44,7 @@ struct FeedingFigures {
     std::uint64_t publications = 0;
     std::uint64_t snapshots = 0;  ///< Taken whole.
     std::size_t elements = 0;     ///< Known to the intake; a state belongs to its element.
+    std::uint64_t bytes = 0;      ///< Of the fields' texts of these.
     double secondsInStore = 0;    ///< In the store's entry points for elements.
 };
 

@@ -37,6 +37,10 @@ std::string intakeOf(const feed::IntakeCounts& counts) {
     return json.endArray().str();
 }
 
+std::string storageOf(const feed::ElementSums& known) {
+    return fmt::format(R"({{"elements":{},"bytes":{}}})", known.elements, known.bytes);
+}
+
 }  // namespace
 
 std::optional<double> FeedReport::silence(const feed::FeedStatus& feed, base::WallTime now) {
@@ -83,7 +87,8 @@ std::string FeedReport::status(const picture::Picture& picture, const feed::Inta
     tables.endObject();
     std::string text = tick(picture, now);
     text.back() = ',';
-    return text + "\"tables\":" + tables.str() + ",\"intake\":" + intakeOf(counts) + "}";
+    return text + "\"tables\":" + tables.str() + ",\"storage\":" + storageOf(picture.feed.known) +
+           ",\"intake\":" + intakeOf(counts) + "}";
 }
 
 }  // namespace pis::service

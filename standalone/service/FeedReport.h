@@ -27,7 +27,7 @@ public:
     /// One JSON object: revision, clock, link, silence.
     std::string tick(const picture::Picture& picture, base::WallTime now) const;
 
-    /// The same with the sizes of the tables and with what was not delivered to the store.
+    /// The same with the sizes of the tables, how much is known of elements, and what was not delivered to the store.
     std::string status(const picture::Picture& picture, const feed::IntakeCounts& counts, base::WallTime now) const;
 
 private:

@@ -115,6 +115,7 @@ void addPicture(Families& families, const ServiceMetrics::Sources& sources) {
     families.counter("snapshots_total", "Snapshots of the signalling side that were taken whole.",
                      number(figures.snapshots));
     families.gauge("storage_elements", "Elements in the signalling storage.", number(figures.elements));
+    families.gauge("storage_bytes", "Bytes of the texts of these elements' fields.", number(figures.bytes));
 }
 
 void addStore(Families& families, const ServiceMetrics::Sources& sources) {
