@@ -1,6 +1,8 @@
 #include "feed/Intake.h"
 
+#include <algorithm>
 #include <exception>
+#include <limits>
 #include <utility>
 
 namespace pis::feed {
@@ -122,7 +124,7 @@ Intake::Verdict Intake::accept(const FeedRecord& record) {
     Verdict verdict = judge(record);
     if (verdict.outcome == Outcome::DELIVERED) {
         try {
-            deliver(record);
+            verdict = deliver(record);
         } catch (const std::exception& error) {
             verdict = {Outcome::FAILED, std::string("the store threw: ") + error.what()};
         } catch (...) {
@@ -135,16 +137,17 @@ Intake::Verdict Intake::accept(const FeedRecord& record) {
     return verdict;
 }
 
-void Intake::deliver(const FeedRecord& record) {
+Intake::Verdict Intake::deliver(const FeedRecord& record) {
     switch (record.kind) {
-        case FeedRecord::UPDATE: return update(record);
-        case FeedRecord::DELETION: return remove(record.type, record.id);
+        case FeedRecord::UPDATE: update(record); break;
+        case FeedRecord::DELETION: remove(record.type, record.id); break;
         case FeedRecord::SNAPSHOT_BEGIN:
             _known.beginSnapshot();
             _inSnapshot = true;
-            return;
+            break;
         case FeedRecord::SNAPSHOT_END: return endSnapshot();
     }
+    return {};
 }
 
 void Intake::update(const FeedRecord& record) {
@@ -158,36 +161,46 @@ void Intake::remove(int type, int id) {
     _known.forget(type, id);
 }
 
-void Intake::endSnapshot() {
-    for (const ElementType& type : elementTypes()) {
-        if (!type.hasTable() && !type.isStatus()) resetStates(type);
-    }
-    for (const ElementType& type : elementTypes()) {
-        if (type.hasTable()) removeLeftOut(type.table);
-    }
+Intake::Verdict Intake::endSnapshot() {
+    const auto& types = elementTypes();
+    const bool isWhole =
+        std::all_of(types.begin(), types.end(), [this](const ElementType& type) { return resetStates(type); }) &&
+        std::all_of(types.begin(), types.end(), [this](const ElementType& type) { return removeLeftOut(type); });
+    if (!isWhole) return {Outcome::FAILED, "told to stop before everything that it leaves out was deleted"};
     _inSnapshot = false;
     ++_snapshots;
+    return {};
 }
 
-/// Gives a state's defaults to the elements that came without it.
-void Intake::resetStates(const ElementType& state) {
+/// Gives a state's defaults to the elements that came without it. False when the receiver wants no more.
+bool Intake::resetStates(const ElementType& state) {
+    if (state.hasTable() || state.isStatus()) return true;
     FeedRecord defaults;
     defaults.type = state.code;
     for (const int id : _known.withOldState(state.table)) {
+        if (!mayGoOn()) return false;
         defaults.id = id;
         if (_receiver != nullptr) _receiver->onUpdate(defaults);
         _known.forgetState(state.table, id);
-        const base::MutexLock lock(_countsMutex);
-        ++_counts[rowOf(state.code)].reset;
+        countStep(state, &TypeCounts::reset);
     }
+    return true;
 }
 
-void Intake::removeLeftOut(Element table) {
-    for (const int id : _known.leftOut(table)) {
-        remove(table, id);
-        const base::MutexLock lock(_countsMutex);
-        ++_counts[rowOf(table)].leftOut;
+/// Deletes the elements that did not come. False when the receiver wants no more.
+bool Intake::removeLeftOut(const ElementType& type) {
+    if (!type.hasTable()) return true;
+    for (const int id : _known.leftOut(type.table)) {
+        if (!mayGoOn()) return false;
+        remove(type.code, id);
+        countStep(type, &TypeCounts::leftOut);
     }
+    return true;
+}
+
+bool Intake::mayGoOn() {
+    noteSize();
+    return _receiver == nullptr || _receiver->mayGoOn();
 }
 
 void Intake::noteSize() {
@@ -208,6 +221,11 @@ void Intake::count(const FeedRecord& record, const Verdict& verdict) {
     }
     outcome.lastReason = verdict.reason;
     outcome.lastTime = _options.wallClock();
+}
+
+void Intake::countStep(const ElementType& type, std::uint64_t TypeCounts::*count) {
+    const base::MutexLock lock(_countsMutex);
+    ++(_counts[rowOf(type.code)].*count);
 }
 
 void Intake::countMalformed(int type, const std::string& fault) {

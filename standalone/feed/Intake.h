@@ -35,6 +35,10 @@ public:
     /// A deletion: a deletion record as it came, type 0 for every type and id 0 for every element, or an element
     /// that a snapshot left out.
     virtual void onDeletion(int type, int id) = 0;
+
+    /// Asked before every step of a snapshot's end, which may have many and take long: time for what cannot wait. False
+    /// to leave the rest of them undone; the snapshot is abandoned then.
+    virtual bool mayGoOn() { return true; }
 };
 
 /// [Threading] For one thread, but for counts(), elements() and bytes(), which any thread may call.
@@ -66,8 +70,8 @@ public:
     /// Judges a record, counts it, and hands it on where the store is to hear of it. The end of a snapshot first gives
     /// the state's defaults to every element that came since its beginning without the state that it had before, then
     /// deletes every element that did not come: what is told of never names what is gone already. Both go in the order
-    /// of the types and of the ids. What the receiver throws makes the record FAILED; a snapshot whose end fails is
-    /// abandoned.
+    /// of the types and of the ids. What the receiver throws makes the record FAILED, and so does a receiver that does
+    /// not want to go on; a snapshot whose end fails is abandoned.
     Verdict accept(const FeedRecord& record);
 
     /// Counts a line that is no record.
@@ -95,14 +99,16 @@ private:
     Verdict judgeUpdate(const FeedRecord& record) const;
     Verdict judgeSize(const ElementType& type, const FeedRecord& record) const;
     Verdict judgeDeletion(const FeedRecord& record) const;
-    void deliver(const FeedRecord& record);
+    Verdict deliver(const FeedRecord& record);
     void update(const FeedRecord& record);
     void remove(int type, int id);
-    void endSnapshot();
-    void resetStates(const ElementType& state);
-    void removeLeftOut(SignallingCodes::Element table);
+    Verdict endSnapshot();
+    bool resetStates(const ElementType& state);
+    bool removeLeftOut(const ElementType& type);
+    bool mayGoOn();
     void noteSize();
     void count(const FeedRecord& record, const Verdict& verdict);
+    void countStep(const ElementType& type, std::uint64_t TypeCounts::*count);
 
     IntakeReceiver* _receiver;
     Options _options;

@@ -18,7 +18,7 @@ enum class Outcome : std::size_t {
     IGNORED,    ///< Means nothing to the store: an unknown type, id 0, a deletion that deletes nothing ever.
     MALFORMED,  ///< The line was none.
     REFUSED,    ///< A new element beyond the limit.
-    FAILED      ///< Whoever it was delivered to threw.
+    FAILED      ///< Whoever it was delivered to threw, or stopped before it was done.
 };
 
 constexpr std::size_t kOutcomes = 5;

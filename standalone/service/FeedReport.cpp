@@ -43,13 +43,13 @@ std::string storageOf(const feed::ElementSums& known) {
 
 }  // namespace
 
-std::optional<double> FeedReport::silence(const feed::FeedStatus& feed, base::WallTime now) {
-    if (!feed.lastRecord) return std::nullopt;
-    return std::max(0.0, std::chrono::duration<double>(now - *feed.lastRecord).count());
+std::optional<double> FeedReport::silence(const feed::FeedStatus& feed) const {
+    if (!feed.lastRecordSteady) return std::nullopt;
+    return std::max(0.0, std::chrono::duration<double>(_steadyClock() - *feed.lastRecordSteady).count());
 }
 
-bool FeedReport::isStale(const feed::FeedStatus& feed, base::WallTime now) const {
-    const std::optional<double> silent = silence(feed, now);
+bool FeedReport::isStale(const feed::FeedStatus& feed) const {
+    const std::optional<double> silent = silence(feed);
     return feed.ready && silent && *silent > _staleAfter;
 }
 
@@ -57,11 +57,12 @@ std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now
     const feed::FeedStatus& feed = picture.feed;
     const picture::ServiceMoment moment = _clock.at(feed, now);
     const bool byFeed = _clock.source(feed) == picture::ClockOptions::FEED;
-    const std::optional<double> silent = silence(feed, now);
+    const std::optional<double> silent = silence(feed);
 
     base::JsonText json;
     json.beginObject().key("revision").text(_tokens.of(picture.revision));
-    json.key("ready").flag(feed.ready).key("stale").flag(isStale(feed, now));
+    json.key("ready").flag(feed.ready).key("stale").flag(isStale(feed));
+    json.key("part_of_snapshot").flag(feed.partOfSnapshot);
     json.key("clock").beginObject();
     json.key("seconds").raw(tenths(moment.seconds()));
     json.key("text").text(moment.text());

@@ -3,8 +3,11 @@
 #ifndef PIS_SERVICE_FEEDREPORT_H
 #define PIS_SERVICE_FEEDREPORT_H
 
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "feed/Outcomes.h"
 #include "picture/Picture.h"
@@ -15,14 +18,18 @@ namespace pis::service {
 
 class FeedReport {
 public:
-    /// @param staleAfter seconds of silence after which what is shown may be wrong.
-    FeedReport(const RevisionTokens& tokens, const picture::ServiceClock& clock, double staleAfter)
-        : _tokens(tokens), _clock(clock), _staleAfter(staleAfter) {}
+    using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
-    /// Seconds since the last record, if there was one.
-    static std::optional<double> silence(const feed::FeedStatus& feed, base::WallTime now);
+    /// @param staleAfter  seconds of silence after which what is shown may be wrong.
+    /// @param steadyClock what silence is measured by: the one that the feed's records were noted by.
+    FeedReport(const RevisionTokens& tokens, const picture::ServiceClock& clock, double staleAfter,
+               SteadyClock steadyClock = std::chrono::steady_clock::now)
+        : _tokens(tokens), _clock(clock), _staleAfter(staleAfter), _steadyClock(std::move(steadyClock)) {}
 
-    bool isStale(const feed::FeedStatus& feed, base::WallTime now) const;
+    /// Seconds since the last record, if there was one; whoever sets the machine's time does not change them.
+    std::optional<double> silence(const feed::FeedStatus& feed) const;
+
+    bool isStale(const feed::FeedStatus& feed) const;
 
     /// One JSON object: revision, clock, link, silence.
     std::string tick(const picture::Picture& picture, base::WallTime now) const;
@@ -34,6 +41,7 @@ private:
     const RevisionTokens& _tokens;
     const picture::ServiceClock& _clock;
     double _staleAfter;
+    SteadyClock _steadyClock;
 };
 
 }  // namespace pis::service

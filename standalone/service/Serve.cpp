@@ -10,8 +10,11 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
+#include <future>
 #include <stdexcept>
 
 #include "base/HostAndPort.h"
@@ -102,7 +105,7 @@ public:
           _report(_tokens, _clock, options.staleAfter),
           _feeding(gPassengerInformationServer, makeLink(linkOf(options)), _published,
                    {options.maxElements, options.maxBytes}),
-          _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); },
+          _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources()); },
                 [this] { return _feeding.counts(); }, wallTime},
                {hostsOf(options, _address), options.openMetrics}),
           _changes(_tokens, [this](const picture::Picture& picture) { return _report.tick(picture, wallTime()); }),
@@ -112,7 +115,8 @@ public:
                         TrustedProxies(options.trustedProxies));
     }
 
-    void run() {
+    /// False when the store still holds the feeding thread: no destructor may run then.
+    bool run() {
         const unsigned short port = _server->listen(_address.host, _address.port);
         awaitStop();
         awaitHangUp();
@@ -122,7 +126,16 @@ public:
         sayWhere(port);
         startFeeding();
         _context.run();
-        _feeding.stop();
+        return _feeding.stopWithin(kPatienceWithStore);
+    }
+
+    /// What stays undone when the store holds the feeding thread, for the log.
+    std::string undone() const {
+        const feeding::FeedingFigures left = _feeding.figures();
+        return fmt::format(
+            "the service ends while the store still works on a record, which nothing can interrupt: what that record "
+            "says is not done to its end, {} items of the link and {} requests behind it are not taken",
+            left.inbox, left.requestsWaiting);
     }
 
     LiveService(const LiveService&) = delete;
@@ -171,7 +184,7 @@ private:
         _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](boost::system::error_code error) {
             if (error) return;
             _hangUps.cancel();
-            _feeding.stop();
+            _feeding.askToStop();
             _server->stop();
         });
     }
@@ -193,6 +206,9 @@ private:
         }
     }
 
+    /// Once everybody at the server has had HttpLimits::lastWords; together less than two seconds.
+    static constexpr std::chrono::milliseconds kPatienceWithStore{400};
+
     const base::HostAndPort _address;
     const picture::ServiceClock _clock;
     const RevisionTokens _tokens;
@@ -209,6 +225,24 @@ private:
     std::optional<HttpServer> _server;
 };
 
+/// Ends the process while a thread is still held, which must find everything as it was: no destructor runs. Should it
+/// be the log that holds it, the log's last words are not waited for.
+[[noreturn]] void endWithout(const std::string& undone) {
+    constexpr std::chrono::milliseconds kLastWords{300};
+    std::future<base::ExitStatus> said = std::async(std::launch::async, [&undone] {
+        try {
+            platform::HostLog::warn(undone);
+            platform::HostLog::finish();
+            return base::DONE;
+        } catch (const std::exception& error) {
+            base::reportFault(error.what());
+            return base::FAILED;
+        }
+    });
+    const bool isSaid = said.wait_for(kLastWords) == std::future_status::ready;
+    std::_Exit(isSaid ? said.get() : base::FAILED);
+}
+
 }  // namespace
 
 base::ExitStatus serve(const ServeOptions& options) {
@@ -218,7 +252,10 @@ base::ExitStatus serve(const ServeOptions& options) {
     if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);
     ServeOptions possible = options;
     provideDescriptors(possible.limits);
-    LiveService(possible).run();
+    {
+        LiveService service(possible);
+        if (!service.run()) endWithout(service.undone());
+    }
     platform::HostLog::finish();
     return base::DONE;
 }

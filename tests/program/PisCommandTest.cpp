@@ -631,6 +631,26 @@ TEST_F(PisCommand, AnInterruptEndsAReplayInGoodOrder) {
     }
 }
 
+TEST_F(PisCommand, AnInterruptEndsASnapshotsLongEndBetweenTwoDeletions) {
+    std::string feed;
+    for (int id = 1; id <= 20000; ++id) feed += "{\"update\":8,\"id\":" + std::to_string(id) + ",\"fields\":[]}\n";
+    folder.write("feed", feed + "{\"snapshot\":\"begin\"}\n{\"snapshot\":\"end\"}\n");
+    const Outcome outcome =
+        run("pis replay --debug-level 1 --json feed 2>err & pid=$!\n"
+            "until grep -q deleted err; do sleep 0.02; done\n"
+            "kill -INT $pid\n"
+            "wait $pid");
+    EXPECT_EQ(outcome.status, 130);
+    EXPECT_TRUE(
+        holds(folder.read("err"), "feed:20002: told to stop before everything that it leaves out was deleted\n"));
+    EXPECT_EQ(valueOf(outcome.out, "partial"), "true");
+    EXPECT_EQ(valueOf(outcome.out, "snapshots"), "0");
+    EXPECT_EQ(std::stoi(valueOf(outcome.out, "tables.services")) +
+                  std::stoi(valueOf(outcome.out, "elements.6.left_out_of_snapshots")),
+              20000);
+    EXPECT_EQ(valueOf(outcome.out, "events.35"), valueOf(outcome.out, "elements.6.left_out_of_snapshots"));
+}
+
 TEST_F(PisCommand, AnInterruptOnAPipeIsNoReadingFault) {
     const Outcome outcome =
         run("mkfifo fifo\n"

@@ -58,7 +58,7 @@ protected:
     FeedReport report{tokens, clock, 90};
     Api api{{published, clock, report, tokens,
              [this] {
-                 return metrics.text({feeding, observer, published, report}, base::WallTime());
+                 return metrics.text({feeding, observer, published, report});
              },
              [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }},
             {{"localhost"}, false}};
@@ -161,6 +161,17 @@ TEST_F(TimeLimits, AStreamTellsAtOnceThatTheLinkFell) {
     EXPECT_EQ("revision", tick.kind);
     EXPECT_EQ(known, tick.id);
     EXPECT_EQ("down", valueAt(tick.data, "/link/state"));
+}
+
+TEST_F(TimeLimits, AStreamTellsAtOnceThatASnapshotIsWhole) {
+    serve(patient());
+    EventStream stream(port);
+    EXPECT_EQ("false", valueAt(stream.nextRevision().data, "/part_of_snapshot"));
+    for (const bool isPart : {true, false}) {
+        builder.feed().partOfSnapshot = isPart;
+        builder.publish();
+        EXPECT_EQ(isPart ? "true" : "false", valueAt(stream.next().data, "/part_of_snapshot"));
+    }
 }
 
 TEST_F(TimeLimits, AStreamTellsAtOnceThatTheServerIsOffline) {
