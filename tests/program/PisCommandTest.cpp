@@ -390,7 +390,7 @@ TEST_F(PisCommand, TraceShowsHostAndObserverCallsInTheirOrder) {
                              "{\"at\":25200.5,\"update\":98,\"id\":1,\"fields\":[\"\",\"\",\"0\"]}\n"
                              "{\"update\":7,\"id\":70,\"fields\":[\"60\"]}\n"
                              "{\"update\":2,\"id\":1,\"fields\":[\"North\\n\",\"N\"]}\n"
-                             "{\"at\":1e20,\"delete\":0,\"id\":0}\n");
+                             "{\"at\":2.5e11,\"delete\":0,\"id\":0}\n");
     const Outcome outcome = run("pis replay --trace feed");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(
@@ -406,10 +406,10 @@ TEST_F(PisCommand, TraceShowsHostAndObserverCallsInTheirOrder) {
         "feed:5\t-\tdebug 2 updateLine: lineId >1< updated\n"
         "feed:5\t-\tobserver onLineUpdated {\"table\":\"lines\",\"id\":1,\"name\":\"North\\n\",\"abrv\":\"N\"}\n"
         "feed:5\t-\tevent 26 1\n"
-        "feed:6\t1e+20\tobserver onLineRemoved {\"table\":\"lines\",\"id\":1,\"name\":\"North\\n\",\"abrv\":\"N\"}\n"
-        "feed:6\t1e+20\tevent 27 1\n"
-        "feed:6\t1e+20\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >1< deleted\n"
-        "feed:6\t1e+20\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP_STOP tripStopId >70< deleted\n")
+        "feed:6\t250000000000\tobserver onLineRemoved {\"table\":\"lines\",\"id\":1,\"name\":\"North\\n\",\"abrv\":\"N\"}\n"
+        "feed:6\t250000000000\tevent 27 1\n"
+        "feed:6\t250000000000\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >1< deleted\n"
+        "feed:6\t250000000000\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP_STOP tripStopId >70< deleted\n")
         << "each with its place in the feed and the time of its record";
     EXPECT_TRUE(holds(outcome.err, "6 records in ")) << outcome.err;
 }
