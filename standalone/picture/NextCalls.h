@@ -12,6 +12,7 @@
 
 #include "picture/Picture.h"
 #include "picture/ServiceClock.h"
+#include "records/Members.h"
 
 namespace pis::picture {
 
@@ -67,10 +68,7 @@ private:
     std::optional<std::size_t> placeOfNext() const;
 };
 
-/// A time of the feed in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
-inline std::int64_t secondsOf(unsigned long time) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(time));
-}
+using records::secondsOf;
 
 /// Numbers of a list string, "11!12"; none at all where an item is not the id of an element.
 std::vector<int> idsOf(const std::string& list);

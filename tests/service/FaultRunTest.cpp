@@ -34,9 +34,7 @@ public:
         for (const auto& [id, stop] : _serviceStops) {
             const auto found = _tripStops.find(static_cast<long>(numberOf(stop[1])));
             const Fields& from = found != _tripStops.end() ? found->second : kNone;
-            const auto time = [](const std::string& field) {
-                return text(static_cast<std::uint32_t>(numberOf(field)));
-            };
+            const auto time = [](const std::string& field) { return text(static_cast<std::int32_t>(numberOf(field))); };
             rows[id] = R"({"table":"service_stops","id":)" + std::to_string(id) + R"(,"service_id":)" + stop[0] +
                        R"(,"trip_stop_id":)" + stop[1] + R"(,"service_start_time":)" + time(stop[2]) +
                        R"(,"arv_delay":)" + time(stop[3]) + R"(,"dep_delay":)" + time(stop[4]) + R"(,"trip_id":)" +

@@ -32,7 +32,7 @@ TEST_F(Resources, EveryRowSaysWhenItWasUpdated) {
 TEST_F(Resources, AServiceStopIsJoinedWithItsTripStop) {
     serve();
     EXPECT_EQ(R"({"table":"service_stops","id":81,"service_id":8,"trip_stop_id":51,"service_start_time":30600,)"
-              R"("arv_delay":4294967236,"dep_delay":4294967236,"trip_id":5,"platform_id":11,"is_stopping":true,)"
+              R"("arv_delay":-60,"dep_delay":-60,"trip_id":5,"platform_id":11,"is_stopping":true,)"
               R"("sch_arv_offset":0,"sch_dep_offset":0})",
               withoutUpdatedAt(get("/api/v1/service-stops/81").body));
     feedWhole(feed::tripStop(51, 5, 12, 30));
