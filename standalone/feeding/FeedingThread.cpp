@@ -178,6 +178,7 @@ void FeedingThread::feed() {
         }
         lookAround();
     }
+    attempt("log", [this] { _rareLog.writeRest(); });
 }
 
 /// What is done between two records, and between two deletions of a snapshot's end.
