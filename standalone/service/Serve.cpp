@@ -133,8 +133,9 @@ public:
     std::string undone() const {
         const feeding::FeedingFigures left = _feeding.figures();
         return fmt::format(
-            "the service ends while the store still works on a record, which nothing can interrupt: what that record "
-            "says is not done to its end, {} items of the link and {} requests behind it are not taken",
+            "the service ends while the store, or somebody that it tells, still holds the feeding thread, which nothing "
+            "can interrupt: the record at hand is not done to its end, {} items of the link and {} requests behind it "
+            "are not taken",
             left.inbox, left.requestsWaiting);
     }
 
