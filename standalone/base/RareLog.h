@@ -31,10 +31,16 @@ public:
     /// Writes what was kept, once it is time.
     void writeWhatIsDue(Clock::time_point now) {
         if (_kept.empty() || (_nextLine && now < *_nextLine)) return;
+        writeRest();
+        _nextLine = now + kBetweenLines;
+    }
+
+    /// Writes what was kept, whether or not it is time: nothing more will come.
+    void writeRest() {
+        if (_kept.empty()) return;
         if (_passedOver > 0) _kept += " (and " + std::to_string(_passedOver) + " more since the line before)";
         _write(std::exchange(_kept, std::string()));
         _passedOver = 0;
-        _nextLine = now + kBetweenLines;
     }
 
     /// When something kept may be written; nothing when there is none.

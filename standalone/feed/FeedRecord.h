@@ -31,6 +31,9 @@ public:
     /// Bytes of memory that the fields take up, about.
     std::size_t bytes() const { return _characters.size() + _starts.size() * sizeof(std::size_t); }
 
+    /// Bytes of the texts themselves, each with its NUL.
+    std::size_t textBytes() const { return _characters.size(); }
+
     /// Text of a field, counted from 0; null when it is missing. Valid until the next change.
     const char* operator[](std::size_t position) const {
         const std::size_t start = _starts[position];
@@ -48,8 +51,12 @@ private:
 struct FeedRecord {
     enum Kind { UPDATE, DELETION, SNAPSHOT_BEGIN, SNAPSHOT_END };
 
+    /// What a time may be: the seconds of the years 1 to 9999, counted from 1970; no calendar holds more.
+    static constexpr double kEarliestAt = -62135596800;
+    static constexpr double kLatestAt = 253402300799;
+
     Kind kind = UPDATE;
-    std::optional<double> at;  ///< Seconds from any epoch.
+    std::optional<double> at;  ///< Seconds from any epoch; kEarliestAt to kLatestAt.
     int type = 0;              ///< Element type code of an update or a deletion.
     int id = 0;                ///< Element id of an update or a deletion.
     FieldTexts fields;         ///< Fields of an update.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <utility>
 
 namespace pis::feed {
@@ -48,6 +49,26 @@ std::string subjectOf(const ElementType& type, int id) {
     return std::string(type.name) + " " + std::to_string(id);
 }
 
+template <typename Number>
+Number twice(Number number) {
+    return number > std::numeric_limits<Number>::max() / 2 ? std::numeric_limits<Number>::max() : 2 * number;
+}
+
+/// Why an element may not become what it would; empty where it may. What does not grow always may.
+std::string faultOf(const KnownElements::Growth& growth, const ElementSums& most, int id, const std::string& ofWhat) {
+    const auto& [now, then] = growth;
+    const std::string subject = "id " + std::to_string(id);
+    if (then.elements > now.elements && then.elements > most.elements) {
+        return subject + " is new, and " + std::to_string(most.elements) + " elements" + ofWhat + " are the most";
+    }
+    if (then.bytes > now.bytes && then.bytes > most.bytes) {
+        const std::uint64_t more = then.bytes - now.bytes;
+        return subject + " takes " + std::to_string(more) + (more == 1 ? " byte more, and " : " bytes more, and ") +
+               std::to_string(most.bytes) + " bytes of all elements" + ofWhat + " are the most";
+    }
+    return "";
+}
+
 }  // namespace
 
 Intake::Intake(IntakeReceiver* receiver, Options options)
@@ -73,9 +94,21 @@ Intake::Verdict Intake::judgeUpdate(const FeedRecord& record) const {
         return ignored(subjectOf(*type, record.id) + ": only record 1 is taken, this one is ignored");
     }
     if (record.id == 0) return ignored(subjectOf(*type, 0) + ": a record with id 0 is ignored");
-    if (elements() < _options.maxElements || knows(*type, record.id)) return {};
-    return {Outcome::REFUSED, "id " + std::to_string(record.id) + " is new, and " +
-                                  std::to_string(_options.maxElements) + " elements are the most"};
+    return judgeSize(*type, record);
+}
+
+Intake::Verdict Intake::judgeSize(const ElementType& type, const FeedRecord& record) const {
+    const std::size_t bytes = record.fields.textBytes();
+    const ElementSums most{_options.maxElements, _options.maxBytes};
+    const auto judged = [&](const KnownElements::Growth& growth, const ElementSums& limit, const char* ofWhat) {
+        const std::string fault = faultOf(growth, limit, record.id, ofWhat);
+        return fault.empty() ? Verdict() : Verdict{Outcome::REFUSED, fault};
+    };
+    if (!_inSnapshot) return judged(_known.growthOfAll(type, record.id, bytes), most, "");
+    Verdict verdict = judged(_known.growthOfStanding(type, record.id, bytes), most, " of a snapshot");
+    if (verdict.outcome != Outcome::DELIVERED) return verdict;
+    return judged(_known.growthOfAll(type, record.id, bytes), {twice(most.elements), twice(most.bytes)},
+                  " inside a snapshot, old and new together,");
 }
 
 Intake::Verdict Intake::judgeDeletion(const FeedRecord& record) const {
@@ -91,7 +124,7 @@ Intake::Verdict Intake::accept(const FeedRecord& record) {
     Verdict verdict = judge(record);
     if (verdict.outcome == Outcome::DELIVERED) {
         try {
-            deliver(record);
+            verdict = deliver(record);
         } catch (const std::exception& error) {
             verdict = {Outcome::FAILED, std::string("the store threw: ") + error.what()};
         } catch (...) {
@@ -104,62 +137,75 @@ Intake::Verdict Intake::accept(const FeedRecord& record) {
     return verdict;
 }
 
-void Intake::deliver(const FeedRecord& record) {
+Intake::Verdict Intake::deliver(const FeedRecord& record) {
     switch (record.kind) {
-        case FeedRecord::UPDATE: return update(record);
-        case FeedRecord::DELETION: return remove(record.type, record.id);
+        case FeedRecord::UPDATE: update(record); break;
+        case FeedRecord::DELETION: remove(record.type, record.id); break;
         case FeedRecord::SNAPSHOT_BEGIN:
-            ++_snapshotNumber;
+            _known.beginSnapshot();
             _inSnapshot = true;
-            return;
+            break;
         case FeedRecord::SNAPSHOT_END: return endSnapshot();
     }
+    return {};
 }
 
 void Intake::update(const FeedRecord& record) {
     const ElementType& type = *findElementType(record.type);
-    if (!type.isStatus()) _known[placeOf(type.table)][record.id].seen = _snapshotNumber;
+    if (!type.isStatus()) _known.note(type, record.id, record.fields.textBytes());
     if (_receiver != nullptr) _receiver->onUpdate(record);
 }
 
 void Intake::remove(int type, int id) {
     if (_receiver != nullptr) _receiver->onDeletion(type, id);
-    for (std::size_t place = 0; place < kTables; ++place) {
-        if (type != ALL_ELEMENTS && place != placeOf(static_cast<Element>(type))) continue;
-        if (id == 0) {
-            _known[place].clear();
-        } else {
-            _known[place].erase(id);
-        }
-    }
+    _known.forget(type, id);
 }
 
-void Intake::endSnapshot() {
-    for (std::size_t place = 0; place < kTables; ++place) {
-        std::vector<int> leftOut;
-        for (const auto& [id, kept] : _known[place]) {
-            if (kept.seen != _snapshotNumber) leftOut.push_back(id);
-        }
-        std::sort(leftOut.begin(), leftOut.end());
-        const int type = LINE + static_cast<int>(place);
-        for (const int id : leftOut) {
-            remove(type, id);
-            const base::MutexLock lock(_countsMutex);
-            ++_counts[rowOf(type)].leftOut;
-        }
-    }
+Intake::Verdict Intake::endSnapshot() {
+    const auto& types = elementTypes();
+    const bool isWhole =
+        std::all_of(types.begin(), types.end(), [this](const ElementType& type) { return resetStates(type); }) &&
+        std::all_of(types.begin(), types.end(), [this](const ElementType& type) { return removeLeftOut(type); });
+    if (!isWhole) return {Outcome::FAILED, "told to stop before everything that it leaves out was deleted"};
     _inSnapshot = false;
     ++_snapshots;
+    return {};
 }
 
-bool Intake::knows(const ElementType& type, int id) const {
-    return !type.isStatus() && _known[placeOf(type.table)].count(id) != 0;
+/// Gives a state's defaults to the elements that came without it. False when the receiver wants no more.
+bool Intake::resetStates(const ElementType& state) {
+    if (state.hasTable() || state.isStatus()) return true;
+    FeedRecord defaults;
+    defaults.type = state.code;
+    for (const int id : _known.withOldState(state.table)) {
+        if (!mayGoOn()) return false;
+        defaults.id = id;
+        if (_receiver != nullptr) _receiver->onUpdate(defaults);
+        _known.forgetState(state.table, id);
+        countStep(state, &TypeCounts::reset);
+    }
+    return true;
+}
+
+/// Deletes the elements that did not come. False when the receiver wants no more.
+bool Intake::removeLeftOut(const ElementType& type) {
+    if (!type.hasTable()) return true;
+    for (const int id : _known.leftOut(type.table)) {
+        if (!mayGoOn()) return false;
+        remove(type.code, id);
+        countStep(type, &TypeCounts::leftOut);
+    }
+    return true;
+}
+
+bool Intake::mayGoOn() {
+    noteSize();
+    return _receiver == nullptr || _receiver->mayGoOn();
 }
 
 void Intake::noteSize() {
-    std::size_t total = 0;
-    for (const auto& known : _known) total += known.size();
-    _elements.store(total, std::memory_order_relaxed);
+    _elements.store(_known.all().elements, std::memory_order_relaxed);
+    _bytes.store(_known.all().bytes, std::memory_order_relaxed);
 }
 
 // --- Counts -------------------------------------------------------------------------------------
@@ -175,6 +221,11 @@ void Intake::count(const FeedRecord& record, const Verdict& verdict) {
     }
     outcome.lastReason = verdict.reason;
     outcome.lastTime = _options.wallClock();
+}
+
+void Intake::countStep(const ElementType& type, std::uint64_t TypeCounts::*count) {
+    const base::MutexLock lock(_countsMutex);
+    ++(_counts[rowOf(type.code)].*count);
 }
 
 void Intake::countMalformed(int type, const std::string& fault) {

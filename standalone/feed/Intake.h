@@ -1,25 +1,24 @@
 // The one book of what is known of the feed's elements: records come in, each is judged and counted, and what the
 // store is to hear goes out to a receiver. Replay, service and check ask it; what exists is written down here alone.
 //
-// Invariant: an element is known from before its first update goes out until its deletion has been made, so that a
-// snapshot's end deletes whatever the store may hold, also where an update or a deletion failed half-way.
+// Invariant: an element is known from before its first update goes out until its deletion has been made, and its state
+// from before the first record of it until its defaults have been delivered, so that a snapshot's end puts right
+// whatever the store may hold, also where an update or a deletion failed half-way.
 #ifndef PIS_FEED_INTAKE_H
 #define PIS_FEED_INTAKE_H
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <limits>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 #include "base/Mutex.h"
 #include "base/WallTime.h"
 #include "feed/ElementTypes.h"
 #include "feed/FeedRecord.h"
+#include "feed/KnownElements.h"
 #include "feed/Outcomes.h"
 
 namespace pis::feed {
@@ -29,19 +28,25 @@ class IntakeReceiver {
 public:
     virtual ~IntakeReceiver() = default;
 
-    /// An update of a type that the store knows.
+    /// An update of a type that the store knows: a record as it came, or one without fields, which gives a state its
+    /// defaults, where a snapshot brought an element and not its state.
     virtual void onUpdate(const FeedRecord& record) = 0;
 
     /// A deletion: a deletion record as it came, type 0 for every type and id 0 for every element, or an element
     /// that a snapshot left out.
     virtual void onDeletion(int type, int id) = 0;
+
+    /// Asked before every step of a snapshot's end, which may have many and take long: time for what cannot wait. False
+    /// to leave the rest of them undone; the snapshot is abandoned then.
+    virtual bool mayGoOn() { return true; }
 };
 
-/// [Threading] For one thread, but for counts() and elements(), which any thread may call.
+/// [Threading] For one thread, but for counts(), elements() and bytes(), which any thread may call.
 class Intake {
 public:
     struct Options {
-        std::size_t maxElements = std::numeric_limits<std::size_t>::max();  ///< Of all types together.
+        std::size_t maxElements = std::numeric_limits<std::size_t>::max();   ///< Of all types together.
+        std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max();  ///< Of their fields' texts.
         std::function<base::WallTime()> wallClock = std::chrono::system_clock::now;
     };
 
@@ -55,12 +60,18 @@ public:
     explicit Intake(IntakeReceiver* receiver) : Intake(receiver, Options()) {}
     Intake(IntakeReceiver* receiver, Options options);
 
-    /// What would become of a record if it came now.
+    /// What would become of a record if it came now. An update by which more would be known than the options allow is
+    /// REFUSED, and what is known stays as it was. Inside a snapshot the limits are for what will stand at its end;
+    /// what it leaves out is known besides until then, old and new together twice as much at the most. That much
+    /// stays known after a snapshot that was abandoned: nothing is added then until deletions or a snapshot's end
+    /// have made room.
     Verdict judge(const FeedRecord& record) const;
 
-    /// Judges a record, counts it, and hands it on where the store is to hear of it. The end of a snapshot deletes
-    /// every element that was not seen since its beginning, in the order of the types and of the ids. What the
-    /// receiver throws makes the record FAILED; a snapshot whose end fails is abandoned.
+    /// Judges a record, counts it, and hands it on where the store is to hear of it. The end of a snapshot first gives
+    /// the state's defaults to every element that came since its beginning without the state that it had before, then
+    /// deletes every element that did not come: what is told of never names what is gone already. Both go in the order
+    /// of the types and of the ids. What the receiver throws makes the record FAILED, and so does a receiver that does
+    /// not want to go on; a snapshot whose end fails is abandoned.
     Verdict accept(const FeedRecord& record);
 
     /// Counts a line that is no record.
@@ -76,40 +87,34 @@ public:
     /// Snapshots taken whole.
     std::uint64_t snapshots() const { return _snapshots; }
 
-    /// Whether the element is known. A state belongs to its element.
-    bool knows(const ElementType& type, int id) const;
-
     /// Elements of all types together; a state belongs to its element.
     std::size_t elements() const { return _elements.load(std::memory_order_relaxed); }
+
+    /// Bytes of their fields' texts, as ElementSums counts them.
+    std::uint64_t bytes() const { return _bytes.load(std::memory_order_relaxed); }
 
     IntakeCounts counts() const;
 
 private:
-    /// What is kept of an element: the number of the last snapshot that it was seen in or after.
-    struct Kept {
-        std::uint64_t seen = 0;
-    };
-
-    /// The tables' codes follow each other.
-    static constexpr std::size_t kTables = SignallingCodes::SERVICE_STOP - SignallingCodes::LINE + 1;
-    static std::size_t placeOf(SignallingCodes::Element type) {
-        return static_cast<std::size_t>(type) - SignallingCodes::LINE;
-    }
-
     Verdict judgeUpdate(const FeedRecord& record) const;
+    Verdict judgeSize(const ElementType& type, const FeedRecord& record) const;
     Verdict judgeDeletion(const FeedRecord& record) const;
-    void deliver(const FeedRecord& record);
+    Verdict deliver(const FeedRecord& record);
     void update(const FeedRecord& record);
     void remove(int type, int id);
-    void endSnapshot();
+    Verdict endSnapshot();
+    bool resetStates(const ElementType& state);
+    bool removeLeftOut(const ElementType& type);
+    bool mayGoOn();
     void noteSize();
     void count(const FeedRecord& record, const Verdict& verdict);
+    void countStep(const ElementType& type, std::uint64_t TypeCounts::*count);
 
     IntakeReceiver* _receiver;
     Options _options;
-    std::array<std::unordered_map<int, Kept>, kTables> _known;
+    KnownElements _known;
     std::atomic<std::size_t> _elements{0};
-    std::uint64_t _snapshotNumber = 0;
+    std::atomic<std::uint64_t> _bytes{0};
     std::uint64_t _snapshots = 0;
     bool _inSnapshot = false;
 

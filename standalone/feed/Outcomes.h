@@ -18,7 +18,7 @@ enum class Outcome : std::size_t {
     IGNORED,    ///< Means nothing to the store: an unknown type, id 0, a deletion that deletes nothing ever.
     MALFORMED,  ///< The line was none.
     REFUSED,    ///< A new element beyond the limit.
-    FAILED      ///< Whoever it was delivered to threw.
+    FAILED      ///< Whoever it was delivered to threw, or stopped before it was done.
 };
 
 constexpr std::size_t kOutcomes = 5;
@@ -39,6 +39,7 @@ struct TypeCounts {
     std::array<OutcomeCount, kOutcomes> outcomes = {};
     std::uint64_t deletions = 0;  ///< Deletion records among those delivered.
     std::uint64_t leftOut = 0;    ///< Elements deleted since a snapshot left them out; no records.
+    std::uint64_t reset = 0;  ///< States given their defaults since a snapshot brought the element alone; no records.
 
     const OutcomeCount& of(Outcome outcome) const { return outcomes[static_cast<std::size_t>(outcome)]; }
     OutcomeCount& of(Outcome outcome) { return outcomes[static_cast<std::size_t>(outcome)]; }

@@ -51,6 +51,8 @@ int integerFrom(dom::element value, std::string_view key) {
 double secondsFrom(dom::element value) {
     double seconds = 0;
     if (value.get(seconds) != simdjson::SUCCESS) throw Malformed("\"at\" must be a number of seconds");
+    const bool isInRange = seconds >= FeedRecord::kEarliestAt && seconds <= FeedRecord::kLatestAt;
+    if (!isInRange) throw Malformed("\"at\" is out of range: -62135596800 to 253402300799");
     return seconds;
 }
 

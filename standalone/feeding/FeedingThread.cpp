@@ -34,8 +34,10 @@ void attempt(const char* what, Action action) {
     }
 }
 
-/// The element that a record is about, for the log.
+/// What a record is about, for the log.
 std::string subjectOf(const feed::FeedRecord& record) {
+    if (record.kind == feed::FeedRecord::SNAPSHOT_BEGIN) return "the begin of a snapshot";
+    if (record.kind == feed::FeedRecord::SNAPSHOT_END) return "the end of a snapshot";
     const feed::ElementType* type = feed::findElementType(record.type);
     const std::string name = type == nullptr ? "element of type " + std::to_string(record.type) : type->name;
     return name + " " + std::to_string(record.id);
@@ -63,7 +65,7 @@ FeedingThread::FeedingThread(PassengerInformationServer& store, std::unique_ptr<
       _inbox(_options.inboxCapacity),
       _builder(published, _options.wallClock),
       _storeEntry(store),
-      _intake(this, {_options.maxElements, _options.wallClock}),
+      _intake(this, {_options.maxElements, _options.maxBytes, _options.wallClock}),
       _rareLog(report) {}
 
 FeedingThread::~FeedingThread() {
@@ -79,14 +81,35 @@ void FeedingThread::start() {
         const base::MutexLock lock(_requestsMutex);
         _takesRequests = true;
     }
-    _feedingThread = std::thread([this] { feed(); });
-    _linkThread = std::thread([this] { runLink(); });
+    _feedingThread = std::thread([this] {
+        feed();
+        _feedingEnds.set_value();
+    });
+    _linkThread = std::thread([this] {
+        runLink();
+        _linkEnds.set_value();
+    });
 }
 
-void FeedingThread::stop() {
+void FeedingThread::askToStop() {
     _stopping = true;
     _inbox.close();
     _link->stop();
+}
+
+bool FeedingThread::stopWithin(std::chrono::milliseconds patience) {
+    askToStop();
+    const auto deadline = Clock::now() + patience;
+    const auto hasEnded = [&](const std::thread& thread, const std::future<void>& ended) {
+        return !thread.joinable() || ended.wait_until(deadline) == std::future_status::ready;
+    };
+    if (!hasEnded(_linkThread, _linkEnded) || !hasEnded(_feedingThread, _feedingEnded)) return false;
+    stop();
+    return true;
+}
+
+void FeedingThread::stop() {
+    askToStop();
     if (_linkThread.joinable()) _linkThread.join();
     if (!_feedingThread.joinable()) return;
     _feedingThread.join();
@@ -126,6 +149,7 @@ FeedingFigures FeedingThread::figures() const {
     figures.publications = _publications;
     figures.snapshots = _snapshots;
     figures.elements = _intake.elements();
+    figures.bytes = _intake.bytes();
     figures.secondsInStore =
         std::chrono::duration<double>(std::chrono::nanoseconds(_inStore.load(std::memory_order_relaxed))).count();
     const base::MutexLock lock(_requestsMutex);
@@ -152,29 +176,37 @@ void FeedingThread::feed() {
             attempt("signalling feed", [&] { std::visit([this](const auto& kind) { accept(kind); }, *item); });
             _timer.changed(Clock::now());
         }
-        makeRequests();
-
-        const Clock::time_point now = Clock::now();
-        _rareLog.writeWhatIsDue(now);
-        if (const auto due = publicationDue(); due && now >= *due) attempt("picture", [this] { publish(); });
+        lookAround();
     }
+    attempt("log", [this] { _rareLog.writeRest(); });
+}
+
+/// What is done between two records, and between two deletions of a snapshot's end.
+void FeedingThread::lookAround() {
+    makeRequests();
+    const Clock::time_point now = Clock::now();
+    _rareLog.writeWhatIsDue(now);
+    if (const auto due = publicationDue(); due && now >= *due) attempt("picture", [this] { publish(); });
 }
 
 void FeedingThread::accept(const feed::FeedRecord& record) {
     if (record.kind == feed::FeedRecord::SNAPSHOT_BEGIN && !_intake.inSnapshot()) {
         if (_timer.due()) publish();  // what came before it need not wait for its end
-        _snapshotBegan = Clock::now();
+        _shownOfSnapshot = Clock::now();
     }
+    feed::FeedStatus& feed = _builder.feed();
+    feed.lastRecord = _options.wallClock();
+    feed.lastRecordSteady = _options.steadyClock();
+    if (record.at) feed.at = record.at;
     const feed::Intake::Verdict verdict = _intake.accept(record);
     passEvents();  // also those of a record that failed half-way
     if (verdict.outcome == feed::Outcome::REFUSED || verdict.outcome == feed::Outcome::FAILED) {
-        _rareLog.say(subjectOf(record) + " was " + outcomeName(verdict.outcome) + ": " + verdict.reason, Clock::now());
+        const char* became = verdict.outcome == feed::Outcome::REFUSED ? " was refused: " : " failed: ";
+        _rareLog.say(subjectOf(record) + became + verdict.reason, Clock::now());
     }
 
     _snapshots = _intake.snapshots();
-    feed::FeedStatus& feed = _builder.feed();
-    feed.lastRecord = _options.wallClock();
-    if (record.at) feed.at = record.at;
+    if (!_intake.inSnapshot()) feed.partOfSnapshot = false;
     const bool isFirstRecord =
         isOfElement(record) && verdict.outcome == feed::Outcome::DELIVERED && !_intake.inSnapshot();
     feed.ready = feed.ready || _snapshots > 0 || isFirstRecord;
@@ -197,6 +229,7 @@ void FeedingThread::accept(const signalling::LinkChange& change) {
 
     if (change.link != feed::FeedStatus::UP && _intake.inSnapshot()) {
         _intake.abandonSnapshot();
+        feed.partOfSnapshot = false;
         report("signalling link: the snapshot that had begun does not end: nothing that it leaves out was deleted");
     }
     if (change.link == feed::FeedStatus::DOWN && isNew) tellOffline();
@@ -219,6 +252,12 @@ void FeedingThread::onDeletion(int type, int id) {
     inStore([&] { _storeEntry.remove(type, id); });
     passEvents();  // they come before what is deleted next
     _builder.acceptDeletion(type, id);
+}
+
+bool FeedingThread::mayGoOn() {
+    _timer.changed(Clock::now());
+    lookAround();
+    return !_stopping;
 }
 
 /// Enters the store, and takes the time of that, also where it throws.
@@ -265,18 +304,24 @@ void FeedingThread::passEvents() {
 void FeedingThread::publish() {
     _timer.published();
     feed::FeedStatus& feed = _builder.feed();
+    if (_builder.hasChanges()) {
+        feed.ready = true;  // what streams hand out can be asked for
+        feed.partOfSnapshot = _intake.inSnapshot();
+        _shownOfSnapshot = Clock::now();
+    }
     feed.serverOnline = _store.getServerStatus();
     feed.automaticMessages = _store.isAutomaticMessageGenerationEnabled();
+    feed.known = {_intake.elements(), _intake.bytes()};
     _builder.publish();
     _publications.fetch_add(1, std::memory_order_relaxed);
 }
 
 /// When the picture is to be published; nothing as long as nothing changed. Inside a snapshot boards must
-/// not see half a state: changed tables wait for its end, though not for ever.
+/// not see half a state: changed tables wait for its end, though not for ever, and then for no longer again.
 std::optional<FeedingThread::Clock::time_point> FeedingThread::publicationDue() const {
     const std::optional<Clock::time_point> due = _timer.due();
     if (!due || !_intake.inSnapshot() || !_builder.hasChanges()) return due;
-    return std::max(*due, _snapshotBegan + _options.snapshotPatience);
+    return std::max(*due, _shownOfSnapshot + _options.snapshotPatience);
 }
 
 }  // namespace pis::feeding

@@ -29,9 +29,13 @@ namespace pis::feeding {
 
 struct FeedingOptions {
     std::size_t maxElements = 1000000;
+    std::uint64_t maxBytes = std::uint64_t{256} << 20;  ///< Of the fields' texts of all elements.
     std::size_t inboxCapacity = 1024;
-    std::chrono::milliseconds snapshotPatience{5000};  ///< A longer snapshot is shown before its end.
+    /// A snapshot that takes longer is shown before its end, each time that this has passed, and is said to be part of
+    /// one.
+    std::chrono::milliseconds snapshotPatience{5000};
     std::function<base::WallTime()> wallClock = std::chrono::system_clock::now;
+    std::function<std::chrono::steady_clock::time_point()> steadyClock = std::chrono::steady_clock::now;
 };
 
 /// Figures of a moment.
@@ -43,6 +47,7 @@ struct FeedingFigures {
     std::uint64_t publications = 0;
     std::uint64_t snapshots = 0;  ///< Taken whole.
     std::size_t elements = 0;     ///< Known to the intake; a state belongs to its element.
+    std::uint64_t bytes = 0;      ///< Of the fields' texts of these.
     double secondsInStore = 0;    ///< In the store's entry points for elements.
 };
 
@@ -62,9 +67,16 @@ public:
     /// Begins; to be called once. From now on the store's operations go to the link.
     void start();
 
-    /// Ends both threads, within 200 ms unless a request or an observer takes longer. Requests that wait
+    /// Tells both threads to end; any thread may call. A snapshot's end is left between two deletions.
+    void askToStop();
+
+    /// Ends both threads, within 200 ms unless the store, a request or an observer takes longer. Requests that wait
     /// fail. May be called again.
     void stop();
+
+    /// The same for whoever cannot wait any longer. False when a thread still runs then, which nobody can end: this
+    /// must not be destroyed before a later call says true, unless the process ends without.
+    bool stopWithin(std::chrono::milliseconds patience);
 
     /// Has a request made on the feeding thread, whole, between two records; in the order of the calls. Any
     /// thread may call. The future becomes ready once it was made; what it throws comes out of it. Nothing
@@ -92,6 +104,8 @@ private:
     void accept(const signalling::LinkChange& change);
     void onUpdate(const feed::FeedRecord& record) override;
     void onDeletion(int type, int id) override;
+    bool mayGoOn() override;
+    void lookAround();
     void tellOffline();
     template <typename Action>
     void inStore(Action action);
@@ -109,7 +123,7 @@ private:
     feed::Intake _intake;
     PublicationTimer _timer;
     base::RareLog _rareLog;
-    Clock::time_point _snapshotBegan;
+    Clock::time_point _shownOfSnapshot;  // when a part of the snapshot was shown last, or when it began
     std::atomic<bool> _stopping{false};
     std::atomic<std::uint64_t> _publications{0};
     std::atomic<std::uint64_t> _snapshots{0};
@@ -122,6 +136,10 @@ private:
     std::uint64_t _requests PIS_GUARDED_BY(_requestsMutex) = 0;
     std::uint64_t _requestsRefused PIS_GUARDED_BY(_requestsMutex) = 0;
 
+    std::promise<void> _linkEnds;
+    std::promise<void> _feedingEnds;
+    const std::future<void> _linkEnded = _linkEnds.get_future();
+    const std::future<void> _feedingEnded = _feedingEnds.get_future();
     std::thread _linkThread;
     std::thread _feedingThread;
 };

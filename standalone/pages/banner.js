@@ -49,6 +49,10 @@ export class Banner {
             const text = "The signalling server is offline. Times may be wrong.";
             return { kind: "offline", text, spoken: text };
         }
+        if (this._status?.part_of_snapshot) {
+            const text = "Trains are still being read in. Some may be missing yet.";
+            return { kind: "part", text, spoken: text };
+        }
         return { kind: "fresh", text: "", spoken: "The times are up to date again." };
     }
 

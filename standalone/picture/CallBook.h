@@ -13,13 +13,11 @@
 
 #include "picture/Picture.h"
 #include "picture/Reads.h"
+#include "records/Members.h"
 
 namespace pis::picture {
 
-/// A time of the feed in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
-inline std::int32_t secondsOf(unsigned long time) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(time));
-}
+using records::secondsOf;
 
 /// How far a service has come, as far as that decides whether its calls lie ahead.
 enum class Progress : std::uint8_t { NOT_BEGUN, BEGUN, CANCELLED };

@@ -24,10 +24,10 @@ bool saysTheSame(const Record& one, const Record& other) {
     return records::sameRecord(one, other, records::Extent::ITS_OWN);
 }
 
-/// The record as a dump prints it, with one member more.
+/// The record as a dump prints it, with signed times and one member more.
 template <typename Record>
 std::string jsonOf(const Record& record, const std::string& updatedAt) {
-    std::string json = records::dumpLine(record);
+    std::string json = records::dumpLine(record, records::Times::SIGNED);
     json.pop_back();
     json += R"(,"updated_at":")";
     json += updatedAt;

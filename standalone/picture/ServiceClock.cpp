@@ -19,6 +19,8 @@
 #include <string_view>
 #include <tuple>
 
+#include "feed/FeedRecord.h"
+
 namespace pis::picture {
 
 namespace {
@@ -31,8 +33,8 @@ constexpr int kMinute = 60;
 constexpr int kHour = 60 * kMinute;
 constexpr int kDay = 24 * kHour;
 
-/// Farther from the epoch no time of a feed can lie, and sums with it do not overflow.
-constexpr std::int64_t kFarthest = 1'000'000'000'000'000;
+/// Farther from the epoch no time of a feed can lie, and the library's calendar holds the sum of any epoch and this.
+constexpr auto kFarthest = static_cast<std::int64_t>(feed::FeedRecord::kLatestAt);
 
 /// A train that has begun its run began it within this time.
 constexpr double kLongestRun = 12 * kHour;

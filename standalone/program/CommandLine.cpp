@@ -173,6 +173,15 @@ void addLinkOptions(CLI::App& command, service::ServeOptions& options) {
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{1}, std::size_t{100000000}).description(""))
         ->group("Signalling side");
+    command
+        .add_option("--max-bytes", options.maxBytes,
+                    "Bytes of the texts of these elements' fields, such as 64MiB; what goes beyond is refused, and "
+                    "counted")
+        ->type_name("N")
+        ->capture_default_str()
+        ->transform(CLI::AsSizeValue(false).description(""))
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 40).description(""))
+        ->group("Signalling side");
     command.add_option("--stale-after", options.staleAfter, "Seconds of silence after which boards warn")
         ->type_name("SECONDS")
         ->capture_default_str()

@@ -3,6 +3,7 @@
 #ifndef PIS_RECORDS_MEMBERS_H
 #define PIS_RECORDS_MEMBERS_H
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,11 @@
 #include "SignallingController.h"
 
 namespace pis::records {
+
+/// A time, an offset or a delay in seconds. The store keeps its 32 bits without their sign: 4294967236 is -60.
+inline std::int32_t secondsOf(unsigned long stored) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(stored));
+}
 
 /// One member: its key in dumps and answers, and the getter that reads it.
 template <auto get>
@@ -95,8 +101,8 @@ inline constexpr auto kMembers<ServiceStop> = std::make_tuple(
     Member<&ServiceStop::getSchArvOffset>{"sch_arv_offset", true},
     Member<&ServiceStop::getSchDepOffset>{"sch_dep_offset", true});
 
-/// Calls visit(key, value) for each member of a record in the order of a dump. A value is an int, an unsigned
-/// long, a bool, a text or one of the unit's enumerations.
+/// Calls visit(key, value) for each member of a record in the order of a dump. A value is an int, a bool, a text, one
+/// of the unit's enumerations or, for times, offsets and delays alone, an unsigned long: see secondsOf().
 template <typename Record, typename Visit>
 void describe(const Record& record, Visit visit) {
     std::apply([&](const auto&... member) { (visit(member.key, member.of(record)), ...); }, kMembers<Record>);

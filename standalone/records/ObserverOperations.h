@@ -28,7 +28,7 @@ enum class ObserverOperation : std::size_t {
 };
 
 /// The operations' names, in their order.
-constexpr std::array kObserverOperations{
+inline constexpr std::array kObserverOperations{
     "onServerStatusUpdated", "onLineUpdated",    "onLineRemoved",         "onVehicleUpdated",      "onVehicleRemoved",
     "onStationUpdated",      "onStationRemoved", "onPlatformInfoUpdated", "onPlatformInfoRemoved", "onServiceUpdated",
     "onServiceRemoved",      "onTripUpdated",    "onTripRemoved"};

@@ -32,24 +32,28 @@ void addValue(base::JsonText& json, Value value) {
 }  // namespace
 
 template <typename Record>
-std::string dumpLine(const Record& record) {
+std::string dumpLine(const Record& record, Times times) {
     base::JsonText json;
     json.beginObject().key("table").text(tableName(TraitsOf<Record>::kTable));
-    describe(record, [&json](std::string_view key, const auto& value) {
+    describe(record, [&json, times](std::string_view key, const auto& value) {
         json.key(key);
-        addValue(json, value);
+        if constexpr (std::is_same_v<std::decay_t<decltype(value)>, unsigned long>) {
+            json.number(times == Times::SIGNED ? secondsOf(value) : static_cast<long long>(value));
+        } else {
+            addValue(json, value);
+        }
     });
     return json.endObject().str();
 }
 
-template std::string dumpLine(const Line&);
-template std::string dumpLine(const Vehicle&);
-template std::string dumpLine(const Station&);
-template std::string dumpLine(const PlatformInfo&);
-template std::string dumpLine(const Trip&);
-template std::string dumpLine(const TripStop&);
-template std::string dumpLine(const Service&);
-template std::string dumpLine(const ServiceStop&);
+template std::string dumpLine(const Line&, Times);
+template std::string dumpLine(const Vehicle&, Times);
+template std::string dumpLine(const Station&, Times);
+template std::string dumpLine(const PlatformInfo&, Times);
+template std::string dumpLine(const Trip&, Times);
+template std::string dumpLine(const TripStop&, Times);
+template std::string dumpLine(const Service&, Times);
+template std::string dumpLine(const ServiceStop&, Times);
 
 void dumpTables(PassengerInformationServer& store, const std::vector<ServiceStop>& serviceStops, const LineSink& sink) {
     forEachTableOf(store, serviceStops, [&sink](const auto& table) {

@@ -12,10 +12,16 @@
 
 namespace pis::records {
 
+/// How times, offsets and delays are written.
+enum class Times {
+    AS_STORED,  ///< Their 32 bits without a sign, as the store's getters say them: a dump and its hash.
+    SIGNED      ///< What they mean: an early train's delay is below 0.
+};
+
 /// One record of a table as a line of JSON, without the line end: {"table":"lines","id":7,...}. An enumerated
 /// member shows as its enumerator's name, a code without one as the number.
 template <typename Record>
-std::string dumpLine(const Record& record);
+std::string dumpLine(const Record& record, Times times = Times::AS_STORED);
 
 /// Takes one line after the other, without their ends.
 using LineSink = std::function<void(const std::string& line)>;

@@ -25,12 +25,11 @@ struct Of {
     using Record = Type;
 };
 
-/// What the records of one table have in common with those of no other: its element type, the getter that copies
-/// it, and the events by which the store tells of them; null and 0 where there is none.
-template <Table table, SignallingCodes::Element element, auto getter = nullptr, int updated = 0, int deleted = 0>
+/// What the records of one table have in common with those of no other: the getter that copies it, and the events by
+/// which the store tells of them; null and 0 where there is none.
+template <Table table, auto getter = nullptr, int updated = 0, int deleted = 0>
 struct TableTraits {
     static constexpr Table kTable = table;
-    static constexpr SignallingCodes::Element kElement = element;
     static constexpr auto kGetter = getter;
     static constexpr int kUpdated = updated;
     static constexpr int kDeleted = deleted;
@@ -39,32 +38,27 @@ struct TableTraits {
 template <typename Record>
 struct TraitsOf;
 template <>
-struct TraitsOf<Line> : TableTraits<Table::LINES, SignallingCodes::LINE, &PassengerInformationServer::getLines,
-                                    SignallingCodes::LINE_UPDATED, SignallingCodes::LINE_DELETED> {};
+struct TraitsOf<Line> : TableTraits<Table::LINES, &PassengerInformationServer::getLines, SignallingCodes::LINE_UPDATED,
+                                    SignallingCodes::LINE_DELETED> {};
 template <>
-struct TraitsOf<Vehicle>
-    : TableTraits<Table::VEHICLES, SignallingCodes::VEHICLE, &PassengerInformationServer::getVehicles,
-                  SignallingCodes::VEHICLE_UPDATED, SignallingCodes::VEHICLE_DELETED> {};
+struct TraitsOf<Vehicle> : TableTraits<Table::VEHICLES, &PassengerInformationServer::getVehicles,
+                                       SignallingCodes::VEHICLE_UPDATED, SignallingCodes::VEHICLE_DELETED> {};
 template <>
-struct TraitsOf<Station>
-    : TableTraits<Table::STATIONS, SignallingCodes::STATION, &PassengerInformationServer::getStations,
-                  SignallingCodes::STATION_UPDATED, SignallingCodes::STATION_DELETED> {};
+struct TraitsOf<Station> : TableTraits<Table::STATIONS, &PassengerInformationServer::getStations,
+                                       SignallingCodes::STATION_UPDATED, SignallingCodes::STATION_DELETED> {};
 template <>
-struct TraitsOf<PlatformInfo>
-    : TableTraits<Table::PLATFORMS, SignallingCodes::PLATFORM, &PassengerInformationServer::getPlatforms,
-                  SignallingCodes::PLATFORM_UPDATED, SignallingCodes::PLATFORM_DELETED> {};
+struct TraitsOf<PlatformInfo> : TableTraits<Table::PLATFORMS, &PassengerInformationServer::getPlatforms,
+                                            SignallingCodes::PLATFORM_UPDATED, SignallingCodes::PLATFORM_DELETED> {};
 template <>
-struct TraitsOf<Trip> : TableTraits<Table::TRIPS, SignallingCodes::TRIP, &PassengerInformationServer::getTrips,
-                                    SignallingCodes::TRIP_UPDATED, SignallingCodes::TRIP_DELETED> {};
+struct TraitsOf<Trip> : TableTraits<Table::TRIPS, &PassengerInformationServer::getTrips, SignallingCodes::TRIP_UPDATED,
+                                    SignallingCodes::TRIP_DELETED> {};
 template <>
-struct TraitsOf<TripStop>
-    : TableTraits<Table::TRIP_STOPS, SignallingCodes::TRIP_STOP, &PassengerInformationServer::getTripStops> {};
+struct TraitsOf<TripStop> : TableTraits<Table::TRIP_STOPS, &PassengerInformationServer::getTripStops> {};
 template <>
-struct TraitsOf<Service>
-    : TableTraits<Table::SERVICES, SignallingCodes::SERVICE, &PassengerInformationServer::getServices,
-                  SignallingCodes::SERVICE_UPDATED, SignallingCodes::SERVICE_DELETED> {};
+struct TraitsOf<Service> : TableTraits<Table::SERVICES, &PassengerInformationServer::getServices,
+                                       SignallingCodes::SERVICE_UPDATED, SignallingCodes::SERVICE_DELETED> {};
 template <>
-struct TraitsOf<ServiceStop> : TableTraits<Table::SERVICE_STOPS, SignallingCodes::SERVICE_STOP> {};
+struct TraitsOf<ServiceStop> : TableTraits<Table::SERVICE_STOPS> {};
 
 /// The types of the records, in the order of the tables.
 template <template <typename...> class List>

@@ -152,10 +152,14 @@ private:
         if (_trace != nullptr) _trace->beginRecord(reader.place(), _record.at);
         const feed::Intake::Verdict verdict = _intake.accept(_record);
         ++_records;
-        while (const auto event = platform::EventQueue::instance().pop()) ++_events[event->code];
+        countEvents();
         if (verdict.outcome != feed::Outcome::FAILED) return true;
         fault(reader.place() + ": " + verdict.reason);
-        return false;
+        return base::Interrupt::requested() != 0;
+    }
+
+    void countEvents() {
+        while (const auto event = platform::EventQueue::instance().pop()) ++_events[event->code];
     }
 
     void onUpdate(const feed::FeedRecord& record) override {
@@ -168,6 +172,12 @@ private:
     void onDeletion(int type, int id) override {
         _storeEntry.remove(type, id);
         _stops.remove(type, id);
+    }
+
+    bool mayGoOn() override {
+        countEvents();
+        showProgress();
+        return base::Interrupt::requested() == 0;
     }
 
     /// A line that cannot be delivered: false when the run is to stop there.

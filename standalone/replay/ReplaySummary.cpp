@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <numeric>
 
 #include "base/JsonText.h"
 #include "base/Numbers.h"
@@ -52,6 +53,12 @@ std::uint64_t updatesIn(const feed::TypeCounts& counts) {
 
 std::uint64_t ignoredIn(const feed::TypeCounts& counts) {
     return counts.of(feed::Outcome::IGNORED).count;
+}
+
+/// States that snapshots did not bring.
+std::uint64_t statesReset(const ReplaySummary& summary) {
+    return std::accumulate(summary.counts.begin(), summary.counts.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const feed::TypeCounts& counts) { return sum + counts.reset; });
 }
 
 /// The counts of what belongs to no element type.
@@ -114,7 +121,10 @@ std::string forPeople(const ReplaySummary& summary) {
 
     fmt::format_to(out, "\nSignalling server {}, automatic messages {}\n", summary.serverOnline ? "online" : "offline",
                    summary.automaticMessages ? "on" : "off");
-    if (summary.snapshots > 0) fmt::format_to(out, "{} taken\n", base::counted(summary.snapshots, "snapshot"));
+    if (summary.snapshots > 0) {
+        fmt::format_to(out, "{} taken, {} reset\n", base::counted(summary.snapshots, "snapshot"),
+                       base::counted(statesReset(summary), "state"));
+    }
     if (summary.skippedLines > 0)
         fmt::format_to(out, "{} skipped\n", base::counted(summary.skippedLines, "faulty line"));
     fmt::format_to(out, "Contents {:016x}\n", summary.hash);
@@ -147,6 +157,7 @@ std::string asJson(const ReplaySummary& summary) {
         number("told", toldOf(summary, types[i].code));
         number("deletions", counts.deletions);
         number("left_out_of_snapshots", counts.leftOut);
+        number("reset_by_snapshots", counts.reset);
         json.endObject();
     }
     json.endArray();

@@ -65,8 +65,8 @@ std::string headOf(const HttpAnswer& answer, const AnswerWriter::Manner& manner)
 
 /// Differs where readers are to hear at once how the feed is, though no table changed.
 unsigned summaryOf(const feed::FeedStatus& feed) {
-    return static_cast<unsigned>(feed.link) << 4U | (feed.ready ? 8U : 0U) | (feed.serverKnown ? 4U : 0U) |
-           (feed.serverOnline ? 2U : 0U) | (feed.automaticMessages ? 1U : 0U);
+    return static_cast<unsigned>(feed.link) << 5U | (feed.partOfSnapshot ? 16U : 0U) | (feed.ready ? 8U : 0U) |
+           (feed.serverKnown ? 4U : 0U) | (feed.serverOnline ? 2U : 0U) | (feed.automaticMessages ? 1U : 0U);
 }
 
 }  // namespace

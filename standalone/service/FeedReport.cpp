@@ -37,15 +37,19 @@ std::string intakeOf(const feed::IntakeCounts& counts) {
     return json.endArray().str();
 }
 
-}  // namespace
-
-std::optional<double> FeedReport::silence(const feed::FeedStatus& feed, base::WallTime now) {
-    if (!feed.lastRecord) return std::nullopt;
-    return std::max(0.0, std::chrono::duration<double>(now - *feed.lastRecord).count());
+std::string storageOf(const feed::ElementSums& known) {
+    return fmt::format(R"({{"elements":{},"bytes":{}}})", known.elements, known.bytes);
 }
 
-bool FeedReport::isStale(const feed::FeedStatus& feed, base::WallTime now) const {
-    const std::optional<double> silent = silence(feed, now);
+}  // namespace
+
+std::optional<double> FeedReport::silence(const feed::FeedStatus& feed) const {
+    if (!feed.lastRecordSteady) return std::nullopt;
+    return std::max(0.0, std::chrono::duration<double>(_steadyClock() - *feed.lastRecordSteady).count());
+}
+
+bool FeedReport::isStale(const feed::FeedStatus& feed) const {
+    const std::optional<double> silent = silence(feed);
     return feed.ready && silent && *silent > _staleAfter;
 }
 
@@ -53,11 +57,12 @@ std::string FeedReport::tick(const picture::Picture& picture, base::WallTime now
     const feed::FeedStatus& feed = picture.feed;
     const picture::ServiceMoment moment = _clock.at(feed, now);
     const bool byFeed = _clock.source(feed) == picture::ClockOptions::FEED;
-    const std::optional<double> silent = silence(feed, now);
+    const std::optional<double> silent = silence(feed);
 
     base::JsonText json;
     json.beginObject().key("revision").text(_tokens.of(picture.revision));
-    json.key("ready").flag(feed.ready).key("stale").flag(isStale(feed, now));
+    json.key("ready").flag(feed.ready).key("stale").flag(isStale(feed));
+    json.key("part_of_snapshot").flag(feed.partOfSnapshot);
     json.key("clock").beginObject();
     json.key("seconds").raw(tenths(moment.seconds()));
     json.key("text").text(moment.text());
@@ -83,7 +88,8 @@ std::string FeedReport::status(const picture::Picture& picture, const feed::Inta
     tables.endObject();
     std::string text = tick(picture, now);
     text.back() = ',';
-    return text + "\"tables\":" + tables.str() + ",\"intake\":" + intakeOf(counts) + "}";
+    return text + "\"tables\":" + tables.str() + ",\"storage\":" + storageOf(picture.feed.known) +
+           ",\"intake\":" + intakeOf(counts) + "}";
 }
 
 }  // namespace pis::service

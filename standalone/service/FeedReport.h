@@ -3,8 +3,11 @@
 #ifndef PIS_SERVICE_FEEDREPORT_H
 #define PIS_SERVICE_FEEDREPORT_H
 
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "feed/Outcomes.h"
 #include "picture/Picture.h"
@@ -15,25 +18,30 @@ namespace pis::service {
 
 class FeedReport {
 public:
-    /// @param staleAfter seconds of silence after which what is shown may be wrong.
-    FeedReport(const RevisionTokens& tokens, const picture::ServiceClock& clock, double staleAfter)
-        : _tokens(tokens), _clock(clock), _staleAfter(staleAfter) {}
+    using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
-    /// Seconds since the last record, if there was one.
-    static std::optional<double> silence(const feed::FeedStatus& feed, base::WallTime now);
+    /// @param staleAfter  seconds of silence after which what is shown may be wrong.
+    /// @param steadyClock what silence is measured by: the one that the feed's records were noted by.
+    FeedReport(const RevisionTokens& tokens, const picture::ServiceClock& clock, double staleAfter,
+               SteadyClock steadyClock = std::chrono::steady_clock::now)
+        : _tokens(tokens), _clock(clock), _staleAfter(staleAfter), _steadyClock(std::move(steadyClock)) {}
 
-    bool isStale(const feed::FeedStatus& feed, base::WallTime now) const;
+    /// Seconds since the last record, if there was one; whoever sets the machine's time does not change them.
+    std::optional<double> silence(const feed::FeedStatus& feed) const;
+
+    bool isStale(const feed::FeedStatus& feed) const;
 
     /// One JSON object: revision, clock, link, silence.
     std::string tick(const picture::Picture& picture, base::WallTime now) const;
 
-    /// The same with the sizes of the tables and with what was not delivered to the store.
+    /// The same with the sizes of the tables, how much is known of elements, and what was not delivered to the store.
     std::string status(const picture::Picture& picture, const feed::IntakeCounts& counts, base::WallTime now) const;
 
 private:
     const RevisionTokens& _tokens;
     const picture::ServiceClock& _clock;
     double _staleAfter;
+    SteadyClock _steadyClock;
 };
 
 }  // namespace pis::service

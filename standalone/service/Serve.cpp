@@ -10,9 +10,12 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <iterator>
 #include <stdexcept>
 #include <system_error>
@@ -118,8 +121,9 @@ public:
           _tokens(std::chrono::system_clock::now()),
           _account(options.limits.bytesInFlight),
           _report(_tokens, _clock, options.staleAfter),
-          _feeding(gPassengerInformationServer, makeLink(linkOf(options)), _published, {options.maxElements}),
-          _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources(), wallTime()); },
+          _feeding(gPassengerInformationServer, makeLink(linkOf(options)), _published,
+                   {options.maxElements, options.maxBytes}),
+          _api({_published, _clock, _report, _tokens, [this] { return _metrics.text(sources()); },
                 [this] { return _feeding.counts(); }, wallTime, _account},
                {hostsOf(options, _address), options.openMetrics}),
           _changes(_tokens, _account, _documents,
@@ -131,7 +135,8 @@ public:
                         TrustedProxies(options.trustedProxies));
     }
 
-    void run() {
+    /// False when the store still holds the feeding thread: no destructor may run then.
+    bool run() {
         const unsigned short port = _server->listen(_address.host, _address.port);
         awaitStop();
         awaitHangUp();
@@ -141,7 +146,17 @@ public:
         sayWhere(port);
         startFeeding();
         _context.run();
-        _feeding.stop();
+        return _feeding.stopWithin(kPatienceWithStore);
+    }
+
+    /// What stays undone when the store holds the feeding thread, for the log.
+    std::string undone() const {
+        const feeding::FeedingFigures left = _feeding.figures();
+        return fmt::format(
+            "the service ends while the store, or somebody that it tells, still holds the feeding thread, which nothing "
+            "can interrupt: the record at hand is not done to its end, {} items of the link and {} requests behind it "
+            "are not taken",
+            left.inbox, left.requestsWaiting);
     }
 
     LiveService(const LiveService&) = delete;
@@ -192,7 +207,7 @@ private:
         _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](boost::system::error_code error) {
             if (error) return;
             _hangUps.cancel();
-            _feeding.stop();
+            _feeding.askToStop();
             _server->stop();
         });
     }
@@ -214,6 +229,9 @@ private:
         }
     }
 
+    /// Once everybody at the server has had HttpLimits::lastWords; together less than two seconds.
+    static constexpr std::chrono::milliseconds kPatienceWithStore{400};
+
     const base::HostAndPort _address;
     const picture::ServiceClock _clock;
     const RevisionTokens _tokens;
@@ -232,6 +250,24 @@ private:
     std::optional<HttpServer> _server;
 };
 
+/// Ends the process while a thread is still held, which must find everything as it was: no destructor runs. Should it
+/// be the log that holds it, the log's last words are not waited for.
+[[noreturn]] void endWithout(const std::string& undone) {
+    constexpr std::chrono::milliseconds kLastWords{300};
+    std::future<base::ExitStatus> said = std::async(std::launch::async, [&undone] {
+        try {
+            platform::HostLog::warn(undone);
+            platform::HostLog::finish();
+            return base::DONE;
+        } catch (const std::exception& error) {
+            base::reportFault(error.what());
+            return base::FAILED;
+        }
+    });
+    const bool isSaid = said.wait_for(kLastWords) == std::future_status::ready;
+    std::_Exit(isSaid ? said.get() : base::FAILED);
+}
+
 }  // namespace
 
 base::ExitStatus serve(const ServeOptions& options) {
@@ -241,7 +277,10 @@ base::ExitStatus serve(const ServeOptions& options) {
     if (!options.logFile.empty()) platform::HostLog::writeTo(options.logFile);
     ServeOptions possible = options;
     provideDescriptors(possible.limits, possible.connectionsAsked);
-    LiveService(possible).run();
+    {
+        LiveService service(possible);
+        if (!service.run()) endWithout(service.undone());
+    }
     platform::HostLog::finish();
     return base::DONE;
 }

@@ -3,6 +3,7 @@
 #define PIS_SERVICE_SERVE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct ServeOptions {
     picture::ClockOptions clock;
     double staleAfter = 90;  ///< Seconds.
     std::size_t maxElements = feeding::FeedingOptions().maxElements;
+    std::uint64_t maxBytes = feeding::FeedingOptions().maxBytes;
     std::string logFile;
     long debugLevel = -1;
 };

@@ -70,7 +70,7 @@ double number(std::uint64_t count) {
     return static_cast<double>(count);
 }
 
-void addFeed(Families& families, const ServiceMetrics::Sources& sources, base::WallTime now) {
+void addFeed(Families& families, const ServiceMetrics::Sources& sources) {
     const std::shared_ptr<const picture::Picture> picture = sources.published.current();
     const feed::FeedStatus& feed = picture->feed;
     auto& records = families.begin("records_total", "Lines of the feed by element type and what became of them.",
@@ -82,12 +82,14 @@ void addFeed(Families& families, const ServiceMetrics::Sources& sources, base::W
                                  number(type.outcomes[i].count));
         }
     }
-    if (const auto silence = FeedReport::silence(feed, now)) {
+    if (const auto silence = sources.report.silence(feed)) {
         families.gauge("feed_silence_seconds", "Seconds since the last record.", *silence);
     }
     families.gauge("feed_stale", "1 while the feed has been silent for too long.",
-                   sources.report.isStale(feed, now) ? 1 : 0);
+                   sources.report.isStale(feed) ? 1 : 0);
     families.gauge("ready", "1 once a snapshot or a record has been taken.", feed.ready ? 1 : 0);
+    families.gauge("part_of_snapshot", "1 while what is shown is part of a snapshot that is still arriving.",
+                   feed.partOfSnapshot ? 1 : 0);
     auto& link = families.begin("link_state", "1 for the state that the link is in.", MetricType::Gauge);
     for (const auto state :
          {feed::FeedStatus::CONNECTING, feed::FeedStatus::UP, feed::FeedStatus::DOWN, feed::FeedStatus::ENDED}) {
@@ -115,6 +117,7 @@ void addPicture(Families& families, const ServiceMetrics::Sources& sources) {
     families.counter("snapshots_total", "Snapshots of the signalling side that were taken whole.",
                      number(figures.snapshots));
     families.gauge("storage_elements", "Elements in the signalling storage.", number(figures.elements));
+    families.gauge("storage_bytes", "Bytes of the texts of these elements' fields.", number(figures.bytes));
 }
 
 void addStore(Families& families, const ServiceMetrics::Sources& sources) {
@@ -139,9 +142,9 @@ void addStore(Families& families, const ServiceMetrics::Sources& sources) {
 
 }  // namespace
 
-std::string ServiceMetrics::text(const Sources& sources, base::WallTime now) const {
+std::string ServiceMetrics::text(const Sources& sources) const {
     Families families;
-    addFeed(families, sources, now);
+    addFeed(families, sources);
     addPicture(families, sources);
     addStore(families, sources);
 

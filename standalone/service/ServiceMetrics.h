@@ -41,7 +41,7 @@ public:
         const DepartureCache& departures;
     };
 
-    std::string text(const Sources& sources, base::WallTime now) const;
+    std::string text(const Sources& sources) const;
 
 private:
     std::map<std::pair<std::string, int>, std::uint64_t> _answers;  // by route and status

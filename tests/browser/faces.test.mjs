@@ -152,6 +152,17 @@ test("says that the feed is silent, and for how long", async () => {
     await closeClean(page);
 });
 
+test("says that the state is still coming in, until it is there", async () => {
+    show(departure());
+    const page = await openTrains();
+    const banner = page.locator("#banner");
+    service.tick({ part_of_snapshot: true });
+    await banner.getByText(/^Trains are still being read in\. Some may be missing yet\.$/).waitFor();
+    service.tick({ part_of_snapshot: false });
+    await banner.waitFor({ state: "hidden" });
+    await closeClean(page);
+});
+
 test("says that the signalling server is offline, and of a feed that never spoke of it nothing", async () => {
     show(departure());
     const page = await openTrains();

@@ -344,6 +344,19 @@ TEST_F(FeedReaderTest, ATimeIsANumber) {
     }
 }
 
+TEST_F(FeedReaderTest, ATimeLiesWithinWhatACalendarHolds) {
+    const auto lineAt = [](const std::string& at) { return R"({"delete":2,"id":7,"at":)" + at + "}"; };
+    for (const char* at : {"9.3e18", "-9.3e18", "9300000000000000000", "18446744073709551615", "1e308", "-1e308",
+                           "253402300800", "253402300799.001", "-62135596801", "-62135596800.001"}) {
+        EXPECT_EQ(faultOf(lineAt(at)), "\"at\" is out of range: -62135596800 to 253402300799") << at;
+    }
+    for (const char* at : {"253402300799", "-62135596800", "0", "-0.5", "1e11", "1e-300"}) {
+        EXPECT_EQ(transcriptOf(lineAt(at) + "\n").find("malformed"), std::string::npos) << at;
+    }
+    EXPECT_EQ(faultOf(lineAt("1e309")), "not JSON: a number is malformed or too large");
+    EXPECT_EQ(faultOf(lineAt("NaN")).substr(0, 8), "not JSON");
+}
+
 TEST_F(FeedReaderTest, FieldsAreAListOfTextsAndNulls) {
     for (const char* value : {"null", "\"a\"", "7", "{}", "true"}) {
         EXPECT_EQ(faultOf(std::string(R"({"update":2,"id":7,"fields":)") + value + "}"),

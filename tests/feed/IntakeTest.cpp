@@ -8,6 +8,59 @@ namespace pis::feed {
 
 namespace {
 
+Intake::Options elementsAtMost(std::size_t count) {
+    Intake::Options options;
+    options.maxElements = count;
+    return options;
+}
+
+Intake::Options bytesAtMost(std::uint64_t count) {
+    Intake::Options options;
+    options.maxBytes = count;
+    return options;
+}
+
+/// An intake that nobody hears, in few words.
+class Alone {
+public:
+    explicit Alone(const Intake::Options& options) : intake(nullptr, options) {}
+
+    /// The reason where it is refused; empty where it is delivered.
+    std::string update(int type, int id, const std::string& text = "") {
+        FeedRecord record;
+        record.type = type;
+        record.id = id;
+        if (!text.empty()) record.fields.append(text);
+        const Intake::Verdict verdict = intake.accept(record);
+        EXPECT_EQ(verdict.outcome, verdict.reason.empty() ? Outcome::DELIVERED : Outcome::REFUSED);
+        return verdict.reason;
+    }
+    /// How many of the ids are delivered.
+    int updates(int type, int from, int to) {
+        int delivered = 0;
+        for (int id = from; id <= to; ++id) delivered += update(type, id).empty() ? 1 : 0;
+        return delivered;
+    }
+    void remove(int type, int id) {
+        FeedRecord record;
+        record.kind = FeedRecord::DELETION;
+        record.type = type;
+        record.id = id;
+        intake.accept(record);
+    }
+    void begin() { mark(FeedRecord::SNAPSHOT_BEGIN); }
+    void end() { mark(FeedRecord::SNAPSHOT_END); }
+
+    Intake intake;
+
+private:
+    void mark(FeedRecord::Kind kind) {
+        FeedRecord record;
+        record.kind = kind;
+        intake.accept(record);
+    }
+};
+
 class IntakeTest : public StoreTest, protected IntakeReceiver {
 protected:
     /// Delivers an update: deliver(2, 7, "North", "N").
@@ -92,7 +145,7 @@ protected:
 
     std::time_t now = 0;
     std::string removals;
-    Intake intake{this, {5000, [this] { return std::chrono::system_clock::from_time_t(now); }}};
+    Intake intake{this, {5000, 1 << 20, [this] { return std::chrono::system_clock::from_time_t(now); }}};
 
 private:
     void onUpdate(const FeedRecord& record) override { entry.update(record); }
@@ -291,7 +344,7 @@ TEST_F(IntakeTest, MalformedLinesAreCountedByTypeAsFarAsTheyTellOne) {
 }
 
 TEST_F(IntakeTest, RefusesNewElementsBeyondTheLimitAlone) {
-    Intake small(nullptr, {5, [] { return base::WallTime(); }});
+    Intake small(nullptr, elementsAtMost(5));
     FeedRecord record;
     const auto outcomeOf = [&](int type, int id, FeedRecord::Kind kind = FeedRecord::UPDATE) {
         record.type = type;
@@ -314,6 +367,114 @@ TEST_F(IntakeTest, RefusesNewElementsBeyondTheLimitAlone) {
     EXPECT_EQ(outcomeOf(2, 6), Outcome::DELIVERED) << "there is room again";
     EXPECT_EQ(outcomeOf(2, 8), Outcome::REFUSED);
 }
+
+// --- Limits -------------------------------------------------------------------------------------
+
+TEST(IntakeLimits, AFullExchangeAtTheLimitIsTakenWhole) {
+    Alone alone(elementsAtMost(800));
+    EXPECT_EQ(alone.updates(8, 1, 800), 800);
+    EXPECT_EQ(alone.updates(8, 801, 801), 0);
+    alone.begin();
+    EXPECT_EQ(alone.updates(8, 1001, 1900), 800) << "what will stand at the end counts";
+    EXPECT_EQ(alone.update(8, 2000), "id 2000 is new, and 800 elements of a snapshot are the most");
+    EXPECT_EQ(alone.updates(12, 1001, 1900), 800) << "a state belongs to its element";
+    EXPECT_EQ(alone.intake.elements(), 1600U) << "old and new";
+    alone.end();
+    EXPECT_EQ(alone.intake.elements(), 800U);
+    EXPECT_EQ(alone.updates(8, 1, 1), 0);
+    EXPECT_EQ(alone.updates(8, 1001, 1001), 1);
+}
+
+TEST(IntakeLimits, WhatIsDeletedInsideASnapshotMakesRoomInIt) {
+    Alone alone(elementsAtMost(2));
+    alone.begin();
+    EXPECT_EQ(alone.updates(8, 1, 3), 2);
+    alone.remove(8, 1);
+    EXPECT_EQ(alone.updates(8, 3, 4), 1);
+    alone.remove(0, 0);
+    EXPECT_EQ(alone.updates(8, 5, 9), 2);
+    alone.begin();
+    EXPECT_EQ(alone.updates(8, 5, 9), 2) << "one that begins again has brought nothing";
+    alone.end();
+    EXPECT_EQ(alone.intake.elements(), 2U);
+}
+
+TEST(IntakeLimits, AnAbandonedSnapshotLeavesTwiceTheLimitAtMost) {
+    Alone alone(elementsAtMost(10));
+    alone.updates(8, 1, 10);
+    alone.begin();
+    alone.updates(8, 11, 20);
+    alone.intake.abandonSnapshot();
+    EXPECT_EQ(alone.intake.elements(), 20U);
+    EXPECT_EQ(alone.updates(8, 1, 20), 20) << "what is known may change";
+    EXPECT_EQ(alone.update(8, 21), "id 21 is new, and 10 elements are the most");
+
+    alone.begin();
+    EXPECT_EQ(alone.update(8, 21),
+              "id 21 is new, and 20 elements inside a snapshot, old and new together, are the most");
+    EXPECT_EQ(alone.updates(8, 11, 20), 10) << "the sender sends again what it had sent";
+    alone.end();
+    EXPECT_EQ(alone.intake.elements(), 10U);
+    alone.begin();
+    EXPECT_EQ(alone.updates(8, 21, 40), 10);
+    alone.end();
+    EXPECT_EQ(alone.intake.elements(), 10U) << "and everything is as it should be";
+}
+
+TEST(IntakeLimits, NoLimitIsNoneInsideASnapshotEither) {
+    Alone alone{Intake::Options()};
+    alone.begin();
+    EXPECT_EQ(alone.updates(8, 1, 100), 100);
+}
+
+TEST(IntakeLimits, TheTextsOfAllElementsAreLimitedTogether) {
+    Alone alone(bytesAtMost(100));
+    EXPECT_EQ(alone.update(2, 1, std::string(49, 'x')), "");
+    EXPECT_EQ(alone.intake.bytes(), 50U) << "each text with its end";
+    EXPECT_EQ(alone.update(3, 1, std::string(39, 'x')), "");
+    EXPECT_EQ(alone.update(10, 1, std::string(9, 'x')), "") << "an element's own record and its state count apart";
+    EXPECT_EQ(alone.intake.bytes(), 100U);
+    EXPECT_EQ(alone.update(10, 1, std::string(10, 'x')),
+              "id 1 takes 1 byte more, and 100 bytes of all elements are the most");
+    EXPECT_EQ(alone.update(4, 9, "x"), "id 9 takes 2 bytes more, and 100 bytes of all elements are the most");
+    EXPECT_EQ(alone.intake.bytes(), 100U) << "what is refused changes nothing";
+    EXPECT_EQ(alone.intake.elements(), 2U);
+    EXPECT_EQ(alone.update(4, 9), "") << "an element without texts takes none";
+    EXPECT_EQ(alone.update(2, 1, std::string(39, 'x')), "");
+    EXPECT_EQ(alone.update(10, 1, std::string(19, 'x')), "");
+    EXPECT_EQ(alone.update(98, 1, std::string(500, 'x')), "") << "a status is no element";
+    alone.remove(3, 1);
+    EXPECT_EQ(alone.intake.bytes(), 40U) << "the state goes with its element";
+    alone.remove(0, 0);
+    EXPECT_EQ(alone.intake.bytes(), 0U);
+}
+
+TEST(IntakeLimits, OfTextsCountsWhatWillStandAtASnapshotsEnd) {
+    const std::string half(49, 'x');
+    Alone alone(bytesAtMost(100));
+    alone.update(8, 1, half);
+    alone.update(12, 1, half);
+    alone.begin();
+    EXPECT_EQ(alone.update(8, 2, half), "");
+    EXPECT_EQ(alone.update(8, 1, half), "") << "its old state gets its defaults";
+    EXPECT_EQ(alone.update(12, 1, half),
+              "id 1 takes 50 bytes more, and 100 bytes of all elements of a snapshot are the most");
+    EXPECT_EQ(alone.intake.bytes(), 150U);
+    alone.end();
+    EXPECT_EQ(alone.intake.bytes(), 100U);
+    EXPECT_EQ(alone.intake.elements(), 2U);
+    alone.begin();
+    EXPECT_EQ(alone.update(8, 3, half), "");
+    EXPECT_EQ(alone.update(12, 2, half),
+              "id 2 takes 100 bytes more, and 100 bytes of all elements of a snapshot are the most")
+        << "with its own record, which stays";
+    EXPECT_EQ(alone.update(12, 3, half), "");
+    alone.end();
+    EXPECT_EQ(alone.intake.bytes(), 100U);
+    EXPECT_EQ(alone.intake.elements(), 1U);
+}
+
+// --- Snapshots that do not end ------------------------------------------------------------------
 
 TEST_F(IntakeTest, AnAbandonedSnapshotDeletesNothingAndTheNextStartsOver) {
     deliver(2, 1, "a");
@@ -591,6 +752,122 @@ TEST_F(IntakeTest, ASnapshotMakesAReceiverRightAgainThatMissedSomething) {
     EXPECT_NE(describe(store), right);
     wholeState();
     EXPECT_EQ(describe(store), right);
+}
+
+// --- States that a snapshot does not bring ------------------------------------------------------
+
+TEST_F(IntakeTest, AfterAWholeStateEverythingIsAsItSays) {
+    const auto elements = [this] {
+        deliver(5, 50, "40", "", "Track 1", "km 0");
+        deliver(6, 60, "Trip", "7", "1", "2", "express", "70");
+        deliver(3, 30, "Train", "T", "4", "80");
+        deliver(8, 80, "60", "21600", "30", "70", "1", "40", "1", "7");
+    };
+    const auto wholeState = [&] {
+        begin();
+        elements();
+        deliver(3, 31, "Other train", "O", "2", "");
+        deliver(10, 31, "Y", "km 9", "1", "in service", "80", "1", "left", "2", "right");
+        end();
+    };
+    wholeState();
+    const std::string right = describe(store);
+
+    deliverDeletion(0, 0);
+    elements();
+    deliver(3, 31, "Other train", "O", "2", "");
+    deliver(10, 30, "N", "km 1", "2", "switching", "80", "1", "left", "3", "both");
+    deliver(10, 31, "N", "km 2", "2", "switching", "81", "3", "both", "1", "left");
+    deliver(11, 50, "5", "boarding", "90!91");
+    deliver(12, 80, "90!91", "8", "cancelled");
+    EXPECT_NE(describe(store), right);
+    wholeState();
+    EXPECT_EQ(describe(store), right);
+    EXPECT_EQ(removals, "0:0 ");
+}
+
+TEST_F(IntakeTest, AStateThatASnapshotDoesNotBringGetsItsDefaultsOnce) {
+    deliver(8, 80, "60");
+    deliver(12, 80, "90", "8", "cancelled");
+    begin();
+    deliver(8, 80, "60");
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::CANCELLED) << "it may come yet";
+    EXPECT_EQ(transcriptOfEnd(), "debug 2 updateServiceState: serviceId >80< updated\nevent 34 80\n");
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::NOT_STARTED);
+    EXPECT_EQ(countsOf("service state"), "1 0 0 0 0, 0, 0");
+    begin();
+    deliver(8, 80, "60");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    deliver(12, 80, "", "1", "running");
+    begin();
+    deliver(12, 80, "", "1", "running");
+    EXPECT_EQ(transcriptOfEnd(), "");
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::RUNNING);
+}
+
+TEST_F(IntakeTest, StatesGetTheirDefaultsBeforeAnythingIsDeleted) {
+    deliver(8, 80, "60");
+    deliver(5, 52, "40");
+    deliver(5, 51, "40");
+    deliver(9, 90, "80");
+    deliver(11, 52, "5", "boarding", "90");
+    deliver(11, 51, "5", "boarding", "90");
+    deliver(12, 80, "90", "1", "running");
+    begin();
+    deliver(5, 51, "40");
+    deliver(5, 52, "40");
+    EXPECT_EQ(transcriptOfEnd(),
+              "debug 2 updatePlatformState: platformId >51< updated\nevent 32 51\n"
+              "debug 2 updatePlatformState: platformId >52< updated\nevent 32 52\n"
+              "event 35 80\ndebug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE serviceId >80< deleted\n"
+              "debug 1 deletePassengerInformation: PI_STORAGE_ELEM_SERVICE_STOP serviceStopId >90< deleted\n")
+        << "a platform does not name a stop that is gone";
+    EXPECT_EQ(countsOf("service state"), "1 0 0 0 0, 0, 0") << "it went with its service";
+}
+
+TEST_F(IntakeTest, ADeletedElementLeavesNoStateBehind) {
+    deliver(12, 80, "90", "8", "cancelled");
+    deliver(11, 50, "5", "boarding", "90");
+    deliverDeletion(8, 80);
+    deliverDeletion(0, 0);
+    begin();
+    deliver(8, 80, "60");
+    deliver(5, 50, "40");
+    EXPECT_EQ(transcriptOfEnd(), "") << "there is nothing to put right";
+}
+
+TEST_F(IntakeTest, AStateOfAnAbandonedSnapshotIsNoneOfTheNext) {
+    deliver(8, 80, "60");
+    begin();
+    deliver(12, 80, "90", "8", "cancelled");
+    intake.abandonSnapshot();
+    begin();
+    deliver(8, 80, "60");
+    end();
+    EXPECT_EQ(servicesOf(store).front().getState(), Service::NOT_STARTED);
+}
+
+TEST_F(IntakeTest, DefaultsThatFailAreMadeUpForByTheNextSnapshot) {
+    deliver(8, 80, "60");
+    deliver(12, 80, "90", "8", "cancelled");
+    begin();
+    deliver(8, 80, "60");
+    host.at("event 34", [] { throw std::runtime_error("no room for events"); });
+    EXPECT_EQ(end().outcome, Outcome::FAILED);
+    EXPECT_FALSE(intake.inSnapshot());
+    host.clear();
+    begin();
+    deliver(8, 80, "60");
+    EXPECT_EQ(transcriptOfEnd(), "event 34 80\n") << "asked again, though the store had it before it threw";
+}
+
+TEST_F(IntakeTest, CountsTheStatesThatGotTheirDefaults) {
+    deliver(8, 80, "60");
+    deliver(12, 80, "90", "8", "cancelled");
+    begin();
+    deliver(8, 80, "60");
+    end();
+    for (const TypeCounts& type : intake.counts()) EXPECT_EQ(type.reset, type.name == "service state" ? 1U : 0U);
 }
 
 // --- Counts -------------------------------------------------------------------------------------

@@ -15,6 +15,7 @@
 #include "platform/HostLog.h"
 #include "platform/SendQueue.h"
 #include "records/Members.h"
+#include "records/ObserverOperations.h"
 #include "records/TableDump.h"
 #include "signalling/FileLink.h"
 
@@ -95,6 +96,8 @@ TEST_F(FeedingThreadTest, ARecordIsPublishedWhenTheFeedPauses) {
 TEST_F(FeedingThreadTest, SaysHowTheFeedIs) {
     FeedingOptions options;
     options.wallClock = [] { return std::chrono::system_clock::from_time_t(4711); };
+    const auto moment = std::chrono::steady_clock::now() - std::chrono::hours(1);
+    options.steadyClock = [moment] { return moment; };
     start(options);
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.linkName == "scripted"; }));
     EXPECT_EQ(published.current()->feed.link, feed::FeedStatus::CONNECTING);
@@ -111,6 +114,7 @@ TEST_F(FeedingThreadTest, SaysHowTheFeedIs) {
     EXPECT_TRUE(feed.serverOnline);
     EXPECT_EQ(feed.at, 18000.5);
     EXPECT_EQ(feed.lastRecord, options.wallClock());
+    EXPECT_EQ(feed.lastRecordSteady, moment) << "by the clock that nobody sets";
     EXPECT_EQ(feed.linkSince, options.wallClock());
     EXPECT_FALSE(feed.ready) << "nothing is known of any element yet";
 
@@ -202,9 +206,173 @@ TEST_F(FeedingThreadTest, ASnapshotThatLastsTooLongIsShownAsFarAsItCame) {
     give(snapshotBegin());
     give(updateOf(2, 7, {"North"}));
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().size() == 1; }));
-    EXPECT_FALSE(published.current()->feed.ready);
+    EXPECT_TRUE(published.current()->feed.ready) << "what streams hand out can be asked for";
+    EXPECT_TRUE(published.current()->feed.partOfSnapshot);
+    give(snapshotEnd());
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return !picture.feed.partOfSnapshot; }));
+    EXPECT_TRUE(published.current()->feed.ready);
+    feeding->stop();
+    for (const PicturePointer& picture : publications) {
+        EXPECT_EQ(picture->feed.ready, picture->table<Line>().size() == 1);
+    }
+}
+
+TEST_F(FeedingThreadTest, ALaterSnapshotIsShownInPartsByTheSameRule) {
+    FeedingOptions options;
+    options.snapshotPatience = milliseconds(20);
+    start(options);
+    give(snapshotBegin());
     give(snapshotEnd());
     EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.ready; }));
+    EXPECT_FALSE(published.current()->feed.partOfSnapshot);
+    give(snapshotBegin());
+    give(updateOf(2, 7, {"North"}));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.partOfSnapshot; }));
+    EXPECT_EQ(published.current()->table<Line>().size(), 1U);
+    give(signalling::LinkChange{feed::FeedStatus::DOWN, "cut"});
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return !picture.feed.partOfSnapshot; }))
+        << "nothing is still arriving";
+    EXPECT_TRUE(published.current()->feed.ready);
+}
+
+TEST_F(FeedingThreadTest, InsideASnapshotPartsAreShownNoMoreOftenThanPatienceAllows) {
+    FeedingOptions options;
+    options.snapshotPatience = milliseconds(200);
+    start(options);
+    give(snapshotBegin());
+    const auto begin = PublicationTimer::Clock::now();
+    for (int id = 1; id <= 100; ++id) {
+        give(updateOf(2, id, {"North"}));
+        const auto paused = PublicationTimer::Clock::now() + PublicationTimer::kPause;
+        ASSERT_TRUE(eventually([&] { return PublicationTimer::Clock::now() > paused; }));
+    }
+    settle();
+    const auto allowed = (PublicationTimer::Clock::now() - begin) / options.snapshotPatience;
+    feeding->stop();
+    std::set<std::size_t> sizes;
+    for (const PicturePointer& picture : publications) sizes.insert(picture->table<Line>().size());
+    sizes.erase(0);
+    EXPECT_LE(sizes.size(), static_cast<std::size_t>(allowed));
+}
+
+TEST_F(FeedingThreadTest, WhatAnAbandonedFirstSnapshotBroughtCanBeAskedFor) {
+    FeedingOptions options;
+    options.snapshotPatience = std::chrono::hours(1);
+    start(options);
+    give(snapshotBegin());
+    give(updateOf(2, 7, {"North"}));
+    give(signalling::LinkChange{feed::FeedStatus::DOWN, "cut"});
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().size() == 1; }));
+    EXPECT_TRUE(published.current()->feed.ready);
+    EXPECT_FALSE(published.current()->feed.partOfSnapshot);
+}
+
+TEST_F(FeedingThreadTest, ASnapshotThatHasBroughtNothingMakesNothingReady) {
+    FeedingOptions options;
+    options.snapshotPatience = milliseconds(1);
+    start(options);
+    give(snapshotBegin());
+    give(updateOf(98, 1, {"", "", "1"}));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.feed.serverOnline; }));
+    EXPECT_FALSE(published.current()->feed.ready);
+    EXPECT_FALSE(published.current()->feed.partOfSnapshot);
+}
+
+// --- A snapshot's end that takes long -------------------------------------------------------------
+
+/// Does something at the first removals of lines that it is told of.
+class AtRemovals : public records::ObserverOfAll<AtRemovals> {
+public:
+    std::vector<std::function<void()>> actions;
+
+    template <typename What>
+    void told(Operation operation, const What&) {
+        if (operation != Operation::LINE_REMOVED) return;
+        const std::size_t removal = _removals++;
+        if (removal < actions.size()) actions[removal]();
+    }
+    std::size_t removals() const { return _removals; }
+
+private:
+    std::size_t _removals = 0;
+};
+
+class LongEndOfSnapshot : public FeedingThreadTest {
+protected:
+    static constexpr std::size_t kLines = 5;
+
+    ~LongEndOfSnapshot() override {
+        if (feeding) feeding->stop();  // the store tells the observer
+    }
+
+    /// Gives lines 1 to kLines, and a snapshot that leaves them out.
+    void leaveLinesOut(const FeedingOptions& options = {}) {
+        store.registerObserver(&observer);
+        start(options);
+        for (std::size_t id = 1; id <= kLines; ++id) give(updateOf(2, static_cast<int>(id), {"old"}));
+        EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().size() == kLines; }));
+        give(snapshotBegin());
+        give(updateOf(4, 1, {"new"}));
+        give(snapshotEnd());
+    }
+
+    AtRemovals observer;
+};
+
+TEST_F(LongEndOfSnapshot, RequestsAreMadeBetweenTwoDeletions) {
+    std::optional<std::future<void>> made;
+    std::size_t lines = 0;
+    observer.actions = {
+        [&] { made = feeding->request([&](PassengerInformationServer& to) { lines = to.getLines().size(); }); }};
+    leaveLinesOut();
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().empty(); }));
+    feeding->stop();
+    ASSERT_TRUE(made);
+    EXPECT_NO_THROW(made->get());
+    EXPECT_EQ(lines, kLines - 1) << "whole tables, and not the last ones";
+    EXPECT_EQ(feeding->figures().snapshots, 1U);
+}
+
+TEST_F(LongEndOfSnapshot, IsShownInPartsThatAreSaidToBeSome) {
+    FeedingOptions options;
+    options.snapshotPatience = milliseconds(0);
+    observer.actions = {[] {
+        const auto waited = PublicationTimer::Clock::now() + PublicationTimer::kLongestWait;
+        eventually([&] { return PublicationTimer::Clock::now() > waited; });
+    }};
+    leaveLinesOut(options);
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return picture.table<Line>().empty(); }));
+    EXPECT_TRUE(shows([](const picture::Picture& picture) { return !picture.feed.partOfSnapshot; }));
+    feeding->stop();
+    std::set<std::size_t> parts;
+    for (const PicturePointer& picture : publications) {
+        if (picture->feed.partOfSnapshot) parts.insert(picture->table<Line>().size());
+    }
+    EXPECT_EQ(parts.count(kLines - 1), 1U) << "after a removal that took long";
+    EXPECT_FALSE(publications.back()->feed.partOfSnapshot);
+}
+
+TEST_F(LongEndOfSnapshot, IsAbandonedWhenTheThreadIsToStop) {
+    std::future<void> stopped;
+    observer.actions = {[] {},
+                        [&] {
+                            stopped = std::async(std::launch::async, [this] { feeding->stop(); });
+                            EXPECT_TRUE(eventually([this] { return link->stopped(); }));
+                        }};
+    leaveLinesOut();
+    ASSERT_TRUE(eventually([&] { return folder.read("log").find("the end of a snapshot") != std::string::npos; }));
+    stopped.get();
+    EXPECT_EQ(observer.removals(), 2U);
+    EXPECT_EQ(store.getLines().size(), kLines - 2);
+    EXPECT_EQ(feeding->figures().elements, kLines - 1) << "with the station";
+    EXPECT_EQ(feeding->figures().snapshots, 0U);
+    for (const feed::TypeCounts& type : feeding->counts()) {
+        EXPECT_EQ(type.leftOut, type.name == "line" ? 2U : 0U);
+        EXPECT_EQ(type.of(feed::Outcome::FAILED).count, type.name == "snapshot" ? 1U : 0U);
+    }
+    EXPECT_NE(folder.read("log").find("the end of a snapshot failed: told to stop before everything that it leaves out "
+                                      "was deleted"),
+              std::string::npos);
 }
 
 TEST_F(FeedingThreadTest, AFallInsideASnapshotDeletesNothing) {
@@ -338,6 +506,27 @@ TEST_F(FeedingThreadTest, RequestsThatWaitWhenItStopsFail) {
     EXPECT_NO_THROW(first->get()) << "what was begun is made whole";
     EXPECT_THROW(second->get(), std::runtime_error);
     EXPECT_FALSE(feeding->request([](PassengerInformationServer&) {}));
+}
+
+TEST_F(FeedingThreadTest, WhoeverCannotWaitHearsThatItStillRuns) {
+    start();
+    std::promise<void> mayGoOn;
+    auto held = feeding->request([&](PassengerInformationServer&) { mayGoOn.get_future().wait(); });
+    ASSERT_TRUE(eventually([&] { return feeding->figures().requestsWaiting == 0; }));
+    auto waiting = feeding->request([](PassengerInformationServer&) {});
+    EXPECT_FALSE(feeding->stopWithin(milliseconds(1)));
+    EXPECT_FALSE(feeding->stopWithin(milliseconds(0)));
+    EXPECT_EQ(feeding->figures().requestsWaiting, 1U) << "it can be said what is left";
+    mayGoOn.set_value();
+    EXPECT_TRUE(feeding->stopWithin(kGenerous));
+    EXPECT_TRUE(feeding->stopWithin(milliseconds(0)));
+    EXPECT_NO_THROW(held->get());
+    EXPECT_THROW(waiting->get(), std::runtime_error);
+}
+
+TEST_F(FeedingThreadTest, OneThatNeverBeganHasEnded) {
+    feeding = std::make_unique<FeedingThread>(store, std::make_unique<ScriptedLink>(), published);
+    EXPECT_TRUE(feeding->stopWithin(milliseconds(0)));
 }
 
 // --- A whole feed -------------------------------------------------------------------------------

@@ -76,6 +76,15 @@ TEST_F(RareLogTest, LinesFarApartAreAllWritten) {
     EXPECT_EQ(written, (std::vector<std::string>{"a", "b", "c"}));
 }
 
+TEST_F(RareLogTest, WhatIsKeptAtTheEndIsWrittenOnce) {
+    log.say("a", kStart);
+    log.say("b", kStart);
+    log.say("c", kStart);
+    log.writeRest();
+    log.writeRest();
+    EXPECT_EQ(written, (std::vector<std::string>{"a", "c (and 1 more since the line before)"}));
+}
+
 }  // namespace
 
 }  // namespace pis::feeding

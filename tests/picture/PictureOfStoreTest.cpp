@@ -70,17 +70,24 @@ protected:
         while (const auto item = platform::EventQueue::instance().pop()) builder.accept(*item);
     }
 
+    template <typename Record>
+    static std::string signedLine(const Record& record) {
+        return records::dumpLine(record, records::Times::SIGNED);
+    }
+
     /// What the store's tables show, and of the service stops what their trip stops say now.
     Lines linesOfStore() {
         Lines lines;
-        records::dumpTables(store, {}, [&lines](const std::string& line) { lines.insert(line); });
+        records::forEachTableOf(store, {}, [&lines](const auto& table) {
+            for (const auto& record : table) lines.insert(signedLine(record));
+        });
         std::map<int, TripStop> tripStops;
         for (const TripStop& stop : store.getTripStops()) tripStops.emplace(stop.getId(), stop);
         for (ServiceStop stop : serviceStopsOf(store)) {
             const auto tripStop = tripStops.find(stop.getTripStopId());
             const TripStop joined = tripStop != tripStops.end() ? tripStop->second : TripStop(0);
             feed::join(stop, joined);
-            lines.insert(records::dumpLine(stop));
+            lines.insert(signedLine(stop));
         }
         return lines;
     }
@@ -205,7 +212,7 @@ TEST_F(PictureOfOneService, ShowsServiceStopsAsTheStoreHoldsThemWhereTheTripStop
     deliver(9, 89, fieldsOf({"12", "32", "25200"}));
     publish();
     for (const ServiceStop& stop : serviceStopsOf(store)) {
-        EXPECT_EQ(withoutTime(json(records::Table::SERVICE_STOPS, stop.getId())), records::dumpLine(stop));
+        EXPECT_EQ(withoutTime(json(records::Table::SERVICE_STOPS, stop.getId())), signedLine(stop));
     }
     EXPECT_EQ(picture->size(records::Table::SERVICE_STOPS), serviceStopsOf(store).size());
 }

@@ -245,7 +245,7 @@ Element                          delivered   ignored        told   deletions
   9 service stop                         3         0           -           1
  10 vehicle state                        1         1           1           -
  11 platform state                       1         0           1           -
- 12 service state                        1         0           1           -
+ 12 service state                        1         0           2           -
  13 automatic message state              1         0           -           -
  98 signalling server status             1         0           1           -
     unknown code                         -         2           -           -
@@ -271,7 +271,7 @@ Events
  31 station deleted                      1
  32 platform updated                     2
  33 platform deleted                     1
- 34 service updated                      3
+ 34 service updated                      4
  36 trip updated                         1
  37 trip deleted                         1
 
@@ -285,12 +285,12 @@ Observer calls
     onStationRemoved                     1
     onPlatformInfoUpdated                2
     onPlatformInfoRemoved                1
-    onServiceUpdated                     2
+    onServiceUpdated                     3
     onTripUpdated                        1
     onTripRemoved                        1
 
 Signalling server online, automatic messages on
-1 snapshot taken
+1 snapshot taken, 1 state reset
 )");
 }
 
@@ -319,7 +319,7 @@ TEST_F(PisCommand, ReplaySumsUpAsOneJsonObject) {
     EXPECT_EQ(value("tables"), R"({"lines":1,"vehicles":0,"stations":0,"platforms":0,"trips":0,"trip_stops":0,)"
                                R"("services":1,"service_stops":1})");
     EXPECT_EQ(value("events"),
-              R"({"24":1,"26":3,"27":1,"28":2,"29":1,"30":1,"31":1,"32":2,"33":1,"34":3,"36":1,"37":1})");
+              R"({"24":1,"26":3,"27":1,"28":2,"29":1,"30":1,"31":1,"32":2,"33":1,"34":4,"36":1,"37":1})");
     EXPECT_EQ(value("observer_calls.onLineUpdated"), "2");
     EXPECT_EQ(value("observer_calls.onServiceRemoved"), "0");
     EXPECT_EQ(value("server_online"), "true");
@@ -364,16 +364,17 @@ TEST_F(PisCommand, DumpPrintsTheTablesAndNothingElse) {
     folder.write("mixed.jsonl", mixedFeed());
     const Outcome outcome = run("pis replay --dump mixed.jsonl");
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, std::string(kLine2) +
-                               R"({"table":"services","id":80,"name":"Trip","abrv":"","trip_id":60,"start_time":21600,)"
-                               R"("vehicle_id":30,"following_stops":"90","state":"RUNNING","state_text":"running",)"
-                               R"("is_loading":false,"destination_station_id":40,"is_last_train":false,"line_id":1,)"
-                               R"("direction":"ASCENDING","priority":"EXPRESS","priority_text":"express","stops":"70"})"
-                               "\n"
-                               R"({"table":"service_stops","id":90,"service_id":80,"trip_stop_id":70,)"
-                               R"("service_start_time":21600,"arv_delay":0,"dep_delay":0,"trip_id":60,)"
-                               R"("platform_id":50,"is_stopping":true,"sch_arv_offset":0,"sch_dep_offset":30})"
-                               "\n");
+    EXPECT_EQ(outcome.out,
+              std::string(kLine2) +
+                  R"({"table":"services","id":80,"name":"Trip","abrv":"","trip_id":60,"start_time":21600,)"
+                  R"("vehicle_id":30,"following_stops":"","state":"NOT_STARTED","state_text":"NOT_STARTED",)"
+                  R"("is_loading":false,"destination_station_id":40,"is_last_train":false,"line_id":1,)"
+                  R"("direction":"ASCENDING","priority":"EXPRESS","priority_text":"express","stops":"70"})"
+                  "\n"
+                  R"({"table":"service_stops","id":90,"service_id":80,"trip_stop_id":70,)"
+                  R"("service_start_time":21600,"arv_delay":0,"dep_delay":0,"trip_id":60,)"
+                  R"("platform_id":50,"is_stopping":true,"sch_arv_offset":0,"sch_dep_offset":30})"
+                  "\n");
     EXPECT_TRUE(holds(outcome.err, "26 records in ")) << "the summary is for people";
 }
 
@@ -389,7 +390,7 @@ TEST_F(PisCommand, TraceShowsHostAndObserverCallsInTheirOrder) {
                              "{\"at\":25200.5,\"update\":98,\"id\":1,\"fields\":[\"\",\"\",\"0\"]}\n"
                              "{\"update\":7,\"id\":70,\"fields\":[\"60\"]}\n"
                              "{\"update\":2,\"id\":1,\"fields\":[\"North\\n\",\"N\"]}\n"
-                             "{\"at\":1e20,\"delete\":0,\"id\":0}\n");
+                             "{\"at\":2.5e11,\"delete\":0,\"id\":0}\n");
     const Outcome outcome = run("pis replay --trace feed");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(
@@ -405,10 +406,10 @@ TEST_F(PisCommand, TraceShowsHostAndObserverCallsInTheirOrder) {
         "feed:5\t-\tdebug 2 updateLine: lineId >1< updated\n"
         "feed:5\t-\tobserver onLineUpdated {\"table\":\"lines\",\"id\":1,\"name\":\"North\\n\",\"abrv\":\"N\"}\n"
         "feed:5\t-\tevent 26 1\n"
-        "feed:6\t1e+20\tobserver onLineRemoved {\"table\":\"lines\",\"id\":1,\"name\":\"North\\n\",\"abrv\":\"N\"}\n"
-        "feed:6\t1e+20\tevent 27 1\n"
-        "feed:6\t1e+20\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >1< deleted\n"
-        "feed:6\t1e+20\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP_STOP tripStopId >70< deleted\n")
+        "feed:6\t250000000000\tobserver onLineRemoved {\"table\":\"lines\",\"id\":1,\"name\":\"North\\n\",\"abrv\":\"N\"}\n"
+        "feed:6\t250000000000\tevent 27 1\n"
+        "feed:6\t250000000000\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_LINE lineId >1< deleted\n"
+        "feed:6\t250000000000\tdebug 1 deletePassengerInformation: PI_STORAGE_ELEM_TRIP_STOP tripStopId >70< deleted\n")
         << "each with its place in the feed and the time of its record";
     EXPECT_TRUE(holds(outcome.err, "6 records in ")) << outcome.err;
 }
@@ -563,6 +564,24 @@ TEST_F(PisCommand, ASnapshotThatBeginsAgainBeforeItsEndStartsOver) {
     EXPECT_EQ(valueOf(outcome.out, "snapshots"), "1");
 }
 
+TEST_F(PisCommand, AStateThatASnapshotDoesNotBringIsReset) {
+    folder.write("feed",
+                 "{\"update\":8,\"id\":80,\"fields\":[\"60\"]}\n"
+                 "{\"update\":12,\"id\":80,\"fields\":[\"90\",\"8\",\"cancelled\"]}\n"
+                 "{\"snapshot\":\"begin\"}\n"
+                 "{\"update\":8,\"id\":80,\"fields\":[\"60\"]}\n"
+                 "{\"snapshot\":\"end\"}\n");
+    folder.write("fresh",
+                 "{\"snapshot\":\"begin\"}\n"
+                 "{\"update\":8,\"id\":80,\"fields\":[\"60\"]}\n"
+                 "{\"snapshot\":\"end\"}\n");
+    const Outcome outcome = run("pis replay --json feed");
+    EXPECT_EQ(elementOf(outcome.out, 12), "service state: 1 0 2 0 0");
+    EXPECT_EQ(valueOf(outcome.out, "elements.10.reset_by_snapshots"), "1");
+    EXPECT_EQ(valueOf(outcome.out, "elements.6.reset_by_snapshots"), "0");
+    EXPECT_EQ(dumpOf("feed"), dumpOf("fresh"));
+}
+
 // --- Pace ---------------------------------------------------------------------------------------
 
 std::string deletionAt(const std::string& at) {
@@ -610,6 +629,26 @@ TEST_F(PisCommand, AnInterruptEndsAReplayInGoodOrder) {
         EXPECT_TRUE(holds(folder.read(err), "\nInterrupted: this is partial, the rest of the feed was not taken\n"))
             << folder.read(err);
     }
+}
+
+TEST_F(PisCommand, AnInterruptEndsASnapshotsLongEndBetweenTwoDeletions) {
+    std::string feed;
+    for (int id = 1; id <= 20000; ++id) feed += "{\"update\":8,\"id\":" + std::to_string(id) + ",\"fields\":[]}\n";
+    folder.write("feed", feed + "{\"snapshot\":\"begin\"}\n{\"snapshot\":\"end\"}\n");
+    const Outcome outcome =
+        run("pis replay --debug-level 1 --json feed 2>err & pid=$!\n"
+            "until grep -q deleted err; do sleep 0.02; done\n"
+            "kill -INT $pid\n"
+            "wait $pid");
+    EXPECT_EQ(outcome.status, 130);
+    EXPECT_TRUE(
+        holds(folder.read("err"), "feed:20002: told to stop before everything that it leaves out was deleted\n"));
+    EXPECT_EQ(valueOf(outcome.out, "partial"), "true");
+    EXPECT_EQ(valueOf(outcome.out, "snapshots"), "0");
+    EXPECT_EQ(std::stoi(valueOf(outcome.out, "tables.services")) +
+                  std::stoi(valueOf(outcome.out, "elements.6.left_out_of_snapshots")),
+              20000);
+    EXPECT_EQ(valueOf(outcome.out, "events.35"), valueOf(outcome.out, "elements.6.left_out_of_snapshots"));
 }
 
 TEST_F(PisCommand, AnInterruptOnAPipeIsNoReadingFault) {

@@ -38,6 +38,30 @@ TEST(DumpLine, OfAVehicle) {
               R"("opened_doors_text":"right","services":"3021!3022"})");
 }
 
+TEST(DumpLine, OfTimesWithTheirSignWhereItIsAskedFor) {
+    const auto timesOf = [](unsigned long arrival, unsigned long departure, Times times) {
+        ServiceStop stop(9, 8, 7);
+        stop.setArvDelay(arrival);
+        stop.setDepDelay(departure);
+        const std::string line = dumpLine(stop, times);
+        const std::size_t begin = line.find(R"("arv_delay")");
+        return line.substr(begin, line.find(R"(,"trip_id")") - begin);
+    };
+    EXPECT_EQ(timesOf(4294967266, 30, Times::SIGNED), R"("arv_delay":-30,"dep_delay":30)");
+    EXPECT_EQ(timesOf(4294967266, 30, Times::AS_STORED), R"("arv_delay":4294967266,"dep_delay":30)");
+    EXPECT_EQ(timesOf(2147483648, 2147483647, Times::SIGNED), R"("arv_delay":-2147483648,"dep_delay":2147483647)");
+    EXPECT_EQ(timesOf(2147483648, 4294967295, Times::AS_STORED), R"("arv_delay":2147483648,"dep_delay":4294967295)");
+
+    TripStop stop(7);
+    stop.setSchArvOffset(4294967236);
+    stop.setSchDepOffset(4294967295);
+    EXPECT_NE(dumpLine(stop, Times::SIGNED).find(R"("sch_arv_offset":-60,"sch_dep_offset":-1})"), std::string::npos);
+    Service service(8);
+    service.setStartTime(4294963696);
+    EXPECT_NE(dumpLine(service, Times::SIGNED).find(R"("start_time":-3600,)"), std::string::npos);
+    EXPECT_NE(dumpLine(service).find(R"("start_time":4294963696,)"), std::string::npos);
+}
+
 TEST(DumpLine, OfAVehicleWithItsDefaults) {
     EXPECT_EQ(dumpLine(Vehicle(-3)),
               R"({"table":"vehicles","id":-3,"name":"Unknown Vehicle","abrv":"","num_cars":0,"current_location":"",)"

@@ -14,10 +14,6 @@ std::int64_t numberOf(const std::string& text) {
     return text.empty() ? 0 : std::stoll(text);
 }
 
-std::string text(std::uint32_t number) {
-    return std::to_string(number);
-}
-
 /// The service stops of a feed without faults, each by its last record, joined with its trip stop's: what the dump
 /// of a replay does not tell.
 class StopsOfFeed {
@@ -34,9 +30,7 @@ public:
         for (const auto& [id, stop] : _serviceStops) {
             const auto found = _tripStops.find(static_cast<long>(numberOf(stop[1])));
             const Fields& from = found != _tripStops.end() ? found->second : kNone;
-            const auto time = [](const std::string& field) {
-                return text(static_cast<std::uint32_t>(numberOf(field)));
-            };
+            const auto time = [](const std::string& field) { return std::to_string(numberOf(field)); };
             rows[id] = R"({"table":"service_stops","id":)" + std::to_string(id) + R"(,"service_id":)" + stop[0] +
                        R"(,"trip_stop_id":)" + stop[1] + R"(,"service_start_time":)" + time(stop[2]) +
                        R"(,"arv_delay":)" + time(stop[3]) + R"(,"dep_delay":)" + time(stop[4]) + R"(,"trip_id":)" +

@@ -4,7 +4,9 @@
 
 #include <simdjson.h>
 
+#include <cstdint>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -43,12 +45,25 @@ inline void addRowsAt(Rows& rows, const std::string& json, const std::string& po
     for (const simdjson::dom::element row : parser.parse(json).at_pointer(pointer).get_array()) setRow(rows, row);
 }
 
-/// The rows of JSON lines, as `pis replay --dump` prints them.
+/// A row of a dump as the service says it: its times, offsets and delays with their sign.
+inline std::string withSignedTimes(const std::string& row) {
+    static const std::regex kTime(R"re("[a-z_]*(_time|_delay|_offset)":(\d+))re");
+    std::string text;
+    auto from = row.begin();
+    for (std::sregex_iterator found(row.begin(), row.end(), kTime), end; found != end; ++found) {
+        text.append(from, (*found)[2].first);
+        text += std::to_string(static_cast<std::int32_t>(std::stoul((*found)[2])));
+        from = (*found)[2].second;
+    }
+    return text.append(from, row.end());
+}
+
+/// The rows of JSON lines that `pis replay --dump` prints, as the service says them.
 inline Rows rowsOfLines(const std::string& lines) {
     Rows rows;
     simdjson::dom::parser parser;
     std::istringstream stream(lines);
-    for (std::string line; std::getline(stream, line);) setRow(rows, parser.parse(line).value());
+    for (std::string line; std::getline(stream, line);) setRow(rows, parser.parse(withSignedTimes(line)).value());
     return rows;
 }
 

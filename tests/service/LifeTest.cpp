@@ -1,7 +1,11 @@
 // How the service starts, is told to end or to reopen its log, and what it says to wrong options.
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
@@ -79,6 +83,48 @@ TEST_F(Life, EndsWhileTheFeedFloods) {
     EXPECT_EQ(0, service->status());
 }
 
+/// Services from 1 up, and then their deletion in one record, which the store does not interrupt for anybody.
+std::string aLongDeletion() {
+    const int services = kUnderSanitizer ? 20000 : 40000;
+    std::string records;
+    for (int id = 1; id <= services; ++id) records += feed::service(id, 5, 28800, 2, "");
+    return records + "{\"delete\":8,\"id\":0}\n" + feed::line(1, "Coast Line");
+}
+
+TEST_F(Life, EndsThoughTheStoreIsBusyAndSaysWhatItLeaves) {
+    serve("", {"--log-file", folder.path("log"), "--debug-level", "1"});
+    service->feed(aLongDeletion());
+    patience::await("the deletion's first lines",
+                    [&] { return folder.read("log").find(" deleted\n") != std::string::npos; });
+    const auto begin = patience::Clock::now();
+    service->signal(SIGTERM);
+    EXPECT_EQ(0, service->status());
+    RecordProperty("milliseconds", std::to_string((patience::Clock::now() - begin) / std::chrono::milliseconds(1)));
+    EXPECT_NE(std::string::npos, folder.read("log").find("the service ends while the store"))
+        << "it takes tens of seconds";
+}
+
+TEST_F(Life, EndsThoughItsLogHoldsTheStore) {
+    const std::string path = folder.path("log");
+    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    const int reader = open(path.c_str(), O_RDWR);  // which opens at once, and reads nothing
+    ASSERT_GE(reader, 0);
+    serve("", {"--log-file", path, "--debug-level", "2"});
+    std::string records;
+    for (int id = 1; id <= 3000; ++id) records += feed::line(id, "x");
+    service->feed(records);
+    pollfd writable{reader, POLLOUT, 0};
+    patience::await("a full pipe", [&] { return poll(&writable, 1, 0) == 0; });
+    int looks = 0;  // what the log keeps itself before it writes is little
+    patience::await("a feed that stands still", [&] {
+        looks = metric(R"(pis_queue_items{queue="inbox"})") == 1024 ? looks + 1 : 0;
+        return looks == 50;
+    });
+    service->signal(SIGTERM);
+    EXPECT_EQ(2, service->status()) << "nobody could be told what is left";
+    close(reader);
+}
+
 // --- The log ---
 
 TEST_F(Life, ReopensItsLogOnHangUp) {
@@ -140,6 +186,12 @@ TEST_F(Life, WrongOptionsAreSaid) {
         {{"--listen", "192.0.2.1:0"}, "cannot listen on 192.0.2.1:0"},
         {{"--max-elements", "0"}, "--max-elements"},
         {{"--max-elements", "x"}, "--max-elements"},
+        {{"--max-bytes", "0"}, "--max-bytes"},
+        {{"--max-bytes", "-1"}, "--max-bytes"},
+        {{"--max-bytes", "1e3"}, "--max-bytes"},
+        {{"--max-bytes", "3furlongs"}, "--max-bytes"},
+        {{"--max-bytes", "99999999999999999999"}, "--max-bytes"},
+        {{"--max-bytes", "16777216TiB"}, "--max-bytes"},
         {{"--stale-after", "0"}, "--stale-after"},
         {{"--stale-after", "nan"}, "--stale-after"},
         {{"--stale-after", "soon"}, "--stale-after"},

@@ -3,7 +3,9 @@
 
 #include <map>
 
+#include "JsonValues.h"
 #include "PictureTest.h"
+#include "base/WallTime.h"
 #include "service/Api.h"
 #include "service/BodyCache.h"
 #include "service/Problem.h"
@@ -13,6 +15,8 @@
 namespace pis::service {
 
 namespace {
+
+using namespace std::chrono_literals;
 
 /// The problem that some call finds; status 0 for none.
 template <typename Call>
@@ -227,6 +231,32 @@ TEST(Problem, EveryStatusHasItsPhrase) {
         EXPECT_EQ(phrase, reasonOf(status));
         EXPECT_NE(std::string::npos, answerOf({status, "", ""}).body->find("\"title\":\"" + phrase + "\"")) << status;
     }
+}
+
+// --- How the feed is ---
+
+TEST(FeedReport, SilenceIsMeasuredByTheClockThatNobodySets) {
+    const picture::ServiceClock clock{picture::ClockOptions{}};
+    const RevisionTokens tokens{base::WallTime(1700000000s)};
+    auto steady = std::chrono::steady_clock::now();
+    const FeedReport report(tokens, clock, 90, [&steady] { return steady; });
+    picture::Picture picture;
+    picture.feed.ready = true;
+    const base::WallTime noon(1700000000s);
+    const auto said = [&](base::WallTime now, const std::string& pointer) {
+        return valueAt(report.tick(picture, now), pointer);
+    };
+    EXPECT_EQ("null", said(noon, "/silent_seconds"));
+    EXPECT_EQ("false", said(noon, "/stale"));
+    picture.feed.lastRecord = noon;
+    picture.feed.lastRecordSteady = steady;
+    steady += 100s;
+    EXPECT_EQ("100.0", said(noon - 3600s, "/silent_seconds")) << "a clock that was set back hides no dead feed";
+    EXPECT_EQ("true", said(noon - 3600s, "/stale"));
+    EXPECT_EQ(base::isoTime(noon), said(noon - 3600s, "/last_record_at"));
+    steady -= 50s;
+    EXPECT_EQ("50.0", said(noon + 3600s, "/silent_seconds"));
+    EXPECT_EQ("false", said(noon + 3600s, "/stale")) << "nor makes one that was set ahead a feed stale";
 }
 
 // --- Answers ---

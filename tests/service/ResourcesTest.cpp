@@ -32,7 +32,7 @@ TEST_F(Resources, EveryRowSaysWhenItWasUpdated) {
 TEST_F(Resources, AServiceStopIsJoinedWithItsTripStop) {
     serve();
     EXPECT_EQ(R"({"table":"service_stops","id":81,"service_id":8,"trip_stop_id":51,"service_start_time":30600,)"
-              R"("arv_delay":4294967236,"dep_delay":4294967236,"trip_id":5,"platform_id":11,"is_stopping":true,)"
+              R"("arv_delay":-60,"dep_delay":-60,"trip_id":5,"platform_id":11,"is_stopping":true,)"
               R"("sch_arv_offset":0,"sch_dep_offset":0})",
               withoutUpdatedAt(get("/api/v1/service-stops/81").body));
     feedWhole(feed::tripStop(51, 5, 12, 30));
@@ -345,6 +345,19 @@ TEST_F(Resources, WhatIsNotTakenIsCounted) {
     EXPECT_EQ(1, metric(R"(pis_records_total{type="line",outcome="ignored"})"));
     EXPECT_EQ(1, metric(R"(pis_records_total{type="line",outcome="refused"})"));
     EXPECT_EQ(404, get("/api/v1/lines/9").status);
+}
+
+TEST_F(Resources, TextsOfElementsAreLimitedTogether) {
+    serve(feed::kBegin + feed::kEnd, {"--max-bytes", "1KiB"});
+    feedWhole(feed::line(1, std::string(1000, 'x')) + feed::line(2, std::string(40, 'x')) + feed::line(3, "short"));
+    EXPECT_EQ(1, metric(R"(pis_records_total{type="line",outcome="refused"})"));
+    EXPECT_EQ(2, metric("pis_storage_elements"));
+    EXPECT_EQ(1011, metric("pis_storage_bytes")) << "1001, 6 and twice 2";
+    EXPECT_EQ(R"({"elements":2,"bytes":1011})", value("/api/v1/status", "/storage"));
+    EXPECT_EQ("id 2 takes 43 bytes more, and 1024 bytes of all elements are the most",
+              value("/api/v1/status", "/intake/0/last_reason"));
+    feedWhole(feed::line(3, std::string(40, 'x')));
+    EXPECT_EQ("short", value("/api/v1/lines/3", "/name")) << "what is refused leaves it as it was";
 }
 
 TEST_F(Resources, StatusTellsWhyWhatWasNotDelivered) {

@@ -36,6 +36,22 @@ TEST_F(Stream, BeginsWithTheWholePicture) {
     EXPECT_EQ("up", valueAt(revision.data, "/link/state"));
 }
 
+TEST_F(Stream, WhatItHandsOutOfAFirstSnapshotThatDoesNotEndTablesAnswerToo) {
+    serve("");
+    service->feed(feed::kBegin + feed::line(1, "Coast Line"));
+    EventStream stream(service->port());
+    stream.awaitRow("lines", 1);
+    EXPECT_EQ(200, get("/api/v1/lines/1").status);
+    EXPECT_EQ("true", value("/readyz", "/part_of_snapshot"));
+    EXPECT_EQ(200, get("/readyz").status);
+    EXPECT_EQ(1, metric("pis_part_of_snapshot"));
+    EXPECT_EQ("true", valueAt(stream.nextRevision().data, "/part_of_snapshot"));
+    service->feed(feed::kEnd);
+    EXPECT_EQ("false", valueAt(stream.nextRevision().data, "/part_of_snapshot"));
+    EXPECT_EQ("false", value("/api/v1/status", "/part_of_snapshot"));
+    EXPECT_EQ(0, metric("pis_part_of_snapshot"));
+}
+
 TEST_F(Stream, TellsOfEveryRecordThatChanges) {
     serve();
     EventStream stream(service->port());

@@ -50,14 +50,13 @@ protected:
         documents.emplace(*account);
         changes.emplace(tokens, *account, *documents,
                         [this](const picture::Picture& of) { return report.tick(of, base::WallTime()); });
-        api.emplace(Api::Surroundings{published, clock, report, tokens,
-                                      [this] {
-                                          return metrics.text(
-                                              {feeding, observer, published, report, api->departureCache()},
-                                              base::WallTime());
-                                      },
-                                      [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }, *account},
-                    ApiOptions{{"localhost"}, false});
+        api.emplace(
+            Api::Surroundings{published, clock, report, tokens,
+                              [this] {
+                                  return metrics.text({feeding, observer, published, report, api->departureCache()});
+                              },
+                              [] { return feed::IntakeCounts(); }, [] { return base::WallTime(); }, *account},
+            ApiOptions{{"localhost"}, false});
         server.emplace(context, limits, HttpServer::Sources{*api, {*changes, *documents}, *account, published},
                        metrics);
         port = server->listen("127.0.0.1", 0);
@@ -234,6 +233,17 @@ TEST_F(TimeLimits, AStreamTellsAtOnceThatTheLinkFell) {
     EXPECT_EQ("revision", tick.kind);
     EXPECT_EQ(known, tick.id);
     EXPECT_EQ("down", valueAt(tick.data, "/link/state"));
+}
+
+TEST_F(TimeLimits, AStreamTellsAtOnceThatASnapshotIsWhole) {
+    serve(patient());
+    EventStream stream(port);
+    EXPECT_EQ("false", valueAt(stream.nextRevision().data, "/part_of_snapshot"));
+    for (const bool isPart : {true, false}) {
+        builder.feed().partOfSnapshot = isPart;
+        builder.publish();
+        EXPECT_EQ(isPart ? "true" : "false", valueAt(stream.next().data, "/part_of_snapshot"));
+    }
 }
 
 TEST_F(TimeLimits, AStreamTellsAtOnceThatTheServerIsOffline) {

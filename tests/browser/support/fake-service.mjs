@@ -14,6 +14,7 @@ export function statusOf(changes = {}) {
         revision: "fake-1",
         ready: true,
         stale: false,
+        part_of_snapshot: false,
         clock: { seconds: 25260, text: "07:01", source: "feed" },
         link: { name: "fake", state: "up", since: "2018-05-14T05:00:00.000Z", detail: "" },
         server_online: true,
