@@ -56,6 +56,50 @@ TEST_F(Robustness, TargetsThatAreNoPaths) {
     }
 }
 
+TEST_F(Robustness, PathsAreTakenAsTheyStand) {
+    serve();
+    EXPECT_EQ(200, get("/%68ealthz").status);
+    EXPECT_EQ(200, get("/pages/board%2Ejs").status);
+    EXPECT_EQ(200, get("/api/v1/lines/%31").status);
+    for (const char* path : {"/./healthz",
+                             "/.//healthz",
+                             "/%2e/healthz",
+                             "/../healthz",
+                             "//healthz",
+                             "/healthz/",
+                             "/healthz/.",
+                             "/healthz/..",
+                             "/%2fhealthz",
+                             "/x/../healthz",
+                             "/HEALTHZ",
+                             "/healthz;x",
+                             "/healthz%3f",
+                             "/healthz%20",
+                             "/pages%2fboard.js",
+                             "/pages%2Fboard.js",
+                             "/pages//board.js",
+                             "/pages/./board.js",
+                             "/./board",
+                             "/%2f",
+                             "//",
+                             "/.",
+                             "/..",
+                             "/api%2fv1/lines",
+                             "/api/v1/lines%2f1",
+                             "/api/v1/lines//1",
+                             "/api/v1//lines",
+                             "/./api/v1/lines",
+                             "http://localhost/./healthz",
+                             "http://localhost//healthz"}) {
+        EXPECT_EQ(404, get(path).status) << path;
+    }
+    for (const char* path : {"/api/v1/lines/+1", "/api/v1/lines/1%20", "/api/v1/lines/1%00", "/api/v1/lines/1%2f",
+                             "/api/v1/lines/0x1", "/api/v1/lines/", "/api/v1/lines/99999999999", "/api/v1/lines/%d9%a1",
+                             "/\xff", "/\xc3\xa9", "/\\", "/<x>", "/[", "/healthz#x"}) {
+        EXPECT_EQ(400, get(path).status) << path;
+    }
+}
+
 TEST_F(Robustness, AHeaderThatIsTooLong) {
     serve("");
     EXPECT_EQ(404, get("/" + std::string(7000, 'x')).status);
