@@ -141,14 +141,14 @@ void HttpConnection::answer() {
     const ReceivedRequest received = std::move(_received);
     const HttpRequest& request = received.request;
     _reader.next();
+    const bool bodyToo = request.method != "HEAD";
     if (_place == OWN_PROBE && !request.isOwnProbe) {
         _server._metrics.refused();
-        return send(answerOf(*_noRoom), false, true);
+        return send(answerOf(*_noRoom), false, bodyToo);
     }
     const bool hasRoom = !_server._proxies.trust(_peer) || countFor(received.client);
     const HttpAnswer answer = hasRoom ? _server._api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
     _server._metrics.answered(answer.route, answer.status);
-    const bool bodyToo = request.method != "HEAD";
     if (answer.stream && bodyToo) {
         _inChunks = !received.isOld;
         return beginStream(answer);

@@ -198,7 +198,12 @@ TEST_F(Robustness, RefusalsWithoutEndLeaveTheServiceAlone) {
 TEST_F(Robustness, WhetherTheServiceIsWellIsAnsweredThoughAllIsTaken) {
     serve(feed::railway(), {"--connections", "3"});
     std::vector<Connection> held;
-    for (int i = 0; i < 200; ++i) held.emplace_back(service->port());  // all refusals are taken, too
+    patience::await("all of them taken", [&] {
+        held.emplace_back(service->port());
+        if (held.back().ask("GET", "/healthz").header("connection") == "close") held.pop_back();
+        return held.size() == 3;
+    });
+    for (int i = 0; i < 200; ++i) held.emplace_back(service->port());  // all refusals, too
     for (int i = 0; i < 10; ++i) {
         for (const char* target : {"/healthz", "/readyz", "/healthz?", "/metrics"}) {
             Connection probe(service->port());
@@ -215,7 +220,7 @@ TEST_F(Robustness, WhetherTheServiceIsWellIsAnsweredThoughAllIsTaken) {
 }
 
 TEST_F(Robustness, NobodyElseIsAnsweredThere) {
-    serve(feed::railway(), {"--connections", "2", "--connections-per-address", "1"});
+    serve("", {"--connections", "2", "--connections-per-address", "1"});
     Connection held(service->port());
     EXPECT_EQ(200, held.ask("GET", "/").status);
     for (const char* target :
@@ -227,6 +232,10 @@ TEST_F(Robustness, NobodyElseIsAnsweredThere) {
         EXPECT_EQ("10", answer.header("retry-after"));
         EXPECT_TRUE(refused.isClosed()) << "what was sent along is not read";
     }
+    Connection head(service->port());
+    head.send(requestText("HEAD", "/"));
+    EXPECT_EQ(429, head.readHead().status);
+    EXPECT_EQ("", head.takeRest()) << "an answer to HEAD has no body";
     EXPECT_EQ(429, get("/healthz", {{"X-Forwarded-For", "203.0.113.1"}}).status);
     EXPECT_EQ(429, get("/healthz", {{"Forwarded", "for=203.0.113.1"}}).status);
     Connection proxys(service->port());
