@@ -7,71 +7,9 @@
 #include <set>
 
 #include "FuzzCheck.h"
-#include "SignallingCodes.h"
-#include "picture/PictureBuilder.h"
-#include "service/Api.h"
-#include "service/ChangeStream.h"
-
-using namespace SignallingCodes;
+#include "SmallService.h"
 
 namespace {
-
-pis::base::WallTime someTime() {
-    return pis::base::WallTime(std::chrono::hours(500000));
-}
-
-template <typename Record>
-void tell(pis::picture::PictureBuilder& builder, int code, const Record& record) {
-    builder.accept({code, record.getId(), record});
-}
-
-void tellOfStop(pis::picture::PictureBuilder& builder, int type, int id, std::initializer_list<const char*> texts) {
-    pis::feed::FeedRecord record;
-    record.type = type;
-    record.id = id;
-    for (const char* text : texts) record.fields.append(text);
-    builder.acceptStop(record);
-}
-
-/// A picture with a train that is still to depart.
-void fill(pis::picture::PictureBuilder& builder) {
-    Station station(5);
-    station.setName("Harbour");
-    PlatformInfo platform(9);
-    platform.setStationId(5);
-    Trip trip(3);
-    trip.setStopsListAsString("1!2");
-    Service service(12);
-    service.setTripId(3);
-    tell(builder, LINE_UPDATED, Line(7));
-    tell(builder, STATION_UPDATED, station);
-    tell(builder, PLATFORM_UPDATED, platform);
-    tell(builder, TRIP_UPDATED, trip);
-    tell(builder, SERVICE_UPDATED, service);
-    tellOfStop(builder, TRIP_STOP, 1, {"3", "9", "Y", "0", "30"});
-    tellOfStop(builder, TRIP_STOP, 2, {"3", "10", "Y", "300", "300"});
-    tellOfStop(builder, SERVICE_STOP, 88, {"12", "1", "0", "4294967236", "60"});
-    builder.feed().ready = true;
-    builder.publish();
-}
-
-/// A service over a picture that stands still.
-struct SmallService {
-    explicit SmallService(bool ready) {
-        if (ready) fill(builder);
-    }
-
-    pis::picture::PublishedPicture published;
-    pis::picture::PictureBuilder builder{published, someTime};
-    pis::picture::ServiceClock clock{pis::picture::ClockOptions()};
-    pis::service::RevisionTokens tokens{someTime()};
-    pis::service::FeedReport report{tokens, clock, 90};
-    pis::service::Api api{{published, clock, report, tokens, [] { return std::string("metrics 1\n"); },
-                           [] { return pis::feed::IntakeCounts(); }, someTime},
-                          {{"h"}, false}};
-    pis::service::ChangeStream changes{
-        tokens, [this](const pis::picture::Picture& picture) { return report.tick(picture, someTime()); }};
-};
 
 void check(const pis::service::HttpRequest& request, const pis::service::HttpAnswer& answer,
            pis::service::ChangeStream& changes, const std::shared_ptr<const pis::picture::Picture>& picture) {
@@ -92,8 +30,8 @@ void check(const pis::service::HttpRequest& request, const pis::service::HttpAns
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static SmallService empty(false);
-    static SmallService filled(true);
+    static small::Service empty(false);
+    static small::Service filled(true);
     std::array<std::string, 6> lines;
     std::size_t line = 0;
     for (const char character : textOf(data, size)) {
@@ -111,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     request.ifNoneMatch = lines[3];
     request.acceptEncoding = lines[4];
     request.lastEventId = lines[5];
-    for (SmallService* service : {&empty, &filled}) {
+    for (small::Service* service : {&empty, &filled}) {
         check(request, service->api.answer(request), service->changes, service->published.current());
     }
     return 0;

@@ -58,6 +58,8 @@ std::string headOf(const HttpAnswer& answer, const AnswerWriter::Manner& manner)
         head.content_length(answer.document ? answer.document->size() : answer.body ? answer.body->size() : 0);
     }
     head.keep_alive(manner.keepAlive);
+    if (manner.keepAlive && !manner.inChunks)
+        head.set(http::field::connection, "keep-alive");  // HTTP/1.0 wants it said
     std::ostringstream text;
     text << head.base();
     return text.str();

@@ -57,12 +57,11 @@ std::vector<std::string> splitAt(const std::string& list, char separator) {
     return parts;
 }
 
-/// "[::1]:8080" without its port.
+/// "[::1]:8080" without its port; what has none stays as it is.
 std::string withoutPort(const std::string& authority) {
-    const std::size_t bracket = authority.rfind(']');
-    const std::size_t colon = authority.rfind(':');
-    if (colon == std::string::npos || (bracket != std::string::npos && colon < bracket)) return authority;
-    return authority.substr(0, colon);
+    const std::size_t lastOther = authority.find_last_not_of("0123456789");
+    if (lastOther == std::string::npos || authority[lastOther] != ':') return authority;
+    return authority.substr(0, lastOther);
 }
 
 /// Whether gzip is among the encodings that a client takes.

@@ -105,20 +105,20 @@ void HttpConnection::askForBody() {
 /// Answers the request that has been read, as soon as there is room for an answer.
 void HttpConnection::answer() {
     const HttpRequest& request = _received.request;
+    AnswerWriter::Manner manner;
+    manner.bodyToo = request.method != "HEAD";
+    manner.inChunks = request.takesChunks;
     if (!_server._sources.account.hasRoom() && !request.isForOperator) {
         _waiting = FOR_TURN;
         return _server.awaitTurn(*this);
     }
     if (_place == OWN_PROBE && !request.isOwnProbe) {
         _server._metrics.refused();
-        return send(answerOf(*_noRoom), {});
+        return send(answerOf(*_noRoom), manner);
     }
     const bool hasRoom = !_server._proxies.trust(_peer) || countFor(_received.client);
     const HttpAnswer answer = hasRoom ? _server._sources.api.answer(request) : answerOf(HttpServer::tooManyOfAddress());
     _server._metrics.answered(answer.route, answer.status);
-    AnswerWriter::Manner manner;
-    manner.bodyToo = request.method != "HEAD";
-    manner.inChunks = request.takesChunks;
     manner.keepAlive = _received.keepAlive && !_finishing && _place == ADMITTED && !(answer.stream && manner.bodyToo);
     _reader.next();
     send(answer, manner);

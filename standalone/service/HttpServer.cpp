@@ -113,8 +113,8 @@ void HttpServer::accepted(asio::ip::tcp::socket socket) {
              : tooManyOfAddress();
     if (!peer.is_loopback() || isProxy || _limits.ownProbes == 0) return refuse(connection, noRoom);
     if (_ownProbes.size() >= _limits.ownProbes) {
-        const std::shared_ptr<HttpConnection> longest = _ownProbes.front();
-        longest->giveWay();
+        const std::shared_ptr<HttpConnection> longestThere = _ownProbes.front();
+        longestThere->giveWay();
     }
     _connections.insert(connection);
     _ownProbes.push_back(connection);

@@ -189,7 +189,10 @@ bool RequestReader::readHeader() {
 }
 
 bool RequestReader::readBody() {
-    while (!_parser->is_done() && _bytes.size() > 0) {
+    // Chunks end with "0", an empty line and its end: the parser insists that these come together.
+    constexpr std::size_t kLastChunk = 5;
+    const std::size_t fewest = _parser->chunked() ? kLastChunk : 1;
+    while (!_parser->is_done() && _bytes.size() >= fewest) {
         error_code error;
         _bytes.consume(_parser->put(_bytes.data(), error));
         if (error == http::error::need_more) {

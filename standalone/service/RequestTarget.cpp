@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/url/parse.hpp>
+#include <boost/url/pct_string_view.hpp>
 #include <boost/url/url_view.hpp>
 #include <set>
 
@@ -15,10 +16,22 @@ RequestTarget::RequestTarget(std::string_view target) {
     const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
     if (!parsed)
         throw Problem{400, "The target of the request is neither a path with a query nor the http address of one.", ""};
-    _path = parsed->path();
-    for (const auto& segment : parsed->segments()) _segments.push_back(segment);
+    takePath(parsed->encoded_path());
     if (parsed->encoded_query().empty()) return;  // as browsers' forms without a field leave it
     for (const auto& parameter : parsed->params()) _parameters.emplace_back(parameter.key, parameter.value);
+}
+
+/// Takes a path as it stands: whoever guards some paths in front of this service knows them by these names alone, so
+/// "/./metrics" is none of them, and a slash behind a percent sign parts nothing.
+void RequestTarget::takePath(std::string_view encoded) {
+    while (!encoded.empty()) {
+        encoded.remove_prefix(1);  // the slash
+        const std::string_view segment = encoded.substr(0, encoded.find('/'));
+        encoded.remove_prefix(segment.size());
+        _segments.push_back(boost::urls::pct_string_view(segment.data(), segment.size()).decode());
+        const bool isPlain = _segments.back().find('/') == std::string::npos;
+        _path.append("/").append(isPlain ? _segments.back() : segment);
+    }
 }
 
 void RequestTarget::allow(std::initializer_list<const char*> names) const {

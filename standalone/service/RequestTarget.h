@@ -16,9 +16,10 @@ public:
     /// @throws Problem where it is none: the path must begin with a slash.
     explicit RequestTarget(std::string_view target);
 
+    /// With percent signs resolved, but for the slashes behind them.
     const std::string& path() const { return _path; }
 
-    /// The parts of the path between its slashes.
+    /// The parts of the path between its slashes, with all percent signs resolved.
     const std::vector<std::string>& segments() const { return _segments; }
 
     /// @throws Problem that names the first parameter that is not among these, or that stands twice.
@@ -31,6 +32,8 @@ public:
     std::optional<int> number(const char* name, int lowest, int highest) const;
 
 private:
+    void takePath(std::string_view encoded);
+
     std::string _path;
     std::vector<std::string> _segments;
     std::vector<std::pair<std::string, std::string>> _parameters;

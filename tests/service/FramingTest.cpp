@@ -1,6 +1,7 @@
 // Where one request ends and the next begins: what leaves that in doubt is refused, and nothing behind it is read.
 #include "Nginx.h"
 #include "ServiceTest.h"
+#include "service/RequestReading.h"
 
 namespace pis::service {
 
@@ -232,6 +233,32 @@ TEST_F(Framing, BodiesInOrderArePassedOverAndTheNextRequestIsRead) {
             EXPECT_EQ(405, connection.readAnswer().status) << request;
             EXPECT_EQ(404, connection.readAnswer().status) << request;
         }
+    }
+}
+
+TEST(RequestReader, TakesWhatComesByteByByte) {
+    for (const std::string& body : {"0\r\n\r\n"s, "0\r\nX: y\r\n\r\n"s, "5;a=b\r\nhello\r\n0\r\nX: y\r\n\r\n"s}) {
+        const HttpLimits limits;
+        RequestReader reader(limits);
+        const std::string all = "\r\n" + post("Transfer-Encoding: chunked\r\n", body);
+        std::size_t headers = 0;
+        for (std::size_t at = 0; at < all.size(); ++at) {
+            *static_cast<char*>(reader.room().data()) = all[at];
+            reader.came(1);
+            RequestReader::Progress progress = reader.readOn();
+            if (progress == RequestReader::HEADER) {
+                ++headers;
+                progress = reader.readOn();
+            }
+            EXPECT_EQ(at == 1                ? RequestReader::NOTHING
+                      : at + 1 == all.size() ? RequestReader::WHOLE
+                                             : RequestReader::HALFWAY,
+                      progress)
+                << all << at;
+        }
+        EXPECT_EQ(1U, headers);
+        reader.next();
+        EXPECT_EQ(RequestReader::NOTHING, reader.readOn());
     }
 }
 

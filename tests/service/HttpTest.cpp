@@ -187,9 +187,10 @@ TEST_F(Http, HostMustBeOneOfOurs) {
                                   "[::1]", "boards.example", "BOARDS.example:443", "[::2]:80"}) {
         EXPECT_EQ(200, get("/healthz", {{"Host", host}}).status) << host;
     }
-    for (const char* host :
-         {"example.org", "localhost.example.org", "127.0.0.1.example.org", "127.0.0.2", "::1", "[::3]",
-          "localhost@example.org", "example.org:localhost", "localhost,example.org", "local host"}) {
+    for (const char* host : {"example.org", "localhost.example.org", "127.0.0.1.example.org", "127.0.0.2", "::1",
+                             "[::3]", "localhost@example.org", "example.org:localhost", "localhost:x", "localhost:80x",
+                             "localhost:-1", "localhost:80:80", "localhost.", "localhost/", "[::1]x", "[::1]]",
+                             "[localhost]", "localhost,example.org", "local host"}) {
         EXPECT_PROBLEM(421, "none", get("/healthz", {{"Host", host}}));
     }
     EXPECT_PROBLEM(400, "none", get("/healthz", {{"Host", ""}}));

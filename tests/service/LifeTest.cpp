@@ -386,6 +386,15 @@ TEST_F(Life, ListensOnTheOtherLoopbackAddressToo) {
     EXPECT_EQ(0, service->status());
 }
 
+TEST_F(Life, ThisMachineIsKnownWhereOneSocketListensForAll) {
+    try {
+        service = std::make_unique<ServiceProcess>(std::vector<std::string>{"--listen", "[::]:0"});
+    } catch (const std::runtime_error& error) {
+        GTEST_SKIP() << "no IPv6 here: " << error.what();
+    }
+    EXPECT_EQ(200, get("/metrics").status) << "127.0.0.1 comes as ::ffff:127.0.0.1 there";
+}
+
 TEST_F(Life, TheLogMayLoseItsReader) {
     int log[2];
     ASSERT_EQ(0, pipe2(log, O_CLOEXEC));

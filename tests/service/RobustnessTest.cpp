@@ -56,6 +56,50 @@ TEST_F(Robustness, TargetsThatAreNoPaths) {
     }
 }
 
+TEST_F(Robustness, PathsAreTakenAsTheyStand) {
+    serve();
+    EXPECT_EQ(200, get("/%68ealthz").status);
+    EXPECT_EQ(200, get("/pages/board%2Ejs").status);
+    EXPECT_EQ(200, get("/api/v1/lines/%31").status);
+    for (const char* path : {"/./healthz",
+                             "/.//healthz",
+                             "/%2e/healthz",
+                             "/../healthz",
+                             "//healthz",
+                             "/healthz/",
+                             "/healthz/.",
+                             "/healthz/..",
+                             "/%2fhealthz",
+                             "/x/../healthz",
+                             "/HEALTHZ",
+                             "/healthz;x",
+                             "/healthz%3f",
+                             "/healthz%20",
+                             "/pages%2fboard.js",
+                             "/pages%2Fboard.js",
+                             "/pages//board.js",
+                             "/pages/./board.js",
+                             "/./board",
+                             "/%2f",
+                             "//",
+                             "/.",
+                             "/..",
+                             "/api%2fv1/lines",
+                             "/api/v1/lines%2f1",
+                             "/api/v1/lines//1",
+                             "/api/v1//lines",
+                             "/./api/v1/lines",
+                             "http://localhost/./healthz",
+                             "http://localhost//healthz"}) {
+        EXPECT_EQ(404, get(path).status) << path;
+    }
+    for (const char* path : {"/api/v1/lines/+1", "/api/v1/lines/1%20", "/api/v1/lines/1%00", "/api/v1/lines/1%2f",
+                             "/api/v1/lines/0x1", "/api/v1/lines/", "/api/v1/lines/99999999999", "/api/v1/lines/%d9%a1",
+                             "/\xff", "/\xc3\xa9", "/\\", "/<x>", "/[", "/healthz#x"}) {
+        EXPECT_EQ(400, get(path).status) << path;
+    }
+}
+
 TEST_F(Robustness, AHeaderThatIsTooLong) {
     serve("");
     EXPECT_EQ(404, get("/" + std::string(7000, 'x')).status);
@@ -154,7 +198,12 @@ TEST_F(Robustness, RefusalsWithoutEndLeaveTheServiceAlone) {
 TEST_F(Robustness, WhetherTheServiceIsWellIsAnsweredThoughAllIsTaken) {
     serve(feed::railway(), {"--connections", "3"});
     std::vector<Connection> held;
-    for (int i = 0; i < 200; ++i) held.emplace_back(service->port());  // all refusals are taken, too
+    patience::await("all of them taken", [&] {
+        held.emplace_back(service->port());
+        if (held.back().ask("GET", "/healthz").header("connection") == "close") held.pop_back();
+        return held.size() == 3;
+    });
+    for (int i = 0; i < 200; ++i) held.emplace_back(service->port());  // all refusals, too
     for (int i = 0; i < 10; ++i) {
         for (const char* target : {"/healthz", "/readyz", "/healthz?", "/metrics"}) {
             Connection probe(service->port());
@@ -171,7 +220,7 @@ TEST_F(Robustness, WhetherTheServiceIsWellIsAnsweredThoughAllIsTaken) {
 }
 
 TEST_F(Robustness, NobodyElseIsAnsweredThere) {
-    serve(feed::railway(), {"--connections", "2", "--connections-per-address", "1"});
+    serve("", {"--connections", "2", "--connections-per-address", "1"});
     Connection held(service->port());
     EXPECT_EQ(200, held.ask("GET", "/").status);
     for (const char* target :
@@ -183,6 +232,10 @@ TEST_F(Robustness, NobodyElseIsAnsweredThere) {
         EXPECT_EQ("10", answer.header("retry-after"));
         EXPECT_TRUE(refused.isClosed()) << "what was sent along is not read";
     }
+    Connection head(service->port());
+    head.send(requestText("HEAD", "/"));
+    EXPECT_EQ(429, head.readHead().status);
+    EXPECT_EQ("", head.takeRest()) << "an answer to HEAD has no body";
     EXPECT_EQ(429, get("/healthz", {{"X-Forwarded-For", "203.0.113.1"}}).status);
     EXPECT_EQ(429, get("/healthz", {{"Forwarded", "for=203.0.113.1"}}).status);
     Connection proxys(service->port());
