@@ -27,7 +27,6 @@ public:
         Latencies latencies;
         std::uint64_t answers = 0;
         std::uint64_t notModified = 0;
-        std::uint64_t bytes = 0;
         std::uint64_t failed = 0;  ///< Answers of other kinds, and connections lost.
     };
 

@@ -30,9 +30,7 @@ LiveNetwork::LiveNetwork(const std::string& pis, Results& results, NetworkFeed& 
     if (!loop.runUntil([this] { return rowsOf("service_stops") == feed.serviceStops(); }, kPatience)) {
         throw std::runtime_error("the service does not show the whole state");
     }
-    const std::chrono::duration<double> took = Clock::now() - began;
-    _results.write("network", feed.rows(), feed.serviceStops(), feed.stations().size(), took.count(),
-                   service.residentBytes());
+    _secondsToShow = std::chrono::duration<double>(Clock::now() - began).count();
 }
 
 double LiveNetwork::endure(const std::string& name, std::size_t readers, const std::function<std::size_t()>& action) {
@@ -58,8 +56,8 @@ double LiveNetwork::endure(const std::string& name, std::size_t readers, const s
     return seconds;
 }
 
-void LiveNetwork::sendMark() {
-    const std::string line = feed.delay(marks.next());
+void LiveNetwork::sendMark(std::size_t number) {
+    const std::string line = feed.delay(number, marks.next());
     marks.send();
     link.send(line);
 }

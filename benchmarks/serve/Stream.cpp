@@ -76,16 +76,28 @@ void Stream::refused(std::string_view answer) {
 }
 
 void Stream::readable() {
+    while (isOpen() && readOnce()) {
+    }
+}
+
+/// True where more may be left.
+bool Stream::readOnce() {
     static constexpr std::string_view kGood = "HTTP/1.1 200";
     static std::array<char, std::size_t{1} << 16U> buffer;  // all streams are one thread's
-    if (!isOpen()) return;
     const std::size_t passedOver = toBePassedOver();
     const std::size_t wanted = passedOver > 0 ? passedOver : buffer.size();
     const ssize_t count = recv(_socket, buffer.data(), wanted, passedOver > 0 ? MSG_TRUNC : 0);
-    if (count < 0 && errno == EAGAIN) return;
-    if (count <= 0) return closeSocket();
+    if (count < 0 && errno == EAGAIN) return false;
+    if (count <= 0) {
+        closeSocket();
+        return false;
+    }
     const std::string_view came(buffer.data(), std::min(static_cast<std::size_t>(count), buffer.size()));
-    if (_bytes == 0 && came.substr(0, kGood.size()) != kGood) return refused(came.substr(0, came.find('\r')));
+    if (_bytes == 0 && came.substr(0, kGood.size()) != kGood) {
+        refused(came.substr(0, came.find('\r')));
+        return false;
+    }
     _bytes += static_cast<std::size_t>(count);
     if (passedOver == 0) received(came);
+    return static_cast<std::size_t>(count) == wanted;
 }

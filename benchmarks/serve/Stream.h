@@ -31,7 +31,7 @@ public:
     bool isOpen() const { return _socket >= 0; }
     std::size_t bytes() const { return _bytes; }
 
-    /// Reads once. An answer other than 200 ends the connection.
+    /// An answer other than 200 ends the connection.
     void readable() override;
 
 protected:
@@ -45,6 +45,7 @@ protected:
     void send(std::string_view text);
 
 private:
+    bool readOnce();
     void refused(std::string_view answer);
 
     int _socket;
