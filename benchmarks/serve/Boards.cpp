@@ -169,13 +169,8 @@ void Boards::callThoseDue() {
     }
 }
 
-bool Boards::allStand() const {
-    return std::all_of(_boards.begin(), _boards.end(),
-                       [](const auto& board) { return board->isAnswered() && board->isOpen(); });
-}
-
 std::size_t Boards::lost() const {
     const auto count =
-        std::count_if(_boards.begin(), _boards.end(), [](const auto& board) { return !board->isOpen(); });
+        std::count_if(_boards.begin(), _boards.end(), [](const auto& board) { return !board->stands(); });
     return static_cast<std::size_t>(count);
 }

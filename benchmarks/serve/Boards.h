@@ -38,10 +38,7 @@ public:
 
     void runUntil(Clock::time_point end);
 
-    /// Whether each was answered and follows its station.
-    bool allStand() const;
-
-    /// Boards whose stream or connection ended.
+    /// Boards that were not answered (yet), or whose stream or connection ended.
     std::size_t lost() const;
 
     std::size_t count() const { return _boards.size(); }
