@@ -18,7 +18,8 @@ bool FanOut::allBegan() const {
 }
 
 void FanOut::begin() {
-    _latencies = {};
+    out = {};
+    read = {};
     for (Reader& reader : _readers) {
         reader.known = _marks.next() - 1;
         reader.overtaken = 0;
@@ -47,7 +48,6 @@ std::size_t FanOut::bytes() const {
 /// Looks for the marks only: each is a number with a comma behind it.
 void FanOut::Reader::received(std::string_view bytes) {
     constexpr std::size_t kLongestMark = 32;
-    const Clock::time_point now = Clock::now();
     if (!_rest.empty()) {
         _rest.append(bytes);
         bytes = _rest;
@@ -62,7 +62,7 @@ void FanOut::Reader::received(std::string_view bytes) {
         if (end == std::string_view::npos) break;
         const std::size_t number = begin + Marks::kBefore.size();
         const auto mark = pis::base::numberIn<std::uint32_t>(bytes.substr(number, end - number));
-        if (mark && _crowd._marks.isMark(*mark)) note(*mark, now);
+        if (mark && _crowd._marks.isMark(*mark)) note(*mark);
         read = end;
     }
     if (bytes.back() == '\n') return _rest.clear();
@@ -70,11 +70,14 @@ void FanOut::Reader::received(std::string_view bytes) {
     _rest = std::string(bytes.substr(std::max(read, bytes.size() - std::min(bytes.size(), kLongestMark))));
 }
 
-void FanOut::Reader::note(std::uint32_t mark, Clock::time_point now) {
+void FanOut::Reader::note(std::uint32_t mark) {
+    const Clock::time_point now = Clock::now();
     if (mark <= known) return;
     overtaken += mark - known - 1;
     for (std::uint32_t next = known + 1; next <= mark; ++next) {
-        _crowd._latencies.add(now - _crowd._marks.sentAt(next));
+        const Clock::time_point sentAt = _crowd._marks.sentAt(next);
+        _crowd.out.add(arrivedAt() - sentAt);
+        _crowd.read.add(now - sentAt);
     }
     known = mark;
 }

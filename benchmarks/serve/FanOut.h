@@ -39,20 +39,24 @@ public:
 
     std::size_t count() const { return _readers.size(); }
     std::size_t bytes() const;
-    Latencies& latencies() { return _latencies; }
+
+    Latencies out;   ///< From when an event went in until it stood in a reader's socket.
+    Latencies read;  ///< The same until the reader had it in hand.
 
 private:
     class Reader : public Stream {
     public:
         Reader(FanOut& crowd, unsigned short port, const std::string& request)
-            : Stream(crowd._loop, {port}, request), _crowd(crowd) {}
+            : Stream(crowd._loop, {port}, request), _crowd(crowd) {
+            noteArrivals();
+        }
 
         std::uint32_t known = Marks::kFirst - 1;  // the latest mark
         std::size_t overtaken = 0;
 
     private:
         void received(std::string_view bytes) override;
-        void note(std::uint32_t mark, Clock::time_point now);
+        void note(std::uint32_t mark);
 
         FanOut& _crowd;
         std::string _rest;  // of a line that is still coming in
@@ -61,7 +65,6 @@ private:
     EventLoop& _loop;
     const Marks& _marks;
     std::deque<Reader> _readers;  // the loop holds addresses of readers
-    Latencies _latencies;
 };
 
 #endif

@@ -127,7 +127,7 @@ END {
     list("size-of", "|rows|service stops|stations|shown after, s|service, MB", \
         "2,text 3,grouped 4,grouped 5,grouped 6,1 7,1,1e6")
     title("Events to many readers")
-    list("fanout", "server|readers|events/s|p50 ms|p99 ms|most ms|CPU µs, each reader of an event|bytes of an event|" \
+    list("fanout", "server|readers|events/s|p50 ms|p99 ms|read: p99 ms|CPU µs, each reader of an event|bytes of an event|" \
         "cores, server|cores, load program|behind at the end|overtaken", \
         "2,text 3,grouped 4,text 5,1 6,1 7,1 8,2 9,grouped 10,2 11,2 12,grouped 13,grouped")
     title("What it stands")
