@@ -27,7 +27,10 @@ LiveNetwork::LiveNetwork(const std::string& pis, Results& results, NetworkFeed& 
     link.accept();
     const Clock::time_point began = Clock::now();
     link.send(feed.wholeState());
-    if (!loop.runUntil([this] { return rowsOf("service_stops") == feed.serviceStops(); }, kPatience)) {
+    const auto isShown = [this] {
+        return service.metric("pis_ready") == 1 && rowsOf("service_stops") == feed.serviceStops();
+    };
+    if (!loop.runUntil(isShown, kPatience)) {
         throw std::runtime_error("the service does not show the whole state");
     }
     _secondsToShow = std::chrono::duration<double>(Clock::now() - began).count();
