@@ -36,7 +36,7 @@ build/bench/benchmarks/bench-readers "$pis" "$results/day.jsonl" "$results/reade
 echo "A network" >&2
 sed -E -f benchmarks/serve/network.sed "$kNetwork" >"$results/network.json"
 "$pis" simulate "$results/network.json" --start 06:00 --until 10:00 >"$results/network.jsonl"
-build/bench/benchmarks/bench-network "$pis" "$results/network.jsonl" "$results/network.tsv"
+build/bench/benchmarks/bench-network "$pis" "$results/day.jsonl" "$results/network.jsonl" "$results/network.tsv"
 
 service=
 end_service() {

@@ -42,8 +42,8 @@ public:
 
     void readable() override;
 
-    bool isAnswered() const { return _isAnswered; }
-    bool isOpen() const { return _socket >= 0 && _stream != nullptr && _stream->isOpen(); }
+    /// Whether it was answered and follows its station.
+    bool stands() const { return _isAnswered && _socket >= 0 && _stream != nullptr && _stream->isOpen(); }
 
 private:
     void ask();

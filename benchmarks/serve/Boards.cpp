@@ -97,12 +97,13 @@ void Board::ask() {
 
 void Board::readable() {
     static std::array<char, std::size_t{1} << 16U> buffer;  // all boards are one thread's
-    if (_socket < 0) return;
-    const ssize_t count = recv(_socket, buffer.data(), buffer.size(), 0);
-    if (count < 0 && errno == EAGAIN) return;
-    if (count <= 0) return lose();
-    _text.append(buffer.data(), static_cast<std::size_t>(count));
-    _boards.figures.bytes += static_cast<std::size_t>(count);
+    for (auto count = static_cast<ssize_t>(buffer.size()); count == static_cast<ssize_t>(buffer.size());) {
+        if (_socket < 0) return;
+        count = recv(_socket, buffer.data(), buffer.size(), 0);
+        if (count < 0 && errno == EAGAIN) break;
+        if (count <= 0) return lose();
+        _text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
     if (!takeAnswer()) return;
     callIn(kGap);
     if (_stream == nullptr) {
@@ -168,13 +169,8 @@ void Boards::callThoseDue() {
     }
 }
 
-bool Boards::allStand() const {
-    return std::all_of(_boards.begin(), _boards.end(),
-                       [](const auto& board) { return board->isAnswered() && board->isOpen(); });
-}
-
 std::size_t Boards::lost() const {
     const auto count =
-        std::count_if(_boards.begin(), _boards.end(), [](const auto& board) { return !board->isOpen(); });
+        std::count_if(_boards.begin(), _boards.end(), [](const auto& board) { return !board->stands(); });
     return static_cast<std::size_t>(count);
 }

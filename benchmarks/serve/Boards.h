@@ -27,7 +27,6 @@ public:
         Latencies latencies;
         std::uint64_t answers = 0;
         std::uint64_t notModified = 0;
-        std::uint64_t bytes = 0;
         std::uint64_t failed = 0;  ///< Answers of other kinds, and connections lost.
     };
 
@@ -39,10 +38,7 @@ public:
 
     void runUntil(Clock::time_point end);
 
-    /// Whether each was answered and follows its station.
-    bool allStand() const;
-
-    /// Boards whose stream or connection ended.
+    /// Boards that were not answered (yet), or whose stream or connection ended.
     std::size_t lost() const;
 
     std::size_t count() const { return _boards.size(); }

@@ -21,7 +21,7 @@ public:
     Watched(const Watched&) = delete;
     Watched& operator=(const Watched&) = delete;
 
-    /// There is something to read, or the connection is over.
+    /// Something has come, or the connection is over. Reads until nothing is left: it is not called twice for the same.
     virtual void readable() = 0;
 };
 
@@ -38,7 +38,7 @@ public:
     /// Watches a socket until it is closed.
     void add(int socket, Watched& watched) {
         epoll_event interest{};
-        interest.events = EPOLLIN;
+        interest.events = EPOLLIN | EPOLLET;
         interest.data.ptr = &watched;
         if (epoll_ctl(_poll, EPOLL_CTL_ADD, socket, &interest) != 0) {
             throw std::runtime_error("a socket cannot be watched");

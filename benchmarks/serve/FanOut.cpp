@@ -18,19 +18,25 @@ bool FanOut::allBegan() const {
 }
 
 void FanOut::begin() {
-    _sentBefore = _marks.sent();
-    _latencies = {};
-    for (Reader& reader : _readers) reader.got = 0;
+    out = {};
+    read = {};
+    for (Reader& reader : _readers) {
+        reader.known = _marks.next() - 1;
+        reader.overtaken = 0;
+    }
 }
 
-bool FanOut::allHaveAll() const {
-    return incomplete() == 0;
-}
-
-std::size_t FanOut::incomplete() const {
-    const auto count = std::count_if(_readers.begin(), _readers.end(),
-                                     [this](const Reader& reader) { return !reader.isOpen() || reader.got != sent(); });
+std::size_t FanOut::behind() const {
+    const auto count = std::count_if(_readers.begin(), _readers.end(), [this](const Reader& reader) {
+        return !reader.isOpen() || reader.known != _marks.next() - 1;
+    });
     return static_cast<std::size_t>(count);
+}
+
+std::size_t FanOut::overtaken() const {
+    std::size_t sum = 0;
+    for (const Reader& reader : _readers) sum += reader.overtaken;
+    return sum;
 }
 
 std::size_t FanOut::bytes() const {
@@ -42,7 +48,6 @@ std::size_t FanOut::bytes() const {
 /// Looks for the marks only: each is a number with a comma behind it.
 void FanOut::Reader::received(std::string_view bytes) {
     constexpr std::size_t kLongestMark = 32;
-    const Clock::time_point now = Clock::now();
     if (!_rest.empty()) {
         _rest.append(bytes);
         bytes = _rest;
@@ -57,13 +62,22 @@ void FanOut::Reader::received(std::string_view bytes) {
         if (end == std::string_view::npos) break;
         const std::size_t number = begin + Marks::kBefore.size();
         const auto mark = pis::base::numberIn<std::uint32_t>(bytes.substr(number, end - number));
-        if (mark && _crowd._marks.isMark(*mark)) {
-            ++got;
-            _crowd._latencies.add(now - _crowd._marks.sentAt(*mark));
-        }
+        if (mark && _crowd._marks.isMark(*mark)) note(*mark);
         read = end;
     }
     if (bytes.back() == '\n') return _rest.clear();
     // A mark may come in two pieces.
     _rest = std::string(bytes.substr(std::max(read, bytes.size() - std::min(bytes.size(), kLongestMark))));
+}
+
+void FanOut::Reader::note(std::uint32_t mark) {
+    const Clock::time_point now = Clock::now();
+    if (mark <= known) return;
+    overtaken += mark - known - 1;
+    for (std::uint32_t next = known + 1; next <= mark; ++next) {
+        const Clock::time_point sentAt = _crowd._marks.sentAt(next);
+        _crowd.out.add(arrivedAt() - sentAt);
+        _crowd.read.add(now - sentAt);
+    }
+    known = mark;
 }

@@ -24,41 +24,47 @@ public:
     /// Whether each has been answered.
     bool allBegan() const;
 
-    /// From now on each event that each reader gets is counted and timed, none of those before.
+    /// From now on each event that each reader gets is counted and timed, none of those before. An event that was
+    /// overtaken by a later one of the same record counts until that one came.
     void begin();
 
-    /// Whether every reader got every event that was sent since.
-    bool allHaveAll() const;
+    /// Whether every reader knows of the last event that was sent.
+    bool allKnow() const { return behind() == 0; }
 
-    /// Readers that did not, or whose stream ended.
-    std::size_t incomplete() const;
+    /// Readers that do not, or whose stream ended.
+    std::size_t behind() const;
+
+    /// Events that readers did not see since later ones overtook them.
+    std::size_t overtaken() const;
 
     std::size_t count() const { return _readers.size(); }
     std::size_t bytes() const;
-    Latencies& latencies() { return _latencies; }
+
+    Latencies out;   ///< From when an event went in until it stood in a reader's socket.
+    Latencies read;  ///< The same until the reader had it in hand.
 
 private:
     class Reader : public Stream {
     public:
         Reader(FanOut& crowd, unsigned short port, const std::string& request)
-            : Stream(crowd._loop, {port}, request), _crowd(crowd) {}
+            : Stream(crowd._loop, {port}, request), _crowd(crowd) {
+            noteArrivals();
+        }
 
-        std::uint32_t got = 0;
+        std::uint32_t known = Marks::kFirst - 1;  // the latest mark
+        std::size_t overtaken = 0;
 
     private:
         void received(std::string_view bytes) override;
+        void note(std::uint32_t mark);
 
         FanOut& _crowd;
         std::string _rest;  // of a line that is still coming in
     };
 
-    std::uint32_t sent() const { return _marks.sent() - _sentBefore; }
-
     EventLoop& _loop;
     const Marks& _marks;
-    std::uint32_t _sentBefore = 0;
     std::deque<Reader> _readers;  // the loop holds addresses of readers
-    Latencies _latencies;
 };
 
 #endif

@@ -27,12 +27,13 @@ LiveNetwork::LiveNetwork(const std::string& pis, Results& results, NetworkFeed& 
     link.accept();
     const Clock::time_point began = Clock::now();
     link.send(feed.wholeState());
-    if (!loop.runUntil([this] { return rowsOf("service_stops") == feed.serviceStops(); }, kPatience)) {
+    const auto isShown = [this] {
+        return service.metric("pis_ready") == 1 && rowsOf("service_stops") == feed.serviceStops();
+    };
+    if (!loop.runUntil(isShown, kPatience)) {
         throw std::runtime_error("the service does not show the whole state");
     }
-    const std::chrono::duration<double> took = Clock::now() - began;
-    _results.write("network", feed.rows(), feed.serviceStops(), feed.stations().size(), took.count(),
-                   service.residentBytes());
+    _secondsToShow = std::chrono::duration<double>(Clock::now() - began).count();
 }
 
 double LiveNetwork::endure(const std::string& name, std::size_t readers, const std::function<std::size_t()>& action) {
@@ -58,8 +59,8 @@ double LiveNetwork::endure(const std::string& name, std::size_t readers, const s
     return seconds;
 }
 
-void LiveNetwork::sendMark() {
-    const std::string line = feed.delay(marks.next());
+void LiveNetwork::sendMark(std::size_t number) {
+    const std::string line = feed.delay(number, marks.next());
     marks.send();
     link.send(line);
 }

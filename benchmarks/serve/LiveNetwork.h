@@ -26,8 +26,11 @@ public:
     /// @return seconds that the action took.
     double endure(const std::string& name, std::size_t readers, const std::function<std::size_t()>& action);
 
-    /// Another delay of a service stop, marked.
-    void sendMark();
+    /// A marked delay of a service stop. @param number which: see NetworkFeed::delay.
+    void sendMark(std::size_t number);
+
+    /// Seconds from when the whole state was sent until it was shown.
+    double secondsToShow() const { return _secondsToShow; }
 
     /// Rows that the picture has of a table.
     std::size_t rowsOf(const std::string& table) const;
@@ -40,6 +43,7 @@ public:
 
 private:
     Results& _results;
+    double _secondsToShow = 0;
 };
 
 #endif

@@ -72,10 +72,9 @@ const std::string& NetworkFeed::next() {
     return _day[_nextOfDay++];
 }
 
-std::string NetworkFeed::delay(std::uint32_t seconds) {
+std::string NetworkFeed::delay(std::size_t number, std::uint32_t seconds) const {
     constexpr std::size_t kFarApart = 7919;
-    const FeedRecord& stop = _serviceStops[_nextStop];
-    _nextStop = (_nextStop + kFarApart) % _serviceStops.size();
+    const FeedRecord& stop = _serviceStops[number * kFarApart % _serviceStops.size()];
     const std::string delay = std::to_string(seconds);
     return lineOf(update(stop.type, stop.id, {stop.fields[0], stop.fields[1], stop.fields[2], delay, delay}));
 }

@@ -25,8 +25,8 @@ public:
     /// The day's next record. @throws std::runtime_error at its end.
     const std::string& next();
 
-    /// A delay for another service stop each time.
-    std::string delay(std::uint32_t seconds);
+    /// A delay of a service stop. @param number any: neighbours are far apart.
+    std::string delay(std::size_t number, std::uint32_t seconds) const;
 
     /// The first line's name, so long.
     std::string lineName(char letter, std::size_t length) const;
@@ -44,7 +44,6 @@ private:
     std::size_t _nextOfDay = 0;
     std::vector<int> _stations;  // ids
     std::vector<pis::feed::FeedRecord> _serviceStops;
-    std::size_t _nextStop = 0;
     pis::feed::FeedRecord _line;
     std::size_t _rows = 0;
     std::size_t _services = 0;

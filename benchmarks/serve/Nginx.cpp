@@ -23,7 +23,7 @@ bool listensAt(unsigned short port) {
 
 /// The file that says what nginx is to do.
 std::string writtenConfiguration(const std::string& folder, unsigned short port) {
-    const std::string path = folder + "/nginx.conf";
+    std::string path = folder + "/nginx.conf";
     std::ofstream file(path);
     file << "load_module " << kModule << ";\n"
          << "daemon off;\n"

@@ -3,11 +3,14 @@
 #ifndef BENCHMARKS_SERVE_STREAM_H
 #define BENCHMARKS_SERVE_STREAM_H
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "EventLoop.h"
+#include "Latencies.h"
 
 /// Where a connection goes and how it is made.
 struct Way {
@@ -31,7 +34,7 @@ public:
     bool isOpen() const { return _socket >= 0; }
     std::size_t bytes() const { return _bytes; }
 
-    /// Reads once. An answer other than 200 ends the connection.
+    /// An answer other than 200 ends the connection.
     void readable() override;
 
 protected:
@@ -41,14 +44,24 @@ protected:
     /// How many of the next bytes nobody needs to see: they are taken from the kernel and not copied.
     virtual std::size_t toBePassedOver() const { return 0; }
 
+    /// From now on the kernel notes when bytes come in, however long it takes until they are read.
+    void noteArrivals();
+
+    /// When the latest of what was received had come in, by the clock of the run.
+    Clock::time_point arrivedAt() const { return _arrivedAt; }
+
     void closeSocket();
     void send(std::string_view text);
 
 private:
+    bool readOnce();
+    ssize_t receiveInto(char* buffer, std::size_t size);
     void refused(std::string_view answer);
 
     int _socket;
     std::size_t _bytes = 0;
+    bool _notesArrivals = false;
+    Clock::time_point _arrivedAt;
 };
 
 /// Connected and blocking. @throws std::runtime_error
