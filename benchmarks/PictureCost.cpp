@@ -173,7 +173,8 @@ void measureBoards() {
     constexpr int kRecordsOfSecond = 12;
     constexpr int kSeconds = 120;
     MetroPicture metro;
-    pis::service::BodyCache bodies;
+    pis::service::TextAccount account(std::size_t{1} << 30);
+    pis::service::BodyCache bodies(account);
     pis::service::DepartureCache cache(bodies);
     double spent = 0;
     double packing = 0;

@@ -111,15 +111,18 @@ AnswerWriter::State AnswerWriter::fill(const std::shared_ptr<const picture::Pict
 
 AnswerWriter::State AnswerWriter::fillFromStream(const std::shared_ptr<const picture::Picture>& picture) {
     if (!_stream->isToHear) return NO_NEWS;
-    const ChangeStream::Piece piece = _sources.changes.next(_stream->reader, picture);
+    const unsigned ofFeed = summaryOf(picture->feed);
+    const bool tick = _stream->isToHearTime || _stream->toldOfFeed != ofFeed;
+    const ChangeStream::Piece piece = _sources.changes.next(_stream->reader, picture, tick);
     if (piece.state == ChangeStream::Piece::WAIT) return NO_TURN;
     if (piece.state == ChangeStream::Piece::LEFT_BEHIND) return leaveBehind();
-    add(piece.chunk);
+    if (piece.chunk != nullptr) add(piece.chunk);
     _stream->coalesced += piece.coalesced;
     if (piece.state == ChangeStream::Piece::MORE) return MORE;
-    _stream->isToHear = false;
+    _stream->isToHear = _stream->isToHearTime = false;
     _stream->knows = picture->revision;
-    _stream->toldOfFeed = summaryOf(picture->feed);
+    _stream->toldOfFeed = ofFeed;
+    _stream->isTold = _stream->isTold || piece.chunk != nullptr;
     return NO_NEWS;
 }
 
@@ -157,6 +160,10 @@ std::uint64_t AnswerWriter::bytesLeft() {
     int held = 0;
     if (ioctl(_socket.native_handle(), TIOCOUTQ, &held) != 0) held = 0;
     return _outbox.written() - std::min(_outbox.written(), static_cast<std::uint64_t>(std::max(held, 0)));
+}
+
+bool AnswerWriter::takeTold() {
+    return _stream && std::exchange(_stream->isTold, false);
 }
 
 std::size_t AnswerWriter::takeCoalesced() {

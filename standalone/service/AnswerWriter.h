@@ -55,11 +55,14 @@ public:
     /// Whether a stream is under way.
     bool streams() const { return _stream.has_value(); }
 
-    /// Whether a stream's reader is to hear of a picture at once.
+    /// Whether a stream's reader may have to hear of a picture at once.
     bool isNews(const picture::Picture& picture) const;
 
-    /// A stream's reader is to be sent what is new, and be it the time.
+    /// A stream's reader is to be sent what is new of the picture for it, or how the feed is where that is new.
     void tellNews() { _stream->isToHear = true; }
+
+    /// A stream's reader is to be sent what is new, and be it the time.
+    void tellTime() { _stream->isToHear = _stream->isToHearTime = true; }
 
     /// Adds a text to a stream whose reader waits: a comment.
     void addToStream(const SharedText& text) { add(text); }
@@ -73,6 +76,9 @@ public:
     /// Bytes that have left this machine for the client. Asks the system.
     std::uint64_t bytesLeft();
 
+    /// Whether the stream's reader has been told the time since this was last asked.
+    bool takeTold();
+
     /// Changes that the stream's reader did not see one by one since this was last asked.
     std::size_t takeCoalesced();
 
@@ -80,6 +86,8 @@ private:
     struct Stream {
         ChangeStream::Reader reader;
         bool isToHear = true;
+        bool isToHearTime = true;
+        bool isTold = false;
         picture::Revision knows = 0;
         unsigned toldOfFeed = 0;
         std::size_t coalesced = 0;

@@ -68,10 +68,11 @@ ChangeStream::ChangeStream(const RevisionTokens& tokens, TextAccount& account, D
       _clock(std::move(clock)),
       _steps(DocumentTexts::roomIn(account)) {}
 
-ChangeStream::Piece ChangeStream::next(Reader& reader, const std::shared_ptr<const picture::Picture>& picture) {
+ChangeStream::Piece ChangeStream::next(Reader& reader, const std::shared_ptr<const picture::Picture>& picture,
+                                       bool tick) {
     forgetTicks(picture);
     if (reader._knows && !picture->knowsSince(reader._knows->revision)) reader._knows.reset();
-    if (reader._knows) return nextStep(reader, *picture);
+    if (reader._knows) return nextStep(reader, *picture, tick);
 
     if (!reader._whole) {
         reader._whole.emplace(wholeFor(reader, picture), DocumentTexts::CHUNKS);
@@ -86,6 +87,7 @@ void ChangeStream::forgetTicks(const std::shared_ptr<const picture::Picture>& pi
     const Clock::time_point now = _clock();
     if (_latestOf.lock() == picture && now - _latestSince < kFresh) return;
     _latest.clear();
+    _last.reset();
     _latestOf = picture;
     _latestSince = now;
 }
@@ -123,20 +125,34 @@ ChangeStream::Piece ChangeStream::nextOfWhole(Reader& reader) {
 
 // --- From revision to revision ------------------------------------------------------------------
 
-ChangeStream::Piece ChangeStream::nextStep(Reader& reader, const picture::Picture& picture) {
-    const std::string name = fmt::format("{}{}.{}", reader._key, reader._knows->revision, reader._knows->parts);
-    const auto take = [&reader](const Step& step) {
+ChangeStream::Piece ChangeStream::nextStep(Reader& reader, const picture::Picture& picture, bool tick) {
+    const auto take = [&reader, tick](const Step& step) {
         reader._knows = step.leadsTo;
-        return Piece{step.chunk, step.coalesced, step.isLatest ? Piece::LATEST : Piece::MORE};
+        return Piece{step.isTick && !tick ? nullptr : step.chunk, step.coalesced,
+                     step.isLatest ? Piece::LATEST : Piece::MORE};
     };
-    if (const auto made = _latest.find(name); made != _latest.end()) return take(made->second);
-    if (const Step* made = _steps.find(name)) return take(*made);
-    if (!_account.hasRoom()) return {nullptr, 0, Piece::WAIT};
+    if (_last && _lastFrom == *reader._knows && _lastKey == reader._key) return take(*_last);
+    _last = stepFrom(reader, picture);
+    if (!_last) return {nullptr, 0, Piece::WAIT};
+    _lastFrom = *reader._knows;
+    _lastKey = reader._key;
+    return take(*_last);
+}
+
+/// The step that a reader takes; nothing where no text may be made now.
+std::optional<ChangeStream::Step> ChangeStream::stepFrom(const Reader& reader, const picture::Picture& picture) {
+    const std::string name = fmt::format("{}{}.{}", reader._key, reader._knows->revision, reader._knows->parts);
+    if (const auto made = _latest.find(name); made != _latest.end()) return made->second;
+    if (const Step* made = _steps.find(name)) return *made;
+    if (!_account.hasRoom()) return std::nullopt;
     Step step = makeStep(reader, picture);
-    if (step.isLatest) return take(_latest.emplace(name, std::move(step)).first->second);
-    // A step that was made for an earlier picture stays true: what it leaves out because it changed again comes later.
-    _steps.put(name, step, step.chunk->size());
-    return take(step);
+    if (step.isLatest) {
+        _latest.emplace(name, step);
+    } else {
+        // It stays true for later pictures: what it leaves out because that has changed again comes with a later step.
+        _steps.put(name, step, step.chunk->size());
+    }
+    return step;
 }
 
 ChangeStream::Step ChangeStream::makeStep(const Reader& reader, const picture::Picture& picture) const {
@@ -170,6 +186,7 @@ ChangeStream::Step ChangeStream::makeStep(const Reader& reader, const picture::P
     picture.log.forEachAfter(reader._filter.stationId, step.leadsTo, visit);
     if (step.isLatest) {
         step.leadsTo = {picture.revision, 0};
+        step.isTick = events.empty();
         appendEvent(events, "revision", _tick(picture), _tokens.of(picture.revision));
     } else if (events.empty()) {
         events = ": on the way\n\n";  // an empty chunk would be the last one

@@ -57,7 +57,7 @@ public:
 
     /// What a reader is to be sent next.
     struct Piece {
-        SharedText chunk;           ///< Events as a chunk of HTTP/1.1, never an empty one; null as `state` says.
+        SharedText chunk;           ///< Events as a chunk of HTTP/1.1, never an empty one; null where there are none.
         std::size_t coalesced = 0;  ///< Changes that the reader will not see one by one.
         enum State {
             MORE,        ///< More is to follow.
@@ -68,8 +68,9 @@ public:
     };
 
     /// The next piece on a reader's way to a picture: `update` and `remove` events, or where that cannot be said a
-    /// `reset`; a `revision` event last. Where nothing is new, that one alone. The reader counts as one that has it.
-    Piece next(Reader& reader, const std::shared_ptr<const picture::Picture>& picture);
+    /// `reset`; a `revision` event last. The reader counts as one that has it.
+    /// @param tick whether a reader for whom nothing is new is to be sent the `revision` event all the same.
+    Piece next(Reader& reader, const std::shared_ptr<const picture::Picture>& picture, bool tick = true);
 
 private:
     struct Step {
@@ -77,12 +78,14 @@ private:
         std::size_t coalesced = 0;
         picture::LogPlace leadsTo;
         bool isLatest = false;
+        bool isTick = false;  // nothing else
     };
 
     std::shared_ptr<const RowDocument> wholeFor(const Reader& reader,
                                                 const std::shared_ptr<const picture::Picture>& picture);
     Piece nextOfWhole(Reader& reader);
-    Piece nextStep(Reader& reader, const picture::Picture& picture);
+    Piece nextStep(Reader& reader, const picture::Picture& picture, bool tick);
+    std::optional<Step> stepFrom(const Reader& reader, const picture::Picture& picture);
     Step makeStep(const Reader& reader, const picture::Picture& picture) const;
     void forgetTicks(const std::shared_ptr<const picture::Picture>& picture);
 
@@ -97,6 +100,11 @@ private:
     std::unordered_map<std::string, Step> _latest;  // steps that lead to the picture below, ticks and all
     std::weak_ptr<const picture::Picture> _latestOf;
     Clock::time_point _latestSince;
+
+    // The step that was taken last, by whom: most readers stand alike, and come one after the other.
+    std::string _lastKey;
+    picture::LogPlace _lastFrom;
+    std::optional<Step> _last;
 };
 
 }  // namespace pis::service

@@ -165,6 +165,7 @@ void HttpConnection::writeOn(const std::shared_ptr<const picture::Picture>& pict
     _waiting = FOR_NOTHING;
     const AnswerWriter::State state = _writer.writeOn(picture);
     _server._metrics.coalesced(_writer.takeCoalesced());
+    if (_writer.takeTold()) _lastTick = _server.now();
     _server.textsMayHaveGone();
     switch (state) {
         case AnswerWriter::DONE: return answered();
@@ -207,11 +208,6 @@ void HttpConnection::takeTurn() {
 
 void HttpConnection::pictureChanged(const std::shared_ptr<const picture::Picture>& picture) {
     if (_waiting != FOR_NOTHING || _finishing || !_writer.isNews(*picture)) return;
-    sendNews(picture);
-}
-
-void HttpConnection::sendNews(const std::shared_ptr<const picture::Picture>& picture) {
-    _lastTick = _server.now();
     _writer.tellNews();
     writeOn(picture);
 }
@@ -259,7 +255,8 @@ void HttpConnection::keepAlive(Clock::time_point now) {
         writeOn(_server._sources.published.current());
     } else if (now - _lastTick >= _server._limits.tick) {
         // With what is new, if anything is: a tick names the revision that the reader knows.
-        sendNews(_server._sources.published.current());
+        _writer.tellTime();
+        writeOn(_server._sources.published.current());
     }
 }
 

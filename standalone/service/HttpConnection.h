@@ -76,7 +76,6 @@ private:
     void beginStream();
     void writeOn(const std::shared_ptr<const picture::Picture>& picture);
     void answered();
-    void sendNews(const std::shared_ptr<const picture::Picture>& picture);
     void watchProgress(Clock::time_point now);
     void keepAlive(Clock::time_point now);
     void stopCounting();

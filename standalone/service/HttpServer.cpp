@@ -219,11 +219,14 @@ void HttpServer::writeSome() {
     if (_writesSoon) asio::post(_context, [this] { writeSome(); });
 }
 
-/// Says when whoever works for many has to let others have their turn.
+/// Says when whoever works for many has to let others have their turn. Looks at the clock every now and then.
 std::function<bool()> HttpServer::sliceOfTime() {
     constexpr std::chrono::milliseconds kSlice{3};
+    constexpr unsigned kSteps = 8;
     _now = std::chrono::steady_clock::now();
-    return [until = _now + kSlice] { return std::chrono::steady_clock::now() >= until; };
+    return [until = _now + kSlice, steps = 0U]() mutable {
+        return ++steps % kSteps == 0 && std::chrono::steady_clock::now() >= until;
+    };
 }
 
 // --- Turns --------------------------------------------------------------------------------------

@@ -208,6 +208,25 @@ TEST_F(ChangeStreamTest, OneStationHearsWhatComesAndWhatGoes) {
     EXPECT_EQ(0U, events(reader).find("event: revision\n"));
 }
 
+TEST_F(ChangeStreamTest, WhereNothingIsNewForAReaderNothingIsSentButTheTime) {
+    update(Station(5));
+    publish();
+    ChangeFilter filter;
+    filter.stationId = 5;
+    ChangeStream::Reader reader(filter, 1);
+    line(1, "North");
+    publish();
+    const ChangeStream::Piece nothing = stream.next(reader, picture, false);
+    EXPECT_EQ(nullptr, nothing.chunk);
+    EXPECT_EQ(State::LATEST, nothing.state);
+    EXPECT_EQ(0U, events(reader).find("event: revision\nid: " + tokens.of(2)));
+    Station renamed(5);
+    renamed.setName("Harbour");
+    update(renamed);
+    publish();
+    EXPECT_NE(nullptr, stream.next(reader, picture, false).chunk);
+}
+
 // --- At random ---
 
 /// The stations of a row by the records as they stand, in the plainest way there is.
