@@ -33,6 +33,7 @@ Pattern patternOf(std::vector<int> stops) {
     std::for_each(pattern.byId.begin(), again, [&firsts](const auto& stop) { firsts.push_back(stop.second); });
     std::sort(firsts.begin(), firsts.end());
     std::vector<int> once;
+    once.reserve(firsts.size());
     for (const std::size_t place : firsts) once.push_back(pattern.stops[place]);
     return patternOf(std::move(once));
 }
@@ -200,6 +201,7 @@ Pattern NextCalls::timedPattern(int tripId) {
     }
     std::sort(times.begin(), times.end());
     std::vector<int> stops;
+    stops.reserve(times.size());
     for (const Time& time : times) stops.push_back(std::get<int>(time));
     return patternOf(std::move(stops));
 }

@@ -19,7 +19,7 @@ std::shared_ptr<AnswerBody> BodyCache::get(const std::string& request, std::uint
 
 SharedText BodyCache::compressed(AnswerBody& body) {
     if (body.gzip) return body.gzip;
-    const SharedText gzip = _account.keep(gzipped(*body.plain));
+    SharedText gzip = _account.keep(gzipped(*body.plain));
     const Entry* known = _bodies.find(body.request);
     if (known == nullptr || known->body.get() != &body) return gzip;
     if (!_bodies.hasRoomFor(body.request, bytesOf(body) + gzip->size())) return gzip;
