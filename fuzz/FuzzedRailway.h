@@ -2,7 +2,6 @@
 #ifndef FUZZ_FUZZEDRAILWAY_H
 #define FUZZ_FUZZEDRAILWAY_H
 
-#include <initializer_list>
 #include <memory>
 
 #include "Input.h"
@@ -43,9 +42,6 @@ private:
     /// As the railway itself numbers what belongs together.
     void addTrain() {
         using namespace SignallingCodes;
-        constexpr int kService = 1;
-        constexpr int kTrip = 2;
-        constexpr int kStop = 7;
         pis::picture::PictureBuilder& builder = _railway.builder();
         for (const int id : {1, 2}) {
             PlatformInfo platform(id);
@@ -53,19 +49,11 @@ private:
             builder.accept({STATION_UPDATED, id + 1, Station(id + 1)});
             builder.accept({PLATFORM_UPDATED, id, platform});
         }
-        builder.accept({SERVICE_UPDATED, kService, Service(kService, kTrip, pis::picture::RandomRailway::kNow)});
-        stop(TRIP_STOP, kStop, {kTrip, 1, 0, 0, 60});
-        stop(TRIP_STOP, kStop + 1, {kTrip, 2, 0, 180, 180});
-        stop(SERVICE_STOP, kStop, {kService, kStop, 0, 0, 0});
+        builder.accept({SERVICE_UPDATED, 1, Service(1, 2, pis::picture::RandomRailway::kNow)});
+        takeLine(R"({"update": 7, "id": 7, "fields": ["2", "1", "Y", "0", "60"]})");
+        takeLine(R"({"update": 7, "id": 8, "fields": ["2", "2", "Y", "180", "180"]})");
+        takeLine(R"({"update": 9, "id": 7, "fields": ["1", "7", "0", "0", "0"]})");
         publish();
-    }
-
-    void stop(int type, int id, std::initializer_list<int> fields) {
-        pis::feed::FeedRecord record;
-        record.type = type;
-        record.id = id;
-        for (const int field : fields) record.fields.append(std::to_string(field));
-        _railway.builder().acceptStop(record);
     }
 
     int id() { return _input.once(10) ? _input.any<int>() : _input.upTo(pis::picture::RandomRailway::kTrips); }
