@@ -244,7 +244,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (input.once(2)) options.maxElements = static_cast<std::size_t>(input.upTo(8));
     if (input.once(2)) options.maxBytes = static_cast<std::uint64_t>(input.upTo(100));
     constexpr std::uint64_t kPlenty = std::uint64_t{1} << 40;
-    Book book(std::min<std::uint64_t>(options.maxElements, kPlenty), std::min(options.maxBytes, kPlenty));
+    const std::uint64_t mostElements = std::min<std::uint64_t>(options.maxElements, kPlenty);
+    const std::uint64_t mostBytes = std::min(options.maxBytes, kPlenty);
+    Book book(mostElements, mostBytes);
     Receiver receiver;
     Intake intake(&receiver, options);
 
@@ -282,8 +284,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
         wasAbandoned = wasAbandoned || (record.kind == FeedRecord::SNAPSHOT_END && outcome == Outcome::FAILED);
         const std::uint64_t times = intake.inSnapshot() || wasAbandoned ? 2 : 1;
-        require(options.maxElements > kPlenty || all.elements <= times * options.maxElements, "too many elements");
-        require(options.maxBytes > kPlenty || all.bytes <= times * options.maxBytes, "too many bytes");
+        require(all.elements <= times * mostElements, "too many elements");
+        require(all.bytes <= times * mostBytes, "too many bytes");
     }
     const IntakeCounts counts = intake.counts();
     for (const auto& [outcome, count] : outcomes) requireEqual(recordsOf(counts, outcome), count, outcomeName(outcome));
