@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 /// Bytes as they can be read in a report.
@@ -28,6 +29,11 @@ inline std::string readable(const std::vector<std::string>& texts) {
     std::string all = std::to_string(texts.size()) + ":";
     for (const std::string& text : texts) all += " [" + readable(text) + "]";
     return all;
+}
+
+template <typename Number, typename = std::enable_if_t<std::is_arithmetic_v<Number>>>
+std::string readable(Number number) {
+    return std::to_string(number);
 }
 
 /// Ends the program when a condition does not hold.

@@ -13,6 +13,7 @@
 #include <cerrno>
 
 #include "FuzzCheck.h"
+#include "RandomRailway.h"
 #include "SmallService.h"
 #include "base/Numbers.h"
 #include "base/Text.h"
@@ -34,7 +35,11 @@ pis::service::HttpLimits smallLimits() {
 }
 
 struct Server {
-    Server() : port(http.listen("127.0.0.1", 0)) {}
+    Server() : port(http.listen("127.0.0.1", 0)) {
+        constexpr int kRecords = 60;
+        for (int i = 0; i < kRecords; ++i) railway.change();
+        railway.publish();
+    }
 
     /// Does all that can be done without anything more coming.
     void workOff() {
@@ -43,9 +48,15 @@ struct Server {
     }
 
     boost::asio::io_context context{1};
-    small::Service service{true};
+    pis::picture::RandomRailway railway{1};
+    pis::picture::ServiceClock clock{{pis::picture::ClockOptions::FEED, "day", "UTC", "03:00"}};
+    small::Service service{railway.published(), clock};
     pis::service::ServiceMetrics metrics;
-    pis::service::HttpServer http{context, smallLimits(), service.api, service.changes, service.published, metrics};
+    pis::service::HttpServer http{
+        context, smallLimits(),
+        pis::service::HttpServer::Sources{
+            service.api, {service.changes, service.documents}, service.account, railway.published()},
+        metrics};
     unsigned short port;
 };
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
 #include <stdexcept>
 
 #include "FakeHost.h"
@@ -35,8 +36,15 @@ std::string noise(const std::string& seed, std::size_t length) {
     return all;
 }
 
+/// Long texts take a hundred times as long as others: of each length and kind one is enough.
+bool isFirstOfItsKind(const std::string& input) {
+    static std::set<std::string> tried;
+    const auto length = lengthNearBound(static_cast<unsigned char>(input[1]));
+    return tried.insert(input[0] + std::to_string(length)).second;
+}
+
 std::string updateFrom(const std::string& input) {
-    if (input.size() < 3 || (input[0] != 'R' && input[0] != 'N')) return input;
+    if (input.size() < 3 || (input[0] != 'R' && input[0] != 'N') || !isFirstOfItsKind(input)) return input;
     const std::size_t length = lengthNearBound(static_cast<unsigned char>(input[1]));
     return input[0] == 'R' ? repeated(input.substr(2), length) : noise(input.substr(2), length);
 }

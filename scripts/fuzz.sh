@@ -25,6 +25,10 @@ gathered=build/fuzz-corpus/$name
 findings=build/fuzz-findings/$name
 mkdir -p "$gathered" "$findings"
 options=(-timeout=20 -max_total_time="$limit" -artifact_prefix="$findings/")
+if [ -f "fuzz/options/$name" ]; then
+    mapfile -t own_options <"fuzz/options/$name"
+    options+=("${own_options[@]}")
+fi
 if [ -f "fuzz/dictionaries/$name.dict" ]; then options+=(-dict="fuzz/dictionaries/$name.dict"); fi
 
 # The new inputs go into the first folder.

@@ -8,10 +8,11 @@ namespace pis::feed {
 namespace {
 
 constexpr std::size_t kReadAtOnce = std::size_t{1} << 16;
+constexpr std::size_t kRoom = LineReader::kMaxLine + kReadAtOnce;  // the padding comes behind it
 
 }  // namespace
 
-LineReader::LineReader(ByteSource& bytes) : _bytes(bytes), _buffer(kMaxLine + kReadAtOnce + kPadding) {}
+LineReader::LineReader(ByteSource& bytes) : _bytes(bytes), _buffer(new char[kRoom + kPadding]) {}
 
 std::uint64_t LineReader::consumed() const {
     if (_delivered == 0) return 0;
@@ -27,7 +28,7 @@ LineReader::Next LineReader::next() {
     while (true) {
         const void* lineEnd = std::memchr(&_buffer[searched], '\n', _end - searched);
         const std::size_t stop =
-            lineEnd == nullptr ? _end : static_cast<std::size_t>(static_cast<const char*>(lineEnd) - _buffer.data());
+            lineEnd == nullptr ? _end : static_cast<std::size_t>(static_cast<const char*>(lineEnd) - _buffer.get());
         if (stop - _begin > kMaxLine) tooLong = true;
 
         const bool lastLine = lineEnd == nullptr && _atEnd && (stop > _begin || tooLong);
@@ -49,12 +50,11 @@ LineReader::Next LineReader::next() {
 /// Moves the bytes left to the front and reads more behind them. False at the end and when the
 /// rest cannot be read.
 bool LineReader::refill() {
-    std::copy(_buffer.begin() + static_cast<std::ptrdiff_t>(_begin),
-              _buffer.begin() + static_cast<std::ptrdiff_t>(_end), _buffer.begin());
     _end -= _begin;
+    std::memmove(_buffer.get(), &_buffer[_begin], _end);
     _begin = 0;
 
-    const std::size_t got = _bytes.read(&_buffer[_end], std::min(kReadAtOnce, _buffer.size() - kPadding - _end));
+    const std::size_t got = _bytes.read(&_buffer[_end], std::min(kReadAtOnce, kRoom - _end));
     _end += got;
     _delivered += got;
     return got > 0;

@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "feed/ByteSource.h"
 
@@ -50,9 +50,9 @@ private:
     bool refill();
 
     ByteSource& _bytes;
-    std::uint64_t _delivered = 0;  // bytes that came out of _bytes
-    std::vector<char> _buffer;
-    std::size_t _begin = 0;  // of the bytes not yet handed out
+    std::uint64_t _delivered = 0;     // bytes that came out of _bytes
+    std::unique_ptr<char[]> _buffer;  // untouched memory beyond the longest line yet, so that it takes no room
+    std::size_t _begin = 0;           // of the bytes not yet handed out
     std::size_t _end = 0;
     bool _atEnd = false;
     std::string_view _line;

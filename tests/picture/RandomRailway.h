@@ -4,9 +4,11 @@
 #define TESTS_PICTURE_RANDOMRAILWAY_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "SignallingCodes.h"
@@ -14,6 +16,14 @@
 #include "picture/ServiceClock.h"
 
 namespace pis::picture {
+
+/// Gives a whole number from 1 to `most`, each time another one.
+using Chance = std::function<int(int most)>;
+
+inline Chance chanceOf(unsigned seed) {
+    return
+        [random = std::mt19937(seed)](int most) mutable { return std::uniform_int_distribution<int>(1, most)(random); };
+}
 
 class RandomRailway {
 public:
@@ -27,7 +37,9 @@ public:
     static constexpr int kNow = 36000;
 
     explicit RandomRailway(unsigned seed, std::size_t loggedChanges = PictureBuilder::kLoggedChanges)
-        : _random(seed),
+        : RandomRailway(chanceOf(seed), loggedChanges) {}
+    explicit RandomRailway(Chance chance, std::size_t loggedChanges = PictureBuilder::kLoggedChanges)
+        : _chance(std::move(chance)),
           _builder(
               _published, [] { return base::WallTime(); }, loggedChanges) {
         _builder.feed().ready = true;
@@ -41,7 +53,9 @@ public:
     void changeFeed();
 
     void deleteAllTripStops() { _builder.acceptDeletion(SignallingCodes::TRIP_STOP, 0); }
-    void setTime(double at) { _builder.feed().at = at; }
+
+    /// What the records and the feed's status go through, for those that are to come besides.
+    PictureBuilder& builder() { return _builder; }
 
     std::shared_ptr<const Picture> publish() {
         _builder.publish();
@@ -49,7 +63,7 @@ public:
     }
 
     const PublishedPicture& published() const { return _published; }
-    int upTo(int most) { return std::uniform_int_distribution<int>(1, most)(_random); }
+    int upTo(int most) { return _chance(most); }
     bool once(int in) { return upTo(in) == 1; }
 
 private:
@@ -97,7 +111,7 @@ private:
     void changeVehicle(int id);
 
     int _part = 0;
-    std::mt19937 _random;
+    Chance _chance;
     PublishedPicture _published;
     PictureBuilder _builder;
 };

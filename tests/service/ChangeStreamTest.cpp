@@ -2,11 +2,9 @@
 // who shares what.
 #include "service/ChangeStream.h"
 
-#include <set>
-
-#include "JsonValues.h"
 #include "PictureTest.h"
 #include "RandomRailway.h"
+#include "WireReader.h"
 #include "service/Chunks.h"
 
 namespace pis::service {
@@ -228,114 +226,6 @@ TEST_F(ChangeStreamTest, WhereNothingIsNewForAReaderNothingIsSentButTheTime) {
 }
 
 // --- At random ---
-
-/// The stations of a row by the records as they stand, in the plainest way there is.
-std::set<int> stationsOf(const picture::Picture& picture, Table table, const picture::Row& row) {
-    const auto stationOfTripStop = [&picture](int id) {
-        const auto* stop = picture.record<TripStop>(id);
-        const auto* platform = stop != nullptr ? picture.record<PlatformInfo>(stop->getPlatformId()) : nullptr;
-        return platform != nullptr ? platform->getStationId() : 0;
-    };
-    const auto stationsOfTrip = [&](int id) {
-        std::set<int> stations;
-        if (id == 0) return stations;  // which names no trip
-        for (const auto& stop : picture.rowsOf(Table::TRIP_STOPS)) {
-            if (picture.record<TripStop>(stop->id)->getTripId() == id) stations.insert(stationOfTripStop(stop->id));
-        }
-        return stations;
-    };
-    switch (table) {
-        case Table::STATIONS: return {row.id};
-        case Table::PLATFORMS: return {picture.record<PlatformInfo>(row.id)->getStationId()};
-        case Table::TRIP_STOPS: return {stationOfTripStop(row.id)};
-        case Table::SERVICE_STOPS: return {stationOfTripStop(picture.record<ServiceStop>(row.id)->getTripStopId())};
-        case Table::TRIPS: return stationsOfTrip(row.id);
-        case Table::SERVICES: return stationsOfTrip(picture.record<Service>(row.id)->getTripId());
-        default: return {};
-    }
-}
-
-/// What a filter takes.
-Rows wanted(const picture::Picture& picture, const ChangeFilter& filter) {
-    Rows rows;
-    simdjson::dom::parser parser;
-    for (const Table table : records::kEveryTable) {
-        if (!filter.includes(table)) continue;
-        for (const auto& row : picture.rowsOf(table)) {
-            if (filter.isOfStation() && stationsOf(picture, table, *row).count(filter.stationId) == 0) continue;
-            setRow(rows, parser.parse(row->json).value());
-        }
-    }
-    return rows;
-}
-
-/// A reader over the wire: what it holds is made of events alone, and a break costs it what it had not read whole.
-class WireReader {
-public:
-    explicit WireReader(const ChangeFilter& wanted) : filter(wanted), _reader(wanted, std::nullopt) {}
-
-    /// Begins anew with what it knows, as after a break.
-    void reconnect(const RevisionTokens& tokens) {
-        _text.clear();
-        _reader = ChangeStream::Reader(filter, tokens.read(_id).revision);
-    }
-
-    /// Reads a piece. True where it knows the picture.
-    bool read(ChangeStream& stream, const std::shared_ptr<const picture::Picture>& picture) {
-        const ChangeStream::Piece piece = stream.next(_reader, picture);
-        if (piece.state == State::LEFT_BEHIND) {
-            ++leftBehind;
-            _text.clear();
-            _id.clear();
-            _reader = ChangeStream::Reader(filter, std::nullopt);
-            return false;
-        }
-        _text += textIn(*piece.chunk);
-        for (std::size_t end = 0; (end = _text.find("\n\n")) != std::string::npos; _text.erase(0, end + 2)) {
-            hear(_text.substr(0, end));
-        }
-        return piece.state == State::LATEST;
-    }
-
-    const Rows& rows() const { return _rows; }
-
-    const ChangeFilter filter;
-    int resets = 0;
-    int leftBehind = 0;
-
-private:
-    void hear(const std::string& event) {
-        if (event[0] == ':') return;
-        std::istringstream lines(event);
-        std::string kind;
-        std::string data;
-        for (std::string line; std::getline(lines, line);) {
-            if (line.rfind("event: ", 0) == 0) kind = line.substr(7);
-            if (line.rfind("id: ", 0) == 0) _id = line.substr(4);
-            if (line.rfind("data: ", 0) == 0) data = line.substr(6);
-        }
-        if (kind == "revision") return;
-        const simdjson::dom::element value = _parser.parse(data).value();
-        if (kind == "reset") {
-            ++resets;
-            _rows.clear();
-            for (const auto& table : value["tables"].get_object()) {
-                for (const simdjson::dom::element row : table.value.get_array()) setRow(_rows, row);
-            }
-        } else if (kind == "update") {
-            setRow(_rows, value);
-        } else {
-            const std::string table(value["table"].get_string().value());
-            _rows[table].erase(static_cast<long>(value["id"].get_int64().value()));
-        }
-    }
-
-    ChangeStream::Reader _reader;
-    simdjson::dom::parser _parser;
-    std::string _text;
-    std::string _id;
-    Rows _rows;
-};
 
 class RandomStreams : public ::testing::TestWithParam<unsigned> {};
 
