@@ -353,15 +353,15 @@ TEST_F(LongEndOfSnapshot, IsShownInPartsThatAreSaidToBeSome) {
 }
 
 TEST_F(LongEndOfSnapshot, IsAbandonedWhenTheThreadIsToStop) {
-    std::future<void> stopped;
+    std::promise<std::future<void>> stopping;
     observer.actions = {[] {},
                         [&] {
-                            stopped = std::async(std::launch::async, [this] { feeding->stop(); });
+                            stopping.set_value(std::async(std::launch::async, [this] { feeding->stop(); }));
                             EXPECT_TRUE(eventually([this] { return link->stopped(); }));
                         }};
     leaveLinesOut();
     ASSERT_TRUE(eventually([&] { return folder.read("log").find("the end of a snapshot") != std::string::npos; }));
-    stopped.get();
+    stopping.get_future().get().get();
     EXPECT_EQ(observer.removals(), 2U);
     EXPECT_EQ(store.getLines().size(), kLines - 2);
     EXPECT_EQ(feeding->figures().elements, kLines - 1) << "with the station";

@@ -85,7 +85,7 @@ TEST_F(Life, EndsWhileTheFeedFloods) {
 
 /// Services from 1 up, and then their deletion in one record, which the store does not interrupt for anybody.
 std::string aLongDeletion() {
-    const int services = kUnderSanitizer ? 20000 : 40000;
+    const int services = kUnderSanitizer ? 10000 : 40000;
     std::string records;
     for (int id = 1; id <= services; ++id) records += feed::service(id, 5, 28800, 2, "");
     return records + "{\"delete\":8,\"id\":0}\n" + feed::line(1, "Coast Line");
