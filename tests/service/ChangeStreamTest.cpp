@@ -3,6 +3,7 @@
 #include "service/ChangeStream.h"
 
 #include "PictureTest.h"
+#include "Program.h"
 #include "RandomRailway.h"
 #include "WireReader.h"
 #include "service/Chunks.h"
@@ -231,7 +232,7 @@ class RandomStreams : public ::testing::TestWithParam<unsigned> {};
 
 /// Each round changes some records; readers read on at times, break off at times, and come back with what they know.
 TEST_P(RandomStreams, EveryReaderEndsWithWhatItsFilterTakes) {
-    constexpr int kRounds = 2500;
+    constexpr int kRounds = kUnderSanitizer ? 300 : 2500;
     constexpr std::size_t kLogged = 400;
     picture::RandomRailway railway(GetParam(), kLogged);
     const RevisionTokens tokens(base::WallTime(std::chrono::seconds(1700000000)));
