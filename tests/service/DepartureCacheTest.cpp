@@ -96,7 +96,7 @@ TEST_F(DepartureCacheAtRandom, ChangesElsewhereLeaveEveryAnswerStanding) {
         anew += ask(part);
         ASSERT_EQ(ask(1 - part), 0U) << step;
     }
-    EXPECT_GT(anew, 1000U) << "and something did change";
+    EXPECT_GT(anew, 100U) << "and something did change";
 }
 
 // --- What an answer is read from ----------------------------------------------------------------
