@@ -247,11 +247,13 @@ void addHttpOptions(CLI::App& command, service::ServeOptions& options) {
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}).description(""))
         ->group("HTTP");
     command
-        .add_option("--max-bytes-in-flight", options.limits.bytesInFlight,
-                    "Bytes of texts for clients, each text once; beyond them a late client waits its turn")
+        .add_option(
+            "--max-bytes-in-flight", options.limits.bytesInFlight,
+            "Bytes of texts for clients, each text once, such as 64MiB; beyond them a late client waits its turn")
         ->type_name("N")
         ->capture_default_str()
-        ->check(CLI::Range(std::size_t{1} << 20, std::size_t{1} << 40).description(""))
+        ->transform(CLI::AsSizeValue(false).description(""))
+        ->check(CLI::Range(std::uint64_t{1} << 20, std::uint64_t{1} << 40).description(""))
         ->group("HTTP");
     command.add_flag("--open-metrics", options.openMetrics, "Answer /metrics to everybody, not to this machine alone")
         ->group("HTTP");

@@ -29,9 +29,9 @@ public:
 
     /// Room for pieces that are kept, of an account that is mostly for those under way.
     static std::size_t roomIn(const TextAccount& account) {
-        constexpr std::size_t kEnough = std::size_t{32} << 20;
-        constexpr std::size_t kShare = 8;
-        return std::min(kEnough, account.most() / kShare);
+        constexpr std::uint64_t kEnough = std::uint64_t{32} << 20;
+        constexpr std::uint64_t kShare = 8;
+        return static_cast<std::size_t>(std::min(kEnough, account.most() / kShare));
     }
 
     enum Form {

@@ -28,7 +28,7 @@ struct HttpLimits {
     std::chrono::seconds comment{15};   ///< Between comments in a stream.
     std::chrono::seconds tick{5};       ///< Between revision events in a stream where nothing changes.
     int sendBufferBytes = 65536;        ///< Of a stream's socket: what a reader that stands still holds.
-    std::size_t bytesInFlight = std::size_t{256} << 20;  ///< Of texts for clients, each counted once.
+    std::uint64_t bytesInFlight = std::uint64_t{256} << 20;  ///< Of texts for clients, each counted once.
 };
 
 }  // namespace pis::service

@@ -4,6 +4,7 @@
 #define PIS_SERVICE_TEXTACCOUNT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,7 +18,7 @@ using SharedText = std::shared_ptr<const std::string>;
 class TextAccount {
 public:
     /// @param most bytes; beyond them no new text is to be made.
-    explicit TextAccount(std::size_t most) : _most(most) {}
+    explicit TextAccount(std::uint64_t most) : _most(most) {}
 
     /// Counts a text for as long as anybody holds it.
     SharedText keep(std::string text) {
@@ -33,10 +34,10 @@ public:
     bool hasRoom() const { return *_bytes < _most; }
 
     std::size_t bytes() const { return *_bytes; }
-    std::size_t most() const { return _most; }
+    std::uint64_t most() const { return _most; }
 
 private:
-    std::size_t _most;
+    std::uint64_t _most;
     std::shared_ptr<std::size_t> _bytes = std::make_shared<std::size_t>(0);
 };
 
