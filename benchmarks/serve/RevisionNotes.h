@@ -11,7 +11,7 @@
 class RevisionNotes : public Stream {
 public:
     RevisionNotes(EventLoop& loop, unsigned short port, const std::string& known)
-        : Stream(loop, {port}, requestFor("/api/v1/changes?tables=lines", knowing(known))) {}
+        : Stream(loop, {port}, requestFor("/api/v1/changes", knowing(known))) {}
 
     const std::vector<std::string>& revisions() const { return _revisions; }
 
