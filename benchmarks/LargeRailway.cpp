@@ -5,6 +5,7 @@
 
 #include "BenchHost.h"
 #include "StoreTables.h"
+#include "UpdateRecord.h"
 
 using namespace pis::feed;
 using namespace SignallingCodes;
@@ -23,14 +24,6 @@ std::string list(int id, Texts texts) {
     std::string list = std::to_string(id);
     for (int i = 1; i < (texts == Texts::LONG ? 12 : 2); ++i) list += '!' + std::to_string(id + i);
     return list;
-}
-
-FeedRecord update(int type, int id, const std::vector<std::string>& fields) {
-    FeedRecord record;
-    record.type = type;
-    record.id = id;
-    for (const std::string& field : fields) record.fields.append(field);
-    return record;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "Day.h"
 #include "FeedFile.h"
 #include "SignallingCodes.h"
+#include "UpdateRecord.h"
 #include "feed/ElementTypes.h"
 #include "feed/FeedWriter.h"
 
@@ -15,14 +16,6 @@ namespace {
 
 std::string lineOf(const FeedRecord& record) {
     return toJsonLine(record) + "\n";
-}
-
-FeedRecord update(int type, int id, const std::vector<std::string>& fields) {
-    FeedRecord record;
-    record.type = type;
-    record.id = id;
-    for (const std::string& field : fields) record.fields.append(field);
-    return record;
 }
 
 }  // namespace

@@ -23,9 +23,11 @@ void append(std::vector<int>& ids, const std::vector<int>& more) {
     ids.insert(ids.end(), more.begin(), more.end());
 }
 
-void sortOut(std::vector<int>& ids) {
-    std::sort(ids.begin(), ids.end());
-    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+/// Ascending, each once.
+template <typename Key>
+void sortOut(std::vector<Key>& keys) {
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
 }
 
 /// The rows whose stations one publication may change.
@@ -41,8 +43,7 @@ public:
             if (change.table == Table::PLATFORMS) addBehindPlatform(change.id);
             if (change.table == Table::TRIP_STOPS) addBehindTripStop(change.id);
         }
-        std::sort(_keys.begin(), _keys.end());
-        _keys.erase(std::unique(_keys.begin(), _keys.end()), _keys.end());
+        sortOut(_keys);
         return std::move(_keys);
     }
 

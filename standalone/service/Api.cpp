@@ -85,6 +85,16 @@ bool isHeld(const std::string& ifNoneMatch, const std::string& etag) {
     });
 }
 
+/// An answer in the form that its client takes, with the tag of that form; without contents where the client holds it.
+HttpAnswer tagged(const HttpRequest& request, const std::string& tag, bool mayBeCompressed) {
+    HttpAnswer answer;
+    answer.varies = true;
+    answer.gzip = mayBeCompressed && takesGzip(request.acceptEncoding);
+    answer.etag = "\"" + tag + (answer.gzip ? "-gzip\"" : "\"");
+    if (isHeld(request.ifNoneMatch, answer.etag)) answer.status = 304;
+    return answer;
+}
+
 /// Revision of the last change of what a table's rows show for a choice of station.
 picture::Revision lastChangeOf(const picture::Picture& picture, records::Table table, bool ofStation) {
     picture::Revision last = picture.revisionOf(table);
@@ -265,14 +275,8 @@ HttpAnswer Api::table(const HttpRequest& request, const RequestTarget& target) c
 HttpAnswer Api::largeTable(const HttpRequest& request, const std::shared_ptr<const picture::Picture>& picture,
                            records::Table table) const {
     const std::string token = _around.tokens.of(picture->revisionOf(table));
-    HttpAnswer answer;
-    answer.varies = true;
-    answer.gzip = request.takesChunks && takesGzip(request.acceptEncoding);
-    answer.etag = "\"" + token + (answer.gzip ? "-gzip\"" : "\"");
-    if (isHeld(request.ifNoneMatch, answer.etag)) {
-        answer.status = 304;
-        return answer;
-    }
+    HttpAnswer answer = tagged(request, token, request.takesChunks);
+    if (answer.status == 304) return answer;
     std::weak_ptr<const RowDocument>& latest = _documents[records::indexOf(table)];
     answer.document = latest.lock();
     if (answer.document == nullptr || answer.document->name() != nameOf(table, token)) {
@@ -462,14 +466,8 @@ HttpAnswer Api::page(const HttpRequest& request, const RequestTarget& target) co
 
 HttpAnswer Api::answerWith(const HttpRequest& request, AnswerBody& body) const {
     constexpr std::size_t kWorthIt = 512;  // bytes; below, compressing saves no packet
-    HttpAnswer answer;
-    answer.varies = true;
-    answer.gzip = body.plain->size() >= kWorthIt && takesGzip(request.acceptEncoding);
-    answer.etag = "\"" + body.tag + (answer.gzip ? "-gzip\"" : "\"");
-    if (isHeld(request.ifNoneMatch, answer.etag)) {
-        answer.status = 304;
-        return answer;
-    }
+    HttpAnswer answer = tagged(request, body.tag, body.plain->size() >= kWorthIt);
+    if (answer.status == 304) return answer;
     answer.body = answer.gzip ? _bodies.compressed(body) : body.plain;
     return answer;
 }

@@ -1,7 +1,6 @@
 #include "service/DepartureCache.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -11,8 +10,6 @@ namespace {
 
 /// Looking through more facts than these costs as much as making an answer.
 constexpr std::size_t kMostFacts = 8192;
-
-constexpr std::size_t kOverhead = 512;  // bytes of a basis besides its reads, roughly
 
 std::string requestOf(const picture::DepartureQuery& query) {
     const bool ofStation = query.stationId != 0;
@@ -27,11 +24,8 @@ std::shared_ptr<AnswerBody> DepartureCache::get(const std::shared_ptr<const pict
                                                 const picture::ServiceMoment& now) {
     follow(picture);
     const std::string request = requestOf(query);
-    const auto known = _places.find(request);
-    if (known == _places.end() || !stands(*known->second, now)) return makeAnew(request, query, now);
-
-    const Bases::iterator basis = known->second;
-    _bases.splice(_bases.begin(), _bases, basis);
+    Basis* basis = _bases.find(request);
+    if (basis == nullptr || !stands(*basis, now)) return makeAnew(request, query, now);
     std::shared_ptr<AnswerBody> body = basis->body.lock();
     if (body == nullptr) return makeAnew(request, query, now);
     ++_kept;
@@ -76,33 +70,17 @@ std::shared_ptr<AnswerBody> DepartureCache::makeAnew(const std::string& request,
     ++_made;
     picture::Reads reads;
     std::string text = departuresJson(*_book, query, now, reads);
-    const auto known = _places.find(request);
-    const std::shared_ptr<AnswerBody> last = known != _places.end() ? known->second->body.lock() : nullptr;
+    const Basis* known = _bases.find(request);
+    const std::shared_ptr<AnswerBody> last = known != nullptr ? known->body.lock() : nullptr;
     const bool saysTheSame = last != nullptr && *last->plain == text;
-    const std::uint64_t edition = saysTheSame ? known->second->edition : ++_editions;
+    const std::uint64_t edition = saysTheSame ? known->edition : ++_editions;
     auto body = _bodies.get(request, edition, saysTheSame ? last->tag : "", [&text] { return std::move(text); });
-    if (known != _places.end()) drop(known->second);
-    keep({request, std::move(reads), now, picture::hasTimetable(_book->picture()), _forgotten + _changed.size(),
-          edition, body});
+    const std::size_t bytes = sizeof(Basis) + reads.bytes();
+    _bases.put(
+        request,
+        {std::move(reads), now, picture::hasTimetable(_book->picture()), _forgotten + _changed.size(), edition, body},
+        bytes);
     return body;
-}
-
-void DepartureCache::keep(Basis basis) {
-    if (bytesOf(basis) > _room) return;  // it would take everybody's place and its own
-    _bytes += bytesOf(basis);
-    _bases.push_front(std::move(basis));
-    _places.emplace(_bases.front().request, _bases.begin());
-    while (_bytes > _room) drop(std::prev(_bases.end()));
-}
-
-void DepartureCache::drop(Bases::iterator basis) {
-    _bytes -= bytesOf(*basis);
-    _places.erase(basis->request);
-    _bases.erase(basis);
-}
-
-std::size_t DepartureCache::bytesOf(const Basis& basis) {
-    return kOverhead + basis.request.size() + basis.reads.bytes();
 }
 
 }  // namespace pis::service

@@ -6,13 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <list>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 
+#include "base/RecentlyUsed.h"
 #include "picture/Departures.h"
 #include "service/BodyCache.h"
 
@@ -25,21 +23,20 @@ class DepartureCache {
 public:
     /// @param room bytes of what is kept of reads; the answers asked for longest ago are forgotten first.
     explicit DepartureCache(BodyCache& bodies, std::size_t room = std::size_t{32} << 20)
-        : _bodies(bodies), _room(room) {}
+        : _bodies(bodies), _bases(room) {}
 
     /// The answer of a picture, which must not be older than the one before. Costs the changes since this answer was
     /// asked for last while none of them touches it.
     std::shared_ptr<AnswerBody> get(const std::shared_ptr<const picture::Picture>& picture,
                                     const picture::DepartureQuery& query, const picture::ServiceMoment& now);
 
-    std::uint64_t made() const { return _made; }  ///< Answers made anew.
-    std::uint64_t kept() const { return _kept; }  ///< Answers that stood.
-    std::size_t bytes() const { return _bytes; }  ///< What the reads take, roughly.
+    std::uint64_t made() const { return _made; }          ///< Answers made anew.
+    std::uint64_t kept() const { return _kept; }          ///< Answers that stood.
+    std::size_t bytes() const { return _bases.bytes(); }  ///< What the reads take, roughly.
 
 private:
     /// What one answer follows from.
     struct Basis {
-        std::string request;
         picture::Reads reads;
         picture::ServiceMoment now;
         bool hasTimetable;
@@ -47,22 +44,15 @@ private:
         std::uint64_t edition;      ///< Another one for another text.
         std::weak_ptr<AnswerBody> body;
     };
-    using Bases = std::list<Basis>;
 
     void follow(const std::shared_ptr<const picture::Picture>& picture);
     void forget(std::size_t facts);
     bool stands(Basis& basis, const picture::ServiceMoment& now) const;
     std::shared_ptr<AnswerBody> makeAnew(const std::string& request, const picture::DepartureQuery& query,
                                          const picture::ServiceMoment& now);
-    void keep(Basis basis);
-    void drop(Bases::iterator basis);
-    static std::size_t bytesOf(const Basis& basis);
 
     BodyCache& _bodies;
-    std::size_t _room;
-    std::size_t _bytes = 0;
-    Bases _bases;                                                   // asked for last in front
-    std::unordered_map<std::string_view, Bases::iterator> _places;  // by the bases' own requests
+    base::RecentlyUsed<Basis> _bases;  // by request
     std::optional<picture::CallBook> _book;
     std::deque<picture::Fact> _changed;  // facts that changed, the latest ones
     std::uint64_t _forgotten = 0;        // how many were before these

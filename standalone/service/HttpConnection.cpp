@@ -17,20 +17,20 @@ HttpConnection::HttpConnection(HttpServer& server, asio::ip::tcp::socket socket,
       _socket(std::move(socket)),
       _peer(std::move(peer)),
       _reader(server._limits),
-      _writer(_socket, server._sources.texts) {}
+      _writer(_socket, server._sources.texts) {
+    error_code ignored;
+    _socket.non_blocking(true, ignored);
+}
 
 void HttpConnection::start() {
     error_code ignored;
     _socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-    _socket.non_blocking(true, ignored);
     _place = ADMITTED;
     await();
     expectWithin(_server._limits.request);  // a client that connects has something to say
 }
 
 void HttpConnection::refuse(const Problem& problem) {
-    error_code ignored;
-    _socket.non_blocking(true, ignored);
     _place = REFUSED;
     send(answerOf(problem), {});
 }
